@@ -1,0 +1,25 @@
+/* When callbacks run, for programs with an event loop of their own. These functions are an addition
+ * of this librovktrans: a program that must run above any other looks them up at run time. */
+#ifndef ROVK_TRANS_DELIVERY_H
+#define ROVK_TRANS_DELIVERY_H
+
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* A file descriptor that is readable while rovktrans_dispatch has something to do. It belongs to the
+ * context and is closed with it. Negative: -errno. */
+int32_t rovktrans_fd(void* context);
+
+/* Runs the callbacks that are due; when none is, waits up to `timeout_ms` for the first (0: does not
+ * wait; negative: no limit). Gives the number of callbacks that ran, 0 when the time has passed or
+ * nothing can come any more, or a negative -errno. */
+int32_t rovktrans_dispatch(void* context, int32_t timeout_ms);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,46 @@
+/* librovk-transport: ways to a unit. librovktrans is its one caller. A connection carries 32-byte
+ * messages in both directions and belongs to one thread at a time.
+ * Status: 0 or -errno. */
+#ifndef ROVK_TRANSPORT_H
+#define ROVK_TRANSPORT_H
+
+#include <rovk/types.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+typedef struct rovk_transport rovk_transport;
+
+/* Opens the way that `text` names, as rovktrans_init takes it; options that the transport does not
+ * know are refused with -EINVAL. `owner` is the handle of the context that the connection serves,
+ * kept as a number: rovk_unit_* finds the connection by it. */
+int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot);
+void rovk_transport_close(rovk_transport* transport);
+
+/* The address under which the unit knows this application, never 0. */
+uint16_t rovk_transport_application(rovk_transport* transport);
+
+/* Hands a message to the unit. Does not block. */
+int32_t rovk_transport_send(rovk_transport* transport, const struct rovk_message* message);
+
+/* Takes the next message from the unit. Waits until the clock reads `deadline_ns`; a deadline in the
+ * past does not wait. -ETIMEDOUT: none came. -ENODATA: none can come before the deadline is set
+ * further and the clock will not advance by itself. */
+int32_t rovk_transport_receive(rovk_transport* transport, struct rovk_message* message, uint64_t deadline_ns);
+
+/* The unit's clock, nanoseconds from an arbitrary start; time-outs are reckoned by it. With a virtual
+ * clock a wait does not sleep: it moves the clock. */
+uint64_t rovk_transport_now_ns(rovk_transport* transport);
+
+/* A descriptor that is readable when rovk_transport_receive has a message, or when the clock has
+ * reached `wake_ns`, whichever comes first; call again after each receive. Always the same
+ * descriptor. UINT64_MAX: no wake time. Negative: -errno. */
+int32_t rovk_transport_fd(rovk_transport* transport, uint64_t wake_ns);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif

@@ -1,0 +1,23 @@
+return {
+  name = "a_d_converter_0016",
+  doc = "A/D converters by converter and channel.",
+  id = 0x0016,
+  api = { major = 0, minor = 3 },
+  commands = {
+    { opcode = 32, name = "get_channels",
+      command = { { 0, "adc_index", "uint8_t" } },
+      response = { { 0, "channel_count", "uint8_t" } },
+    },
+    { opcode = 33, name = "get_value",
+      command = { { 0, "adc_index", "uint8_t" }, { 1, "channel_index", "uint8_t" } },
+      response = { { 0, "value", "uint16_t" } },
+    },
+    { opcode = 34, name = "get_voltage",
+      command = { { 0, "adc_index", "uint8_t" }, { 1, "channel_index", "uint8_t" } },
+      response = { { 0, "millivolt", "uint16_t" } },
+    },
+  },
+  events = {},
+  errors = {},
+  constants = {},
+}

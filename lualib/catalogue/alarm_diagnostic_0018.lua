@@ -1,0 +1,15 @@
+return {
+  name = "alarm_diagnostic_0018",
+  doc = "Comparator readings behind the alarm inputs.",
+  id = 0x0018,
+  api = { major = 0, minor = 1 },
+  commands = {
+    { opcode = 32, name = "get_comparator_values",
+      command = { { 0, "index", "uint8_t" } },
+      response = { { 0, "pin_y", "uint8_t" }, { 1, "pin_z", "uint8_t" } },
+    },
+  },
+  events = {},
+  errors = {},
+  constants = {},
+}

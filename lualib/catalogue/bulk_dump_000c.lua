@@ -1,0 +1,37 @@
+return {
+  name = "bulk_dump_000c",
+  doc = "Frames written to files, fetched from the unit by HTTP.",
+  id = 0x000c,
+  api = { major = 0, minor = 3 },
+  commands = {
+    { opcode = 32, name = "delete_file",
+      command = { { 0, "filename", "uint8_t [22]" } },
+    },
+    { opcode = 33, name = "delete_all_files" },
+    { opcode = 34, name = "http_enable",
+      command = { { 0, "enable", "uint8_t" } },
+    },
+    { opcode = 35, name = "http_port",
+      response = { { 0, "port", "uint16_t" } },
+    },
+    { opcode = 36, name = "get_frame",
+      command = { { 0, "bayer", "uint8_t" }, { 1, "filename", "uint8_t [22-sizeof(uint8_t)]" } },
+    },
+    { opcode = 37, name = "get_averaged_bayer_frame",
+      command = {
+        { 0, "average_count", "uint8_t" },
+        { 1, "filename", "uint8_t [22-sizeof(uint8_t)]" },
+      },
+    },
+  },
+  events = {},
+  errors = {
+    { id = 32, name = "http_server_start" },
+    { id = 33, name = "delete_file" },
+    { id = 34, name = "get_frame" },
+    { id = 35, name = "write_frame" },
+  },
+  constants = {
+    { "ROVK_BULK_DUMP_GET_FRAME_FILENAME_SIZE", 21 },
+  },
+}

@@ -1,0 +1,18 @@
+return {
+  name = "day_night_0011",
+  doc = "Day/night filter, first generation.",
+  id = 0x0011,
+  api = { major = 0, minor = 1 },
+  commands = {
+    { opcode = 32, name = "set_state",
+      command = { { 0, "index", "uint8_t" }, { 1, "state", "uint8_t" } },
+    },
+    { opcode = 33, name = "get_state",
+      command = { { 0, "index", "uint8_t" } },
+      response = { { 0, "state", "uint8_t" } },
+    },
+  },
+  events = {},
+  errors = {},
+  constants = {},
+}

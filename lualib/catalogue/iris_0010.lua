@@ -1,0 +1,33 @@
+return {
+  name = "iris_0010",
+  doc = "Iris motor.",
+  id = 0x0010,
+  api = { major = 0, minor = 2 },
+  commands = {
+    { opcode = 32, name = "set_position",
+      command = {
+        { 0, "reserved", "uint8_t" },
+        { 1, "index", "uint8_t" },
+        { 2, "position", "uint32_t" },
+      },
+    },
+    { opcode = 33, name = "get_position",
+      command = { { 0, "index", "uint8_t" } },
+      response = {
+        { 0, "reserved", "uint16_t" },
+        { 2, "position", "uint32_t" },
+        { 6, "min_position", "uint32_t" },
+        { 10, "max_position", "uint32_t" },
+      },
+    },
+    { opcode = 34, name = "open_position",
+      command = { { 0, "index", "uint8_t" } },
+    },
+    { opcode = 35, name = "closed_position",
+      command = { { 0, "index", "uint8_t" } },
+    },
+  },
+  events = {},
+  errors = {},
+  constants = {},
+}

@@ -1,0 +1,15 @@
+return {
+  name = "light_sensor_0007",
+  doc = "Ambient light.",
+  id = 0x0007,
+  api = { major = 0, minor = 3 },
+  commands = {
+    { opcode = 32, name = "get_millilux",
+      command = { { 0, "index", "uint8_t" } },
+      response = { { 0, "reserved", "uint16_t" }, { 2, "millilux", "uint32_t" } },
+    },
+  },
+  events = {},
+  errors = {},
+  constants = {},
+}

@@ -1,0 +1,38 @@
+return {
+  name = "linear_actuator_0028",
+  doc = "Lens motors by position, second generation.",
+  id = 0x0028,
+  api = { major = 0, minor = 3 },
+  commands = {
+    { opcode = 32, name = "get_position",
+      command = { { 0, "index", "uint8_t" } },
+      response = {
+        { 0, "reserved", "uint16_t" },
+        { 2, "position", "uint32_t" },
+        { 6, "speed", "uint32_t" },
+        { 10, "min", "uint32_t" },
+        { 14, "max", "uint32_t" },
+        { 18, "home", "uint32_t" },
+      },
+    },
+    { opcode = 33, name = "set_position",
+      command = {
+        { 0, "index", "uint8_t" },
+        { 1, "reserved", "uint8_t" },
+        { 2, "position", "uint32_t" },
+        { 6, "speed", "uint32_t" },
+      },
+    },
+    { opcode = 34, name = "get_speed_limits",
+      command = { { 0, "index", "uint8_t" } },
+      response = {
+        { 0, "reserved", "uint16_t" },
+        { 2, "min", "uint32_t" },
+        { 6, "max", "uint32_t" },
+      },
+    },
+  },
+  events = {},
+  errors = {},
+  constants = {},
+}

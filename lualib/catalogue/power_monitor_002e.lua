@@ -1,0 +1,42 @@
+return {
+  name = "power_monitor_002e",
+  doc = "Voltage, current and power with an alert threshold, second generation.",
+  id = 0x002e,
+  api = { major = 0, minor = 1 },
+  commands = {
+    { opcode = 32, name = "get_voltages",
+      command = { { 0, "index", "uint8_t" } },
+      response = {
+        { 0, "reserved", "uint16_t" },
+        { 2, "shunt_voltage_millivolts", "int32_t" },
+        { 6, "bus_voltage_millivolts", "int32_t" },
+      },
+    },
+    { opcode = 33, name = "get_current",
+      command = { { 0, "index", "uint8_t" } },
+      response = {
+        { 0, "reserved", "uint16_t" },
+        { 2, "calculated_current_milliamps", "int32_t" },
+      },
+    },
+    { opcode = 34, name = "get_power",
+      command = { { 0, "index", "uint8_t" } },
+      response = { { 0, "reserved", "uint16_t" }, { 2, "calculated_power_microwatts", "int32_t" } },
+    },
+    { opcode = 35, name = "get_power_threshold",
+      command = { { 0, "index", "uint8_t" } },
+      response = { { 0, "reserved", "uint16_t" }, { 2, "threshold_power_microwatts", "int32_t" } },
+    },
+  },
+  events = {
+    { id = 32, name = "alert",
+      event = {
+        { 0, "index", "uint8_t" },
+        { 1, "active", "uint8_t" },
+        { 2, "calculated_power_microwatts", "int32_t" },
+      },
+    },
+  },
+  errors = {},
+  constants = {},
+}

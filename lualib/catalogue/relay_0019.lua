@@ -1,0 +1,35 @@
+return {
+  name = "relay_0019",
+  doc = "Relay outputs, second generation: a trigger carries its whole sequence.",
+  id = 0x0019,
+  api = { major = 0, minor = 2 },
+  commands = {
+    { opcode = 32, name = "get_state",
+      command = { { 0, "index", "uint8_t" } },
+      response = { { 0, "open", "uint8_t" } },
+    },
+    { opcode = 33, name = "set_state",
+      command = { { 0, "index", "uint8_t" }, { 1, "open", "uint8_t" } },
+    },
+    { opcode = 34, name = "trigger",
+      command = {
+        { 0, "index", "uint8_t" },
+        { 1, "initial_state_open", "uint8_t" },
+        { 2, "open_time_ms", "uint32_t" },
+        { 6, "close_time_ms", "uint32_t" },
+        { 10, "num_cycles", "uint8_t" },
+        { 11, "final_state_open", "uint8_t" },
+      },
+    },
+  },
+  events = {
+    { id = 32, name = "trigger_sequence_complete",
+      event = { { 0, "index", "uint8_t" } },
+    },
+  },
+  errors = {},
+  constants = {
+    { "ROVK_RELAY_0019_STATE_CLOSED", 0 },
+    { "ROVK_RELAY_0019_STATE_OPEN", 1 },
+  },
+}

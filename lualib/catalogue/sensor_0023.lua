@@ -1,0 +1,23 @@
+return {
+  name = "sensor_0023",
+  doc = "Image sensors: dimensions and raw frames.",
+  id = 0x0023,
+  api = { major = 0, minor = 1 },
+  commands = {
+    { opcode = 32, name = "get_dimensions",
+      command = { { 0, "index", "uint8_t" } },
+      response = { { 0, "height", "uint16_t" }, { 2, "width", "uint16_t" } },
+    },
+    { opcode = 33, name = "dump_raw_image",
+      command = { { 0, "index", "uint8_t" } },
+      response = {
+        { 0, "reserved", "uint16_t" },
+        { 2, "dram_address", "uint32_t" },
+        { 6, "size", "uint32_t" },
+      },
+    },
+  },
+  events = {},
+  errors = {},
+  constants = {},
+}

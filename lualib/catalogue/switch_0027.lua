@@ -1,0 +1,22 @@
+return {
+  name = "switch_0027",
+  doc = "Switches that are read, written and heard.",
+  id = 0x0027,
+  api = { major = 0, minor = 1 },
+  commands = {
+    { opcode = 32, name = "get_state",
+      command = { { 0, "index", "uint8_t" } },
+      response = { { 0, "on", "uint8_t" } },
+    },
+    { opcode = 33, name = "set_state",
+      command = { { 0, "index", "uint8_t" }, { 1, "on", "uint8_t" } },
+    },
+  },
+  events = {
+    { id = 32, name = "state_change",
+      event = { { 0, "index", "uint8_t" }, { 1, "on", "uint8_t" } },
+    },
+  },
+  errors = {},
+  constants = {},
+}

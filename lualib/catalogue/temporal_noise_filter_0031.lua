@@ -1,0 +1,18 @@
+return {
+  name = "temporal_noise_filter_0031",
+  doc = "Temporal noise filter, on or off.",
+  id = 0x0031,
+  api = { major = 0, minor = 1 },
+  commands = {
+    { opcode = 32, name = "get_enable",
+      command = { { 0, "index", "uint8_t" } },
+      response = { { 0, "enable", "uint8_t" } },
+    },
+    { opcode = 33, name = "set_enable",
+      command = { { 0, "index", "uint8_t" }, { 1, "enable", "uint8_t" } },
+    },
+  },
+  events = {},
+  errors = {},
+  constants = {},
+}

@@ -1,0 +1,65 @@
+// The makers of all models. A service that is nothing but plain get and set has a row of registers
+// in plain.cpp; the others have a file each, or one for a group of like services.
+#pragma once
+
+#include <memory>
+
+#include "unit/model.h"
+
+namespace rovk::unit {
+
+using Maker = std::unique_ptr<Model> (*)(const Setup& setup);
+
+// Null for a service that has no model, which is none but the common one.
+Maker find_maker(std::string_view service);
+
+// alarms.cpp
+std::unique_ptr<Model> make_alarm_0004(const Setup& setup);
+std::unique_ptr<Model> make_alarm_0017(const Setup& setup);
+std::unique_ptr<Model> make_alarm_diagnostic_0018(const Setup& setup);
+// relays.cpp
+std::unique_ptr<Model> make_relay_0005(const Setup& setup);
+std::unique_ptr<Model> make_relay_0019(const Setup& setup);
+// eeprom.cpp: one memory a board, seen by both services
+std::unique_ptr<Model> make_eeprom_raw_0012(const Setup& setup);
+std::unique_ptr<Model> make_eeprom_partition_table_0013(const Setup& setup);
+// image_control.cpp
+std::unique_ptr<Model> make_imgctrl_0006(const Setup& setup);
+// lens.cpp
+std::unique_ptr<Model> make_linear_actuator_000d(const Setup& setup);
+std::unique_ptr<Model> make_linear_actuator_0028(const Setup& setup);
+std::unique_ptr<Model> make_iris_0010(const Setup& setup);
+std::unique_ptr<Model> make_lens_focus_001f(const Setup& setup);
+std::unique_ptr<Model> make_zoom_0021(const Setup& setup);
+std::unique_ptr<Model> make_auto_back_focus_0020(const Setup& setup);
+std::unique_ptr<Model> make_day_night_001d(const Setup& setup);
+// positioning.cpp
+std::unique_ptr<Model> make_positioning_002a(const Setup& setup);
+// calibration.cpp
+std::unique_ptr<Model> make_calibration_0015(const Setup& setup);
+// bulk_dump.cpp
+std::unique_ptr<Model> make_bulk_dump_000c(const Setup& setup);
+// inputs.cpp: buttons, switches, sensors, converters
+std::unique_ptr<Model> make_button_0002(const Setup& setup);
+std::unique_ptr<Model> make_switch_0027(const Setup& setup);
+std::unique_ptr<Model> make_light_sensor_0007(const Setup& setup);
+std::unique_ptr<Model> make_temperature_sensor_0009(const Setup& setup);
+std::unique_ptr<Model> make_a_d_converter_0016(const Setup& setup);
+std::unique_ptr<Model> make_a_d_converter_0029(const Setup& setup);
+// drives.cpp: outputs behind a PWM
+std::unique_ptr<Model> make_ir_illuminator_0008(const Setup& setup);
+std::unique_ptr<Model> make_heater_000a(const Setup& setup);
+std::unique_ptr<Model> make_fan_000b(const Setup& setup);
+std::unique_ptr<Model> make_power_pwm_0025(const Setup& setup);
+std::unique_ptr<Model> make_speed_pwm_0026(const Setup& setup);
+// power.cpp
+std::unique_ptr<Model> make_power_monitor_000f(const Setup& setup);
+std::unique_ptr<Model> make_power_monitor_002e(const Setup& setup);
+// pipeline.cpp: sensors, statistics, triangles
+std::unique_ptr<Model> make_sensor_0023(const Setup& setup);
+std::unique_ptr<Model> make_imaging_pipe_statistics_0024(const Setup& setup);
+std::unique_ptr<Model> make_triangle_overlay_002b(const Setup& setup);
+// unittest.cpp
+std::unique_ptr<Model> make_unittest_ffff(const Setup& setup);
+
+}  // namespace rovk::unit

@@ -1,0 +1,62 @@
+// The simulated unit: peripherals at their addresses, applications that talk to them, and a clock.
+// Commands go in as 32-byte messages; answers and events come out of the application's inbox when
+// their time has come.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <optional>
+#include <string_view>
+
+#include "rovk/types.h"
+#include "unit/clock.h"
+#include "unit/world.h"
+
+namespace rovk::unit {
+
+struct Options {
+  bool virtual_clock = false;
+  Time latency{0};  // from a command's arrival to its answer's, on top of what the command itself takes
+};
+
+class Unit {
+ public:
+  explicit Unit(const Options& options);
+  ~Unit();
+  Unit(const Unit&) = delete;
+  Unit& operator=(const Unit&) = delete;
+
+  // An application joins and gets its address; it leaves with all its subscriptions and reservations.
+  uint16_t join();
+  void leave(uint16_t application);
+
+  // Takes a message from an application. One that is no command is dropped and counted.
+  void submit(uint16_t application, const rovk_message& message);
+  // The next message for an application, in order of their due times, then of their making.
+  bool take(uint16_t application, rovk_message& message);
+  bool waiting(uint16_t application) const;
+
+  // Does all that is due at the clock's present reading.
+  void run();
+  // When the next timer or answer falls due. Empty: nothing is planned.
+  std::optional<Time> next_due() const;
+  // Moves a virtual clock to `when`, doing on the way, each at its own time, all that falls due.
+  void advance_to(Time when);
+  Clock& clock();
+
+  // What happens to the unit from outside.
+  World& world();
+  void set_input(Input input, unsigned index, int64_t value);
+  bool reset_peripheral(uint16_t address, uint16_t type);
+  bool set_fault(uint16_t address, uint16_t fault_id);
+  bool spontaneous_error(uint16_t address, uint16_t error_id, const uint8_t* payload);
+  // Disturbs the next `count` answers to an application: "lose", "duplicate", "delay" (by `value`
+  // milliseconds), "corrupt" (another type byte), "misdirect" (another uuid). False: no such disturbance.
+  bool disturb(uint16_t application, std::string_view what, uint32_t count, uint32_t value);
+
+ private:
+  struct State;
+  std::unique_ptr<State> state_;
+};
+
+}  // namespace rovk::unit

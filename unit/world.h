@@ -1,0 +1,42 @@
+// The surroundings of the unit: what its sensors, buttons and contacts see. The one place where the
+// outside enters; models read it, test programs and scripts write it.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <optional>
+#include <string_view>
+#include <vector>
+
+namespace rovk::unit {
+
+enum class Input : uint8_t {
+  temperature,     // millidegrees Celsius; index: the devices of temperature_sensor_0009
+  light,           // millilux
+  bus_voltage,     // millivolts; index: monitored rail
+  current,         // milliamperes; index: monitored rail
+  analog,          // millivolts; index: A/D input
+  button,          // 0 released, 1 pressed; index: button
+  alarm,           // 0 open, 1 closed, 2 sabotaged; index: alarm contact, both generations see the same
+  switch_contact,  // 0 off, 1 on; index: switch
+  fan_blocked,     // 0 turns freely, 1 blocked; index: fan
+  motor_blocked,   // 0 moves freely, 1 blocked; index: lens motor, 0 focus, 1 zoom
+};
+
+inline constexpr std::size_t input_count = 10;
+
+std::string_view input_name(Input input);
+std::optional<Input> find_input(std::string_view name);
+
+class World {
+ public:
+  World();
+  // An index beyond those that were set reads the value of index 0.
+  int64_t get(Input input, unsigned index = 0) const;
+  void set(Input input, unsigned index, int64_t value);
+
+ private:
+  std::array<std::vector<int64_t>, input_count> values_;
+};
+
+}  // namespace rovk::unit
