@@ -1,0 +1,10 @@
+std = "lua51"
+max_line_length = 120
+exclude_files = { "build", "build-*" }
+
+-- Opening the module sets these.
+read_globals = { "rovk_message", "swig_type", "swig_equals" }
+
+files["tests/lua"] = { std = "+busted" }
+-- Luv's loop is only there where lua-luv is.
+files["examples"] = { ignore = { "212" } }

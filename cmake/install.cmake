@@ -1,0 +1,35 @@
+# What is installed, in two components. `module` is rovk_message.so alone, for a unit that has the
+# libraries below it already. `desk` is what one needs beside it where there is no unit: our
+# libraries with the simulated unit, their headers, and the Lua modules for event loop and unit.
+
+file(RELATIVE_PATH to_libraries /${ROVK_LUA_MODULE_DIR} /${CMAKE_INSTALL_LIBDIR})
+set(modules rovk_message rovk_loop rovk_unit_lua)
+set(libraries rovk-message rovktrans rovk-transport)
+
+# All that a script needs to run from the build folder.
+add_custom_target(rovk_scripts)
+
+foreach(target IN LISTS modules)
+  if(NOT TARGET ${target})
+    continue()
+  endif()
+  add_dependencies(rovk_scripts ${target})
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
+  if(target STREQUAL rovk_message)
+    set(component module)
+  else()
+    set(component desk)
+  endif()
+  install(TARGETS ${target} LIBRARY DESTINATION ${ROVK_LUA_MODULE_DIR} COMPONENT ${component})
+endforeach()
+
+if(ROVK_BUILD_LIBRARIES)
+  foreach(target IN LISTS libraries)
+    if(TARGET ${target})
+      set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
+      install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT desk)
+    endif()
+  endforeach()
+  install(DIRECTORY include/rovk ${ROVK_GENERATED}/include/rovk DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+          COMPONENT desk FILES_MATCHING PATTERN "*.h")
+endif()
