@@ -9,6 +9,8 @@ package.path = folder .. "/?.lua;" .. package.path
 local EMITTERS = {
   { "emit_headers", "include/rovk" },
   { "emit_catalogue", "catalogue_rows.cpp" },
+  { "emit_message", "message_stubs.cpp" },
+  { "emit_recorder", "tests/recorder_functions.cpp" },
 }
 
 local function main(output, protocol, ...)
