@@ -6,5 +6,6 @@ exclude_files = { "build", "build-*" }
 read_globals = { "rovk_message", "swig_type", "swig_equals" }
 
 files["tests/lua"] = { std = "+busted" }
+files["tests/recorder"] = { std = "+busted" }
 -- Luv's loop is only there where lua-luv is.
 files["examples"] = { ignore = { "212" } }

@@ -1,0 +1,187 @@
+-- Shared by the tests of what a script sees.
+--
+-- One file:   ROVK_BUILD=build lua5.1 /usr/bin/busted tests/lua/numbers_test.lua
+-- All:        ROVK_BUILD=build lua5.1 /usr/bin/busted --pattern=_test tests/lua
+-- ROVK_BUILD names the build folder ("build" in the root when it is not set). ROVK_GC=aggressive
+-- keeps the collector at work all the time. luajit in place of lua5.1 runs the same files over the
+-- same module.
+
+local luassert = require("luassert")
+
+local helper = {}
+
+local here = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
+helper.root = here .. "/../.."
+local build = os.getenv("ROVK_BUILD") or helper.root .. "/build"
+helper.build = build
+
+for _, folder in ipairs { "/lualib", "", "/lib", "/tests/recorder" } do
+  package.cpath = build .. folder .. "/?.so;" .. package.cpath
+end
+package.path = helper.root .. "/lualib/?.lua;" .. build .. "/lualib/?.lua;" .. package.path
+
+local aggressive = os.getenv("ROVK_GC") == "aggressive"
+if aggressive then
+  collectgarbage("setpause", 0)
+  collectgarbage("setstepmul", 1000)
+  debug.sethook(function()
+    collectgarbage()
+  end, "", 20011)
+end
+helper.aggressive = aggressive
+
+-- Runs `action` while each allocation is followed by a whole collection.
+function helper.collecting(action, ...)
+  local pause, step = collectgarbage("setpause", 0), collectgarbage("setstepmul", 1000000)
+  local results = { pcall(action, ...) }
+  collectgarbage("setpause", pause)
+  collectgarbage("setstepmul", step)
+  luassert.is_true(results[1], results[2])
+  return unpack(results, 2, table.maxn(results))
+end
+
+-- The catalogue as the generator reads it.
+local model
+function helper.model()
+  if not model then
+    local path = package.path
+    package.path = helper.root .. "/generator/?.lua;" .. path
+    local files = {}
+    for name in require("lfs").dir(helper.root .. "/lualib/catalogue") do
+      if name:match("%.lua$") then
+        files[#files + 1] = helper.root .. "/lualib/catalogue/" .. name
+      end
+    end
+    model = require("derive").derive(require("reader").read(helper.root .. "/lualib/protocol.lua", files))
+    package.path = path
+  end
+  return model
+end
+
+-- Results with their count, so that a nil at the end shows.
+function helper.pack(...)
+  return { n = select("#", ...), ... }
+end
+
+-- `action` fails with exactly this text: no position in front, nothing behind.
+function helper.fails(text, action, ...)
+  local ok, message = pcall(action, ...)
+  luassert.is_false(ok, "no error; wanted: " .. text)
+  luassert.are.equal(text, message)
+end
+
+-- `action` fails with some Lua error, the process lives on.
+function helper.refused(action, ...)
+  local ok, message = pcall(action, ...)
+  luassert.is_false(ok, "no error was raised")
+  luassert.is_string(message)
+  return message
+end
+
+-- A number as it is after conversion to a field, by the rule for its kind.
+function helper.to_width(value, width, signed)
+  local span = 2 ^ (8 * width)
+  value = value < 0 and math.ceil(value) or math.floor(value)
+  value = value % span
+  return signed and value >= span / 2 and value - span or value
+end
+
+-- Contexts -------------------------------------------------------------------------------------
+
+local contexts = {}
+
+-- A context on a simulated unit of its own, by default with a clock that stands still.
+function helper.open(text)
+  local rovk = require("rovk_message")
+  local status, context = rovk.rovktrans_init(text or "sim?clock=virtual", nil)
+  luassert.are.equal(0, status)
+  luassert.is_userdata(context)
+  contexts[#contexts + 1] = context
+  return context
+end
+
+function helper.close(context)
+  for position, known in ipairs(contexts) do
+    if known == context then
+      table.remove(contexts, position)
+    end
+  end
+  return require("rovk_message").rovktrans_deinit(context)
+end
+
+-- The address of a service's peripheral.
+function helper.address(context, service)
+  local rovk = require("rovk_message")
+  local id = rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"]
+  local status, _, count = rovk.rovktrans_router_0000_get_count(context, rovk.ROVK_ROUTER_PERIPHERAL_ADDRESS)
+  luassert.are.equal(0, status)
+  for index = 0, count - 1 do
+    local _, _, address = rovk.rovktrans_router_0000_get_route(context, rovk.ROVK_ROUTER_PERIPHERAL_ADDRESS, index)
+    local _, _, found = rovk.rovktrans_common_get_peripheral_info(context, address)
+    if found == id then
+      return address
+    end
+  end
+  error("no route to " .. service)
+end
+
+-- Leaks ----------------------------------------------------------------------------------------
+
+-- What keeps Lua values alive from C: numbered references and keys of the registry. Numbers under
+-- numbered keys are the list of free references.
+local function snapshot()
+  local held = {}
+  for key, value in pairs(debug.getregistry()) do
+    if type(key) ~= "number" or (key > 0 and type(value) ~= "number") then
+      held[key] = value
+    end
+  end
+  return held
+end
+
+local function describe_value(key, value)
+  local where = ""
+  if type(value) == "table" then
+    for _, inner in pairs(value) do
+      value = type(inner) == "function" and inner or value
+    end
+  end
+  if type(value) == "function" then
+    local info = debug.getinfo(value, "S")
+    where = (", a function from %s:%d"):format(info.short_src, info.linedefined)
+  end
+  return ("%s (%s%s)"):format(tostring(key), type(value), where)
+end
+
+-- The references and keys that are there now and were not at `before`.
+function helper.leaks(before)
+  local list = {}
+  for key, value in pairs(snapshot()) do
+    if before[key] == nil and not tostring(key):match("^LOADLIB") then
+      list[#list + 1] = describe_value(key, value)
+    end
+  end
+  table.sort(list)
+  return list
+end
+helper.snapshot = snapshot
+
+-- Makes every test of a file end as it began: nothing of it is referenced from the registry, which a
+-- pending command or a subscription would be. Contexts that a test left open are closed here, and
+-- that must succeed.
+function helper.watch(before_each, after_each)
+  local before
+  before_each(function()
+    before = snapshot()
+  end)
+  after_each(function()
+    local left = helper.leaks(before)
+    while contexts[1] do
+      luassert.are.equal(0, helper.close(contexts[1]))
+    end
+    luassert.are.same({}, left)
+    luassert.are.same({}, helper.leaks(before))
+  end)
+end
+
+return helper

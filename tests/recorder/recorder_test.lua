@@ -1,0 +1,547 @@
+-- Every function of the module above libraries that only record: each argument arrives in its place
+-- and width, each result of the library comes back in its place, and nothing else is called.
+
+local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
+package.path = folder .. "/../lua/?.lua;" .. package.path
+local helper = require("helper")
+local rovk = require("rovk_message")
+local recorder = require("recorder")
+local model = helper.model()
+
+-- What the recorder fills outputs with.
+local function pattern(position, byte)
+  return 128 + (position * 11 + byte * 5) % 128
+end
+
+local function pattern_number(position, width, signed, offset)
+  local value = 0
+  for byte = width - 1, 0, -1 do
+    value = value * 256 + pattern(position, (offset or 0) + byte)
+  end
+  return signed and value - 256 ^ width or value
+end
+
+local function pattern_value(position, item)
+  if item.kind == "version" then
+    return { major = pattern(position, 0), minor = pattern(position, 1) }
+  elseif item.kind == "array" then
+    local list = {}
+    for index = 1, item.count do
+      list[index] = pattern_number(position, item.width, false, (index - 1) * item.width)
+    end
+    return list
+  end
+  return pattern_number(position, item.width, item.signed)
+end
+
+local function values_of(results, blank)
+  local list = {}
+  for position, item in ipairs(results) do
+    list[position] = blank and (item.kind == "array" and {} or item.kind == "version" and { major = 0, minor = 0 } or 0)
+      or pattern_value(position, item)
+  end
+  return list
+end
+
+local FURTHER_KEYS = {
+  [2] = { "fault_id", 2 }, [4] = { "application_address", 2 }, [6] = { "type", 2 }, [8] = { "payload_index", 2 },
+  [9] = { "opcode", 1 }, [11] = { "index", 1 },
+}
+
+local function error_table(id)
+  if not id then
+    return { error_id = 0 }
+  end
+  local expected = { error_id = id, peripheral_address = pattern_number(1, 2) }
+  local key = FURTHER_KEYS[id]
+  if key then
+    expected[key[1]] = pattern_number(1, key[2], false, 4)
+  end
+  return expected
+end
+
+local function hex(text)
+  return (text:gsub(".", function(char)
+    return ("%02x"):format(char:byte())
+  end))
+end
+
+-- A message whose bytes differ by `seed`, and their text.
+local function message(seed)
+  local m = rovk.rovk_message()
+  m.route.application_address, m.route.peripheral_address = 0xA1B2 + seed, 0xC3D4 + seed
+  m.route.uuid, m.route.type = 0xE5F60718 + seed, 0x90 + seed
+  m.cre.dummy = ("body %d"):format(seed)
+  local function little(value, width)
+    local text = ""
+    for _ = 1, width do
+      text = text .. string.char(value % 256)
+      value = math.floor(value / 256)
+    end
+    return text
+  end
+  local body = ("body %d"):format(seed)
+  return m, hex(little(0xA1B2 + seed, 2) .. little(0xC3D4 + seed, 2) .. little(0xE5F60718 + seed, 4)
+    .. string.char(0x90 + seed) .. body .. ("\0"):rep(23 - #body))
+end
+
+-- A Lua value for an argument, and what the recorder shows for it: numbers wider than their field and
+-- with a fraction, tables with entries of all kinds.
+local function sample(argument, position, state)
+  local kind = argument.kind
+  if kind == "number" and argument.signed then
+    local value = -(256 ^ argument.width) / 2 + position
+    return value + 0.75, ("%d"):format(math.ceil(value + 0.75))
+  elseif kind == "number" then
+    local value = 256 ^ argument.width - 16 + position
+    local wide = argument.width < 4 and value + 3 * 256 ^ argument.width or value
+    return wide + 0.75, ("%.0f"):format(value)
+  elseif kind == "table" then
+    return { position, 300, "7", {}, -1, 255.9, 0 / 0 }, ("%02x2c070000ff00"):format(position) .. ("00"):rep(15)
+  elseif kind == "aliases" then
+    return { 0x1F234, -1, position }, ("34f20000%02x00"):format(position) .. ("0000"):rep(7)
+  elseif kind == "version" then
+    local version = rovk.rovk_version()
+    version.major, version.minor = 200 + position, 100 + position
+    return version, ("%d.%d"):format(200 + position, 100 + position)
+  elseif kind == "text" then
+    return "text %s", '"text %s"'
+  elseif kind == "fn" then
+    return state.callback, "function"
+  elseif argument.text == "struct rovk_message *" then
+    return message(position)
+  elseif argument.callback or argument.text == "void **" then
+    return nil, "null"
+  elseif kind == "opaque" and position == 1 then
+    return state.context, "&1"
+  elseif kind == "opaque" then
+    return state.user, "&2"
+  end
+  state.record = rovk[argument.text:match("([%w_]+) %*$")]()
+  return state.record, "out"
+end
+
+-- All arguments of a row, with the names that the recorder shows in front of the texts.
+local function samples(item, state)
+  local values, texts = { n = #item.arguments }, {}
+  for position, argument in ipairs(item.arguments) do
+    values[position], texts[position] = sample(argument, position, state)
+  end
+  return values, texts
+end
+
+local function new_state(callback)
+  recorder.behave {}
+  local _, context = rovk.rovktrans_init(nil, nil)
+  recorder.reset()
+  return { context = context, user = rovk.rovk_version(), callback = callback }
+end
+
+-- The values in a line of the recorder, without the names of the parameters.
+local function recorded()
+  local lines = {}
+  for line in recorder.calls():gmatch("[^\n]+") do
+    local name, rest = line:match("^([%w_]+)%((.*)%)$")
+    lines[#lines + 1] = name .. "(" .. rest:gsub("[%w_]+=", "") .. ")"
+  end
+  return lines
+end
+
+local function spelled(name, texts)
+  return { ("%s(%s)"):format(name, table.concat(texts, ", ")) }
+end
+
+local function call(item, values)
+  return helper.pack(rovk[item.name](unpack(values, 1, values.n)))
+end
+
+local function outs(texts, count)
+  for _ = 1, count do
+    texts[#texts + 1] = "out"
+  end
+  return texts
+end
+
+-- What differs by family. Each returns what went wrong as a failed assertion that names the function.
+local check = {}
+
+function check.initialize(item)
+  local values, texts = samples(item, new_state())
+  recorder.behave { status = -5 }
+  assert.are.equal(0, call(item, values).n, item.name)
+  assert.are.same(spelled(item.name, texts), recorded())
+  local expected = ""
+  for byte = 9, 31 do
+    expected = expected .. string.char(pattern(1, byte))
+  end
+  assert.are.equal(expected, values[1].cre.dummy, item.name)
+end
+
+local function check_retrieve(item, with_status)
+  for _, outputs in ipairs { "fill", "untouched" } do
+    local values, texts = samples(item, new_state())
+    recorder.behave { status = -2147483648, outputs = outputs }
+    local results = call(item, values)
+    local expected = values_of(item.results)
+    if outputs == "untouched" then
+      for position, result in ipairs(item.results) do
+        expected[position] = result.kind == "version" and { major = 0, minor = 0 } or 0
+        if result.kind == "array" then
+          expected[position] = {}
+          for index = 1, result.count do
+            expected[position][index] = 0
+          end
+        end
+      end
+    end
+    if with_status then
+      table.insert(expected, 1, -2147483648)
+    end
+    expected.n = #expected
+    assert.are.same(expected, results, item.name)
+    assert.are.same(spelled(item.name, outs(texts, #item.results)), recorded())
+  end
+end
+
+function check.retrieve(item)
+  check_retrieve(item, false)
+end
+
+function check.retrieve_status(item)
+  check_retrieve(item, true)
+end
+
+function check.status(item)
+  local state = new_state(function() end)
+  local values, texts = samples(item, state)
+  recorder.behave { status = 2147483647 }
+  assert.are.same({ n = 1, 2147483647 }, call(item, values), item.name)
+  if item.library == "bridge" then -- refused: the reference stays, since the library may call back yet
+    texts[4] = texts[4] and "&2, " .. texts[4] or "&2"
+    assert.are.same(spelled(item.name:gsub("_lua$", ""), texts), recorded())
+    assert.are.equal(1, recorder.deliver())
+    return
+  end
+  assert.are.same(spelled(item.name, texts), recorded())
+  if state.record then
+    assert.are.equal(pattern_number(1, 2), state.record.error_peripheral_address)
+    assert.are.equal(pattern_number(1, 2, false, 2), state.record.id)
+  end
+end
+
+function check.blocking(item)
+  for _, case in ipairs { { "fill", 0 }, { "fill", 12, 9 }, { "untouched", -110, 6 } } do
+    local state = new_state()
+    local values, texts = samples(item, state)
+    recorder.behave { status = case[2], outputs = case[1], error_id = case[3] }
+    local expected = values_of(item.results, case[1] == "untouched")
+    table.insert(expected, 1, case[2])
+    table.insert(expected, 2, error_table(case[3]))
+    expected.n = #expected
+    assert.are.same(expected, call(item, values), item.name)
+    table.insert(texts, 3, "out")
+    assert.are.same(spelled(item.name, outs(texts, #item.results)), recorded())
+    assert.are.equal(0, recorder.open_blocks(), item.name)
+  end
+end
+
+-- An accepted command: nothing is run before the library calls back, then once, then all is released.
+local function check_async(item)
+  local record = item.command.response
+  local results = {}
+  for _, field in ipairs(record and record.values or {}) do
+    results[#results + 1] = { kind = field.kind == "record" and "version" or field.kind, width = field.width,
+      signed = field.signed, count = field.count }
+  end
+  for _, case in ipairs { { "fill" }, { "untouched", 4 }, { "fill", 11, true } } do
+    local got
+    local state = new_state(function(...)
+      assert.is_nil(got)
+      got = helper.pack(...)
+    end)
+    local values, texts = samples(item, state)
+    recorder.behave { outputs = case[1], error_id = case[2], at_once = case[3] }
+    assert.are.same({ n = 1, 0 }, call(item, values), item.name)
+    texts[4] = texts[4] and "&2, " .. texts[4] or "&2"
+    assert.are.same(spelled(item.name:gsub("_lua$", ""), texts), recorded())
+    if not case[3] then
+      assert.is_nil(got)
+      assert.are.equal(1, recorder.deliver())
+    end
+    assert.are.equal(0, recorder.deliver())
+    local expected = values_of(results)
+    for position, result in ipairs(results) do
+      if case[1] == "untouched" and result.kind == "array" then
+        expected[position] = {}
+      end
+    end
+    expected[#expected + 1] = error_table(case[2])
+    expected.n = #expected
+    assert.are.same(expected, got, item.name)
+  end
+end
+
+local function subscription()
+  local got = {}
+  local _, context = rovk.rovktrans_init(nil, nil)
+  local handle = rovk.rovktrans_common_reset_occurred_register_callback_lua(context, 7, function(...)
+    got[#got + 1] = helper.pack(...)
+  end)
+  return context, handle, got
+end
+
+-- The internal callbacks, called from a script: a nil reference does nothing; a live one runs its
+-- function with the values given, and a command's releases it.
+local function check_internal(item, with_error)
+  recorder.reset()
+  recorder.behave {}
+  local context, handle, got = subscription()
+  local state = { context = context }
+  local values = samples(item, state)
+  local last = #item.arguments
+  values[last] = nil
+  recorder.calls()
+  assert.are.equal(0, call(item, values).n, item.name)
+  assert.are.same({}, got)
+  values[last] = handle
+  assert.are.equal(0, call(item, values).n, item.name)
+  local expected = {}
+  for position, result in ipairs(item.values) do
+    local given = values[position + (with_error and 3 or 2)]
+    if result.kind == "number" then
+      expected[position] = helper.to_width(given, result.width, result.signed)
+    elseif result.kind == "version" then
+      expected[position] = { major = given.major, minor = given.minor }
+    else
+      expected[position] = {}
+      local argument = item.arguments[position + (with_error and 3 or 2)]
+      local bytes = argument.kind == "aliases" and { 0xF234, 0, position + 3 }
+        or { position + (with_error and 3 or 2), 44, 7, 0, 0, 255, 0 }
+      for index = 1, result.count do
+        expected[position][index] = bytes[index] or 0
+      end
+    end
+  end
+  if with_error then
+    expected[#expected + 1] = { error_id = 0, peripheral_address = 0 }
+  end
+  expected.n = #expected
+  assert.are.same({ expected }, got, item.name)
+  assert.are.equal("", recorder.calls())
+  if not with_error then
+    assert.are.equal(0, rovk.rovktrans_common_reset_occurred_unregister_callback_lua(context, 7, handle))
+  end
+  recorder.reset()
+end
+
+function check.internal_command(item)
+  check_internal(item, true)
+end
+
+function check.internal_event(item)
+  check_internal(item, false)
+end
+
+function check.register(item)
+  local base = item.name:gsub("_register_callback_lua$", "")
+  local calls = 0
+  local got
+  local state = new_state(function(...)
+    calls, got = calls + 1, helper.pack(...)
+  end)
+  local values, texts = samples(item, state)
+  recorder.behave { status = 5 }
+  assert.are.same({ n = 1 }, call(item, values), item.name)
+  texts[4] = "&2"
+  assert.are.same(spelled(base .. "_register_callback", texts), recorded())
+  assert.are.equal(0, recorder.raise())
+  recorder.reset()
+  local handle = rovk[item.name](unpack(values, 1, values.n))
+  assert.are.equal("userdata", type(handle))
+  assert.are.equal("void *", swig_type(handle))
+  assert.are.same(spelled(base .. "_register_callback", texts), recorded())
+  local results = {}
+  for _, field in ipairs(item.event.event.values) do
+    results[#results + 1] = { kind = field.kind, width = field.width, signed = field.signed, count = field.count }
+  end
+  local expected = values_of(results)
+  expected.n = #expected
+  for turn = 1, 3 do
+    assert.are.equal(1, recorder.raise())
+    assert.are.equal(turn, calls)
+    assert.are.same(expected, got, item.name)
+  end
+  recorder.behave { status = -3 }
+  assert.are.equal(-3, rovk[base .. "_unregister_callback_lua"](values[1], values[2], handle))
+  assert.are.same(spelled(base .. "_unregister_callback_with_context", texts), recorded())
+  assert.are.equal(0, recorder.raise())
+end
+
+function check.unregister(item) -- the road with a live handle is told by check.register
+  local state = new_state()
+  local values, texts = samples(item, state)
+  values[3], texts[3], texts[4] = nil, "function", "null"
+  recorder.behave { status = 8 }
+  assert.are.same({ n = 1, 8 }, call(item, values), item.name)
+  assert.are.same(spelled(item.name:gsub("_unregister_callback_lua$", "_unregister_callback_with_context"), texts),
+    recorded())
+end
+
+describe("above recording libraries", function()
+  helper.watch(before_each, after_each)
+
+  local families = {}
+  for _, item in ipairs(model.functions) do
+    if item.service then
+      families[item.family] = families[item.family] or {}
+      table.insert(families[item.family], item)
+    end
+  end
+
+  for family, count in pairs { initialize = 600, retrieve = 279, retrieve_status = 272, blocking = 272,
+    status = 51 + 272 + 272 + 63 + 51, register = 21, unregister = 21, internal_command = 272, internal_event = 21 } do
+    it(("passes every argument and result of the %d functions of family %s"):format(count, family), function()
+      assert.are.equal(count, #families[family])
+      for _, item in ipairs(families[family]) do
+        check[family](item)
+      end
+    end)
+  end
+
+  it("runs the function of every accepted asynchronous command once", function()
+    local count = 0
+    for _, item in ipairs(families.status) do
+      if item.library == "bridge" then
+        count = count + 1
+        check_async(item)
+      end
+    end
+    assert.are.equal(272, count)
+  end)
+
+  it("reads and writes the version records of the library in place", function()
+    for position, variable in ipairs(model.variables) do
+      local version = rovk[variable.name]
+      assert.are.same({ 255 - position, 128 + position }, { version.major, version.minor }, variable.name)
+      local other = rovk.rovk_version()
+      other.major, other.minor = position, 99
+      rovk[variable.name] = other
+      other.major = 0
+      assert.are.same({ position, 99 }, { version.major, version.minor }, variable.name)
+      assert.is_nil(rawget(rovk, variable.name))
+      version.major, version.minor = 255 - position, 128 + position
+    end
+  end)
+
+  -- Written out by hand, with the names of the parameters: one of each family and kind of argument.
+  it("calls the library as these lines say", function()
+    local m, bytes = message(1)
+    local _, c = rovk.rovktrans_init(nil, nil)
+    local v = rovk.rovk_version()
+    v.major, v.minor = 1, 255
+    local zeros = ("00"):rep(32)
+    for _, case in ipairs {
+      { "rovktrans_init", { "sim", v }, 'text="sim", pointer=&1, slot=out' },
+      { "rovktrans_init", { nil, nil, n = 2 }, "text=null, pointer=null, slot=out" },
+      { "rovktrans_init", { 42, nil, n = 2 }, 'text="42", pointer=null, slot=out' },
+      { "rovktrans_deinit", { nil, n = 1 }, "context=null" },
+      { "rovktrans_log_message", { c, -1, "50% %s" }, 'context=&1, priority=-1, text="50% %s", behind=null' },
+      { "rovktrans_find_peripheral", { c, 65537 }, "context=&1, id=1" },
+      { "rovktrans_find_device", { c, 0xFFFF, 0xFFFFFFFF }, "context=&1, id=65535, device_id=4294967295" },
+      { "rovk_logging_init", { "me", nil, n = 2 }, 'name="me", slot=null' },
+      { "rovk_logging_deinit", { c }, "handle=&1" },
+      { "rovk_log", { c, 100, 42 }, 'handle=&1, priority=100, text="42", behind=null' },
+      { "rovk_log", { c, -2.9, nil, n = 3 }, "handle=&1, priority=-2, text=null, behind=null" },
+      { "rovk_log_message", { c, 1e10, m }, "handle=&1, priority=2147483647, message=" .. bytes },
+      { "rovk_log_error", { c, "3", v }, "handle=&1, priority=3, error=&2" },
+      { "rovk_initialize_message_struct", { rovk.rovk_message(), 0x12345, 257, 300 },
+        "message=" .. zeros .. ", address=9029, type=1, opcode=44" },
+      { "rovk_initialize_message_response_struct", { rovk.rovk_message(), m, 2, 33 },
+        "response=" .. zeros .. ", command=" .. bytes .. ", type=2, opcode=33" },
+      { "rovk_initialize_message_error_response_struct", { rovk.rovk_message(), m, 5, 65536 },
+        "response=" .. zeros .. ", command=" .. bytes .. ", address=5, error_id=0" },
+      { "rovk_common_initialize_get_peripheral_info_command", { nil, 5, n = 2 }, "message=null, address=5" },
+      { "rovk_common_initialize_get_peripheral_info_response", { rovk.rovk_message(), m, 9, v, v, v, 1, 2, 3, 4 },
+        "response=" .. zeros .. ", command=" .. bytes .. ", id=9, api=1.255, implementation=1.255, protocol=1.255, "
+          .. "capabilities_mask=1, queue_depth=2, device_count=3, location=4" },
+      { "rovk_common_initialize_get_aliases_response", { rovk.rovk_message(), m, 1, 0xABCD },
+        "response=" .. zeros .. ", command=" .. bytes .. ", count=1, alias=cdab" .. ("00"):rep(18) },
+      { "rovk_common_initialize_get_aliases_response", { rovk.rovk_message(), m, 1, -7 },
+        "response=" .. zeros .. ", command=" .. bytes .. ", count=1, alias=" .. ("00"):rep(20) },
+      { "rovk_unittest_ffff_initialize_add_one_to_types_command",
+        { rovk.rovk_message(), 1, -128, 128, -32768, 32768, -2147483648, 2147483648 },
+        "message=" .. zeros .. ", address=1, i1=-128, i2=128, i3=-32768, i4=32768, i5=-2147483648, i6=2147483648" },
+      { "rovk_unittest_ffff_initialize_add_one_to_types_command",
+        { rovk.rovk_message(), 1, 200, 300, 40000, 70000, 3e9, 5e9 },
+        "message=" .. zeros .. ", address=1, i1=-56, i2=44, i3=-25536, i4=4464, i5=2147483647, i6=4294967295" },
+      { "rovk_unittest_ffff_initialize_unit_test_with_value_error", { rovk.rovk_message(), m, 5, 256 },
+        "response=" .. zeros .. ", command=" .. bytes .. ", address=5, value=0" },
+      { "rovktrans_led_0001_set_state", { c, 1, 256, 2, 3, 65535 },
+        "context=&1, address=1, error=out, index=0, on=2, duty_cycle_on_ms=3, duty_cycle_off_ms=65535" },
+      { "rovktrans_positioning_002a_set_position", { c, 2, 1, 360000, -90000, 4294967295, 7, 65535, 300 },
+        "context=&1, address=2, error=out, index=1, pan_millidegrees=360000, tilt_millidegrees=-90000, "
+          .. "pan_millidegrees_per_second=4294967295, tilt_millidegrees_per_second=7, zoom_deciX=65535, "
+          .. "zoom_deciX_per_second=300" },
+      { "rovktrans_common_echo", { c, 1, {} },
+        "context=&1, address=1, error=out, payload_in=" .. ("00"):rep(22) .. ", payload_out=out" },
+      { "rovktrans_eeprom_partition_table_0013_write", { c, 3, 16, 1, 65536, { 1, 2, "3", 300 } },
+        "context=&1, address=3, error=out, size=16, partition_index=1, offset=65536, data=0102032c" .. ("00"):rep(18) },
+      { "rovktrans_common_reset_async", { c, 1, nil, nil, n = 4 }, "context=&1, address=1, callback=null, user=null" },
+      { "rovktrans_common_reset_async", { c, 1, nil, v, n = 4 }, "context=&1, address=1, callback=null, user=&2" },
+      { "rovktrans_button_0002_state_change_unregister_callback", { c, 1, nil, n = 3 },
+        "context=&1, address=1, callback=null" },
+      { "rovktrans_eeprom_0003_register_default_callbacks", { nil, 0, n = 2 }, "context=null, address=0" },
+    } do
+      recorder.reset()
+      rovk[case[1]](unpack(case[2], 1, case[2].n or #case[2]))
+      assert.are.equal(("%s(%s)\n"):format(case[1], case[3]), recorder.calls())
+    end
+  end)
+
+  it("calls no library when an argument fails", function()
+    local _, c = rovk.rovktrans_init(nil, nil)
+    recorder.reset()
+    local echo = rovk.rovktrans_common_echo
+    helper.fails("number must not be negative", echo, c, -1, "x")
+    helper.fails("Error in rovktrans_common_echo (arg 3), expected 'table' got 'string'", echo, c, 1, "x")
+    helper.fails("Error in rovktrans_common_echo expected 3..3 args, got 2", echo, c, 1)
+    helper.refused(echo, c, 1, { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21, 22, 23 })
+    helper.refused(rovk.rovktrans_common_echo_async_lua, c, 1, print, "x")
+    local eleven = { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11 }
+    helper.refused(rovk.rovk_common_initialize_get_aliases_response, nil, nil, 11, eleven)
+    assert.are.equal("", recorder.calls())
+  end)
+
+  it("logs a failing callback once, with the context that the library gave, and releases it", function()
+    local _, c = rovk.rovktrans_init(nil, nil)
+    for _, failing in ipairs { function() error("text") end, function() error({}) end, function() error() end } do
+      recorder.reset()
+      recorder.behave { error_id = 2 }
+      assert.are.equal(0, rovk.rovktrans_led_0001_get_state_async_lua(c, 9, failing, 1))
+      recorder.calls()
+      assert.are.equal(1, recorder.deliver())
+      assert.are.equal('rovktrans_log_message(context=&1, priority=3, '
+        .. 'text="Lua swig bindings failed on a pcall. ignoring and continuing", behind=null)\n', recorder.calls())
+    end
+  end)
+
+  it("gives the context that the library made, or nil", function()
+    recorder.reset()
+    recorder.behave { status = 7 }
+    local results = helper.pack(rovk.rovktrans_init(nil, nil))
+    assert.are.equal(2, results.n)
+    assert.are.equal(7, results[1])
+    assert.are.equal("void *", swig_type(results[2]))
+    recorder.behave { status = -19, outputs = "untouched" }
+    assert.are.same({ n = 2, -19 }, helper.pack(rovk.rovktrans_init(nil, nil)))
+    assert.are.same({ n = 1 }, helper.pack(rovk.rovktrans_find_peripheral(nil, 1)))
+    assert.are.same({ n = 1 }, helper.pack(rovk.rovktrans_find_device(nil, 1, 1)))
+    recorder.behave {}
+    assert.is_not_nil(swig_type(rovk.rovktrans_find_peripheral(nil, 1)):find("rovk_address *", 1, true))
+    for _ = 1, 3 do -- the record is the library's: a collected object leaves it alone
+      assert.are.equal(0x8182, rovk.rovktrans_find_device(nil, 1, 1).address)
+      assert.are.equal(0x83, rovk.rovktrans_find_device(nil, 1, 1).index)
+      collectgarbage()
+    end
+  end)
+end)
