@@ -82,27 +82,36 @@ struct Register {
 
 // The plain part of a service: what `set_<subject>` writes, `get_<subject>` reads back, field by field
 // of the same name. An answer's `min`, `max`, `min_<field>` and `max_<field>` are the limits of the
-// register. A field without a declared register has the limits of its type and starts at 0.
+// register. A field without a declared register has the limits of its type and starts at 0, or next to
+// it; `enable` alone is a flag by its name.
 class Registers {
  public:
   Registers(const catalogue::Service& service, unsigned devices, std::span<const Register> declared);
 
+  // A register that neither the service's commands nor a declaration knows is a defect of the model.
   int64_t get(std::string_view subject, std::string_view field, unsigned device = 0) const;
+  // Keeps the value as it is: limits bind the commands, not the model.
   void set(std::string_view subject, std::string_view field, unsigned device, int64_t value);
   int64_t low(std::string_view subject, std::string_view field) const;
   int64_t high(std::string_view subject, std::string_view field) const;
 
   // Answers a get_ or set_ command by the rule above; false for any other command. `subject` takes
-  // the place of the one in the command's name.
+  // the place of the one in the command's name. A set_ stores all of its fields or, refused, none.
   bool run(Call& call, unsigned device, std::string_view subject = {});
   // Back to the initial values.
   void reset();
 
  private:
-  struct Cell;
-  std::map<std::pair<std::string_view, std::string_view>, std::vector<int64_t>> values_;
-  std::map<std::pair<std::string_view, std::string_view>, Register> declared_;
-  const catalogue::Service& service_;
+  struct Cell {
+    Register row;
+    std::vector<int64_t> values;  // one for each device
+  };
+  void declare(const Register& row);
+  const Cell& cell(std::string_view subject, std::string_view field) const;
+  void read(Call& call, unsigned device, std::string_view subject) const;
+  void write(const Call& call, unsigned device, std::string_view subject);
+
+  std::map<std::pair<std::string_view, std::string_view>, Cell> cells_;
   unsigned devices_;
 };
 

@@ -14,6 +14,9 @@
 
 namespace rovk::unit {
 
+// The `type` of reset_occurred. Other numbers may be given from outside.
+enum class ResetType : uint16_t { power_on = 0, commanded = 1, watchdog = 2 };
+
 struct Options {
   bool virtual_clock = false;
   Time latency{0};  // from a command's arrival to its answer's, on top of what the command itself takes
@@ -26,14 +29,19 @@ class Unit {
   Unit(const Unit&) = delete;
   Unit& operator=(const Unit&) = delete;
 
-  // An application joins and gets its address; it leaves with all its subscriptions and reservations.
+  // An application joins and gets its address, never 0; it leaves with all its subscriptions and
+  // reservations, and with what is still on the way to it.
   uint16_t join();
   void leave(uint16_t application);
 
-  // Takes a message from an application. One that is no command is dropped and counted.
+  // Takes a message from an application and carries it out at once; what is due at once lies in the
+  // inbox when the call returns. A message that is no command, or that comes from an application that
+  // has not joined, is dropped and counted.
   void submit(uint16_t application, const rovk_message& message);
+  uint64_t dropped() const;
   // The next message for an application, in order of their due times, then of their making.
   bool take(uint16_t application, rovk_message& message);
+  // Whether the inbox holds a message, as of the last call that did what was due.
   bool waiting(uint16_t application) const;
 
   // Does all that is due at the clock's present reading.
@@ -44,7 +52,7 @@ class Unit {
   void advance_to(Time when);
   Clock& clock();
 
-  // What happens to the unit from outside.
+  // What happens to the unit from outside. False: nobody stands at the address.
   World& world();
   void set_input(Input input, unsigned index, int64_t value);
   bool reset_peripheral(uint16_t address, uint16_t type);

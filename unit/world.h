@@ -4,9 +4,9 @@
 
 #include <array>
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string_view>
-#include <vector>
 
 namespace rovk::unit {
 
@@ -31,12 +31,12 @@ std::optional<Input> find_input(std::string_view name);
 class World {
  public:
   World();
-  // An index beyond those that were set reads the value of index 0.
+  // An index that was never set reads the value of index 0.
   int64_t get(Input input, unsigned index = 0) const;
   void set(Input input, unsigned index, int64_t value);
 
  private:
-  std::array<std::vector<int64_t>, input_count> values_;
+  std::array<std::map<unsigned, int64_t>, input_count> values_;
 };
 
 }  // namespace rovk::unit

@@ -10,8 +10,13 @@ namespace rovk::unit {
 
 using Maker = std::unique_ptr<Model> (*)(const Setup& setup);
 
-// Null for a service that has no model, which is none but the common one.
+// Null for the common service and the router, which the unit brings itself, and for unknown names.
 Maker find_maker(std::string_view service);
+
+// plain.cpp: services without behaviour of their own, and the registers of each
+std::unique_ptr<Model> make_plain(const Setup& setup);
+std::span<const Register> plain_registers(std::string_view service);
+bool is_plain(std::string_view service);
 
 // alarms.cpp
 std::unique_ptr<Model> make_alarm_0004(const Setup& setup);
