@@ -10,6 +10,8 @@ local EMITTERS = {
   { "emit_headers", "include/rovk" },
   { "emit_catalogue", "catalogue_rows.cpp" },
   { "emit_message", "message_stubs.cpp" },
+  { "emit_trans", "trans_stubs.cpp" },
+  { "emit_message_calls", "tests/message_calls.cpp" },
   { "emit_recorder", "tests/recorder_functions.cpp" },
 }
 
