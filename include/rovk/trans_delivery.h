@@ -10,12 +10,13 @@ extern "C" {
 #endif
 
 /* A file descriptor that is readable while rovktrans_dispatch has something to do. It belongs to the
- * context and is closed with it. Negative: -errno. */
+ * context and is closed with it: only wait for it, never read it. Negative: -errno. */
 int32_t rovktrans_fd(void* context);
 
 /* Runs the callbacks that are due; when none is, waits up to `timeout_ms` for the first (0: does not
- * wait; negative: no limit). Gives the number of callbacks that ran, 0 when the time has passed or
- * nothing can come any more, or a negative -errno. */
+ * wait; negative: no limit). Callbacks that become due while others run are left
+ * for the next call. Gives the number of callbacks that ran, 0 when the time has passed, nothing can
+ * come any more or the context was closed meanwhile, or a negative -errno. */
 int32_t rovktrans_dispatch(void* context, int32_t timeout_ms);
 
 #ifdef __cplusplus

@@ -13,9 +13,10 @@ extern "C" {
 
 typedef struct rovk_transport rovk_transport;
 
-/* Opens the way that `text` names, as rovktrans_init takes it; options that the transport does not
- * know are refused with -EINVAL. `owner` is the handle of the context that the connection serves,
- * kept as a number: rovk_unit_* finds the connection by it. */
+/* Opens the way that `text` names, as rovktrans_init takes it, without the option timeout_ms, which is
+ * librovktrans's. -EINVAL: unknown way or option, malformed value, or a unit of that name that was
+ * opened with other options. `owner` is the handle of the context that the connection serves, kept as
+ * a number: rovk_unit_* finds the connection by it. */
 int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot);
 void rovk_transport_close(rovk_transport* transport);
 
@@ -26,8 +27,8 @@ uint16_t rovk_transport_application(rovk_transport* transport);
 int32_t rovk_transport_send(rovk_transport* transport, const struct rovk_message* message);
 
 /* Takes the next message from the unit. Waits until the clock reads `deadline_ns`; a deadline in the
- * past does not wait. -ETIMEDOUT: none came. -ENODATA: none can come before the deadline is set
- * further and the clock will not advance by itself. */
+ * past does not wait. -ETIMEDOUT: none came. -ENODATA: there is no deadline (UINT64_MAX), and nothing
+ * is planned in the unit that could end the wait. */
 int32_t rovk_transport_receive(rovk_transport* transport, struct rovk_message* message, uint64_t deadline_ns);
 
 /* The unit's clock, nanoseconds from an arbitrary start; time-outs are reckoned by it. With a virtual
@@ -35,8 +36,10 @@ int32_t rovk_transport_receive(rovk_transport* transport, struct rovk_message* m
 uint64_t rovk_transport_now_ns(rovk_transport* transport);
 
 /* A descriptor that is readable when rovk_transport_receive has a message, or when the clock has
- * reached `wake_ns`, whichever comes first; call again after each receive. Always the same
- * descriptor. UINT64_MAX: no wake time. Negative: -errno. */
+ * reached `wake_ns`, whichever comes first. It keeps itself up to date with what the unit does; call
+ * again to set another wake time. With the real clock it is also readable when the unit itself has
+ * something to do, which the next receive does. Always the same descriptor, closed with the
+ * connection. UINT64_MAX: no wake time. Negative: -errno. */
 int32_t rovk_transport_fd(rovk_transport* transport, uint64_t wake_ns);
 
 #ifdef __cplusplus

@@ -1,0 +1,69 @@
+#include "trans/context.h"
+
+#include <mutex>
+#include <unordered_map>
+
+#include "trans/settings.h"
+
+namespace rovk::trans {
+namespace {
+
+struct Register {
+  std::mutex mutex;
+  std::unordered_map<void*, std::shared_ptr<Context>> live;
+  uintptr_t last = 0;
+};
+
+// Never destroyed: a context may still be open while the process ends.
+Register& contexts() {
+  static Register* const instance = new Register;
+  return *instance;
+}
+
+// Handles are odd numbers, so no address of an object is one by chance. Null: all are used up.
+void* next_handle() {
+  const std::lock_guard lock(contexts().mutex);
+  if (contexts().last >= UINTPTR_MAX - 2) return nullptr;
+  contexts().last += contexts().last == 0 ? 1 : 2;
+  return reinterpret_cast<void*>(contexts().last);
+}
+
+}  // namespace
+
+void Context::update_descriptor() {
+  if (!watched || closed()) return;
+  const uint64_t wake = kept.empty() ? transactions.first_deadline_ns() : 0;
+  if (wake == wake_ns) return;
+  wake_ns = wake;
+  rovk_transport_fd(transport.get(), wake);
+}
+
+int32_t open_context(const char* text, void** slot) {
+  const auto settings = parse_settings(text);
+  if (!settings) return -EINVAL;
+  void* const handle = next_handle();
+  if (!handle) return -ENOSPC;
+  auto context = std::make_shared<Context>(handle, settings->limit_ns);
+  rovk_transport* transport = nullptr;
+  const int32_t status = rovk_transport_open(settings->way.c_str(), handle, &transport);
+  if (status != 0) return status;
+  context->transport.reset(transport);
+  context->application = rovk_transport_application(transport);
+  const std::lock_guard lock(contexts().mutex);
+  contexts().live.emplace(handle, std::move(context));
+  *slot = handle;
+  return 0;
+}
+
+std::shared_ptr<Context> find_context(void* handle) {
+  const std::lock_guard lock(contexts().mutex);
+  const auto found = contexts().live.find(handle);
+  return found == contexts().live.end() ? nullptr : found->second;
+}
+
+void forget_context(void* handle) {
+  const std::lock_guard lock(contexts().mutex);
+  contexts().live.erase(handle);
+}
+
+}  // namespace rovk::trans

@@ -1,0 +1,148 @@
+// Delivery has two halves that never mix: receiving and running. Receiving takes one message from the
+// transport. An answer to a blocking call goes to that call's Wait at once, whichever call happens to
+// be receiving, so an outer call finds its answer when the calls inside its callbacks have returned.
+// Anything that would run a callback is kept in order of arrival. Running takes the oldest kept
+// message, and only after it is out of all lists does the callback get control.
+//
+// From that follow the promises of the interface:
+//
+// Exactly once. A pending command leaves the table before its callback runs, by its answer, by its time
+// limit or by the closing of the context, and whoever took it out calls it. A second answer finds
+// nothing and is dropped. An answer that was received is never overtaken by its time limit, since kept
+// messages run before limits are looked at.
+//
+// Re-entrancy. While a callback runs, no reference into the context's lists is held, only copies. A
+// callback may therefore wait, dispatch, subscribe, unsubscribe or close the context. After each
+// callback the loops ask whether the context is closed before they touch its transport again; the
+// object itself is kept alive by the call at the bottom of the stack.
+//
+// Bounded. dispatch() runs what was there when it began; a callback that always issues the next command
+// does not keep it from returning.
+#include "trans/delivery.h"
+
+#include <rovk/trans.h>
+
+#include <algorithm>
+
+#include "trans/log.h"
+#include "trans/payload.h"
+#include "trans/wire.h"
+
+namespace rovk::trans {
+namespace {
+
+constexpr uint64_t no_deadline = UINT64_MAX;
+
+bool well_formed(const Context& context, const rovk_message& message) {
+  if (wire::application(message) != context.application) return false;
+  if (wire::type(message) == ROVK_TYPE_EVENT) return true;
+  return wire::type(message) == ROVK_TYPE_RESPONSE && wire::body(message) <= ROVK_RESPONSE_ERROR_INFO;
+}
+
+// Takes one message in; waits for it until the deadline.
+int32_t receive(Context& context, uint64_t deadline_ns) {
+  rovk_message message;
+  const int32_t status = rovk_transport_receive(context.transport.get(), &message, deadline_ns);
+  if (status != 0) return status;
+  if (!well_formed(context, message)) {
+    ++context.dropped;
+  } else if (wire::type(message) == ROVK_TYPE_EVENT || !context.transactions.answer_wait(message)) {
+    context.kept.push_back(message);
+  }
+  return 0;
+}
+
+unsigned call(Context& context, const Pending& done, const uint8_t* payload, ErrorRecord* error) {
+  if (!done.callback.function) return 0;
+  const Values values(done.command->answer, payload);
+  done.callback.call(done.callback.function, context.handle, done.address, error ? error->data() : nullptr,
+                     values.list(), done.user);
+  return 1;
+}
+
+unsigned fail(Context& context, const Pending& done, uint16_t type) {
+  ErrorRecord error = communication_failure(done.address, type);
+  return call(context, done, nullptr, &error);
+}
+
+// Runs what the oldest kept message asks for; gives the number of callbacks that ran.
+unsigned run_kept(Context& context) {
+  const rovk_message message = context.kept.front();
+  context.kept.pop_front();
+  if (wire::type(message) == ROVK_TYPE_EVENT) return context.subscriptions.deliver(context.handle, message);
+  const auto done = context.transactions.take_answered(message);
+  if (!done) {
+    ++context.dropped;
+    return 0;
+  }
+  if (status_of(message) == 0) return call(context, *done, wire::payload(message), nullptr);
+  ErrorRecord error = error_of(message);
+  return call(context, *done, nullptr, &error);
+}
+
+// Runs all that is due now and nothing that callbacks add to it.
+unsigned run_due(Context& context) {
+  while (receive(context, 0) == 0) {
+  }
+  const uint64_t now = context.now_ns();
+  unsigned count = 0;
+  for (std::size_t left = context.kept.size(); left > 0 && !context.kept.empty(); --left) count += run_kept(context);
+  while (!context.closed()) {
+    const auto expired = context.transactions.take_expired(now);
+    if (!expired) break;
+    count += fail(context, *expired, ROVKTRANS_FAILURE_TIME_OUT);
+  }
+  return count;
+}
+
+}  // namespace
+
+int32_t await(Context& context, Wait& wait, Mode mode) {
+  for (;;) {
+    if (wait.state == Wait::State::answered) return 0;
+    if (wait.state == Wait::State::closed || context.closed()) return -ECANCELED;
+    if (mode == Mode::run_callbacks && !context.kept.empty()) {
+      run_kept(context);
+      continue;
+    }
+    uint64_t until = wait.deadline_ns;
+    if (mode == Mode::run_callbacks) until = std::min(until, context.transactions.first_deadline_ns());
+    const int32_t status = receive(context, until);
+    if (status == 0) continue;
+    if (status != -ETIMEDOUT && status != -ENODATA) return status;
+    const uint64_t now = context.now_ns();
+    if (mode == Mode::run_callbacks) {
+      if (const auto expired = context.transactions.take_expired(now)) {
+        fail(context, *expired, ROVKTRANS_FAILURE_TIME_OUT);
+        continue;
+      }
+    }
+    if (now >= wait.deadline_ns) return -ETIMEDOUT;
+  }
+}
+
+int32_t dispatch(Context& context, int32_t timeout_ms) {
+  const uint64_t deadline =
+      timeout_ms < 0 ? no_deadline : context.now_ns() + static_cast<uint64_t>(timeout_ms) * 1'000'000;
+  for (;;) {
+    const unsigned count = run_due(context);
+    if (count > 0) return static_cast<int32_t>(std::min<unsigned>(count, INT32_MAX));
+    if (context.closed() || timeout_ms == 0 || context.now_ns() >= deadline) return 0;
+    const int32_t status = receive(context, std::min(deadline, context.transactions.first_deadline_ns()));
+    if (status == -ENODATA) return 0;
+    if (status != 0 && status != -ETIMEDOUT) return status;
+  }
+}
+
+void close(Context& context) {
+  context.closing = true;
+  context.subscriptions.remove_all();
+  context.kept.clear();
+  context.transactions.close_waits();
+  while (const auto pending = context.transactions.take_oldest()) fail(context, *pending, ROVKTRANS_FAILURE_CLOSED);
+  forget_context(context.handle);
+  context.transport.reset();
+  log_dropped(context.dropped);
+}
+
+}  // namespace rovk::trans

@@ -1,0 +1,50 @@
+// Who wants which event of which peripheral. An entry that is removed while its event is delivered is
+// only marked: the list keeps its shape until the outermost delivery is over. A callback is called
+// with no entry that was removed before the call, nor with one that was added during the delivery.
+#pragma once
+
+#include <rovk/types.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "catalogue/catalogue.h"
+#include "trans/calls.h"
+
+namespace rovk::trans {
+
+struct Subscription {
+  const catalogue::Service* service;
+  const catalogue::Event* event;
+  uint16_t address;
+  Callback callback;  // without a function: the event goes to the log
+  void* user;
+  bool removed = false;
+};
+
+class Subscriptions {
+ public:
+  // Makes room for one entry, so that add() cannot fail.
+  void reserve();
+  void add(const Subscription& subscription) { entries_.push_back(subscription); }
+  // Remove all entries of that callback, with `user` alone or with any; give their number.
+  unsigned remove(const catalogue::Event* event, uint16_t address, Function function);
+  unsigned remove(const catalogue::Event* event, uint16_t address, Function function, const void* user);
+  void remove_all();
+
+  bool any(uint16_t address) const;
+  bool logs(const catalogue::Event* event, uint16_t address) const;
+
+  // Calls all whom an event message concerns; gives the number of callbacks that ran.
+  unsigned deliver(void* context, const rovk_message& message);
+
+ private:
+  template <typename Which>
+  unsigned remove_if(Which which);
+  void sweep();
+
+  std::vector<Subscription> entries_;
+  unsigned deliveries_ = 0;  // under way, one inside the other
+};
+
+}  // namespace rovk::trans

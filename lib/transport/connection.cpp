@@ -1,0 +1,98 @@
+#include "transport/connection.h"
+
+#include <sys/timerfd.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <unordered_map>
+
+namespace {
+
+using rovk::transport::Hand;
+
+// Never destroyed: a context may still be open while the process ends.
+struct Owners {
+  std::mutex mutex;
+  std::unordered_map<void*, Hand> hands;
+};
+
+Owners& owners() {
+  static Owners* const instance = new Owners;
+  return *instance;
+}
+
+constexpr uint64_t at_once = 0;
+constexpr uint64_t never = UINT64_MAX;
+
+}  // namespace
+
+rovk_transport::rovk_transport(std::shared_ptr<rovk::transport::SharedUnit> shared, void* owner)
+    : shared_(std::move(shared)), owner_(owner) {
+  {
+    const std::lock_guard lock(shared_->mutex);
+    shared_->connections.push_back(this);
+    application_ = shared_->unit.join();
+  }
+  const std::lock_guard lock(owners().mutex);
+  owners().hands[owner_] = {shared_, application_};
+}
+
+rovk_transport::~rovk_transport() {
+  {
+    const std::lock_guard lock(owners().mutex);
+    owners().hands.erase(owner_);
+  }
+  const std::lock_guard lock(shared_->mutex);
+  std::erase(shared_->connections, this);
+  shared_->unit.leave(application_);
+  shared_->changed();
+  if (timer_ >= 0) close(timer_);
+}
+
+int32_t rovk_transport::descriptor(uint64_t wake_ns) {
+  if (timer_ < 0) {
+    timer_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
+    if (timer_ < 0) return -errno;
+  }
+  wake_ns_ = wake_ns;
+  arm();
+  return timer_;
+}
+
+uint64_t rovk_transport::due() {
+  rovk::unit::Unit& unit = shared_->unit;
+  const auto now = static_cast<uint64_t>(unit.clock().now().count());
+  if (unit.waiting(application_) || wake_ns_ <= now) return at_once;
+  // A virtual clock does not come to a later time by itself.
+  if (unit.clock().is_virtual()) return never;
+  uint64_t when = wake_ns_;
+  if (const auto next = unit.next_due()) when = std::min(when, static_cast<uint64_t>(next->count()));
+  return when <= now ? at_once : when;
+}
+
+void rovk_transport::arm() {
+  if (timer_ < 0) return;
+  const uint64_t when = due();
+  // Setting a timer makes it unreadable until it fires, so one that is right already is left alone.
+  if (when == armed_ns_) return;
+  armed_ns_ = when;
+  itimerspec setting = {};
+  if (when != never) {
+    const auto now = static_cast<uint64_t>(shared_->unit.clock().now().count());
+    const uint64_t wait = when > now ? when - now : 1;
+    setting.it_value.tv_sec = static_cast<time_t>(wait / 1'000'000'000);
+    setting.it_value.tv_nsec = static_cast<long>(wait % 1'000'000'000);
+  }
+  timerfd_settime(timer_, 0, &setting, nullptr);
+}
+
+namespace rovk::transport {
+
+Hand find_hand(void* owner) {
+  const std::lock_guard lock(owners().mutex);
+  const auto found = owners().hands.find(owner);
+  return found == owners().hands.end() ? Hand{} : found->second;
+}
+
+}  // namespace rovk::transport

@@ -1,0 +1,47 @@
+// One connection of an application to a unit, and the register by which rovk_unit_* finds it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "transport/shared_unit.h"
+
+struct rovk_transport {
+ public:
+  // Joins the unit, and enters itself under `owner`.
+  rovk_transport(std::shared_ptr<rovk::transport::SharedUnit> shared, void* owner);
+  ~rovk_transport();
+  rovk_transport(const rovk_transport&) = delete;
+  rovk_transport& operator=(const rovk_transport&) = delete;
+
+  rovk::transport::SharedUnit& shared() { return *shared_; }
+  uint16_t application() const { return application_; }
+
+  // The descriptor, made when it is first asked for. -errno when there can be none.
+  // This and arm() are called with the unit's mutex held.
+  int32_t descriptor(uint64_t wake_ns);
+  // Sets the timer behind the descriptor to when there is something to do next.
+  void arm();
+
+ private:
+  uint64_t due();
+
+  std::shared_ptr<rovk::transport::SharedUnit> shared_;
+  void* owner_;
+  uint16_t application_;
+  int timer_ = -1;
+  uint64_t wake_ns_ = UINT64_MAX;
+  uint64_t armed_ns_ = UINT64_MAX;  // unit's clock; 0: readable at once; UINT64_MAX: not armed
+};
+
+namespace rovk::transport {
+
+// What rovk_unit_* works on: the unit behind a context, and the context's address there. The unit
+// stays while the hand is held. Null: no connection serves that context.
+struct Hand {
+  std::shared_ptr<SharedUnit> shared;
+  uint16_t application;
+};
+Hand find_hand(void* owner);
+
+}  // namespace rovk::transport

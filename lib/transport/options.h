@@ -1,0 +1,22 @@
+// The text that names a way to a unit: null, "", "sim", or "sim?" and options joined by '&'.
+//   clock=real|virtual  the clock of the unit; real when left out
+//   latency_ms=N        time from a command to its answer; 0 when left out
+//   unit=NAME           contexts of this process that give the same name share one unit
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+namespace rovk::transport {
+
+struct Options {
+  std::optional<bool> virtual_clock;
+  std::optional<std::chrono::milliseconds> latency;
+  std::string unit;  // empty: a unit of one's own
+};
+
+// Empty: an unknown way or option, a malformed number, an option given twice.
+std::optional<Options> parse_options(const char* text);
+
+}  // namespace rovk::transport

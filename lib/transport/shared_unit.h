@@ -1,0 +1,34 @@
+// A simulated unit of this process and those who are connected to it. A unit with a name is shared by
+// the connections that give the name and ends with the last of them.
+#pragma once
+
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "rovk/transport.h"
+#include "transport/options.h"
+#include "unit/unit.h"
+
+namespace rovk::transport {
+
+// The mutex guards all the rest: connections to one unit may belong to different threads.
+struct SharedUnit {
+  explicit SharedUnit(const Options& options);
+
+  // To be called after whatever may have put a message into an inbox or moved a due time: brings the
+  // descriptors up to date and wakes the threads that wait.
+  void changed();
+
+  std::mutex mutex;
+  std::condition_variable woken;
+  unit::Unit unit;
+  std::vector<rovk_transport*> connections;
+};
+
+// Null: there is a unit of that name, and it was opened with other options than those given here.
+// Options that are left out agree with anything.
+std::shared_ptr<SharedUnit> acquire_unit(const Options& options);
+
+}  // namespace rovk::transport

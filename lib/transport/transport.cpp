@@ -1,0 +1,103 @@
+// The functions of transport.h on a simulated unit in the same process. A wait is where the unit
+// lives: with the real clock it sleeps until something falls due, with a virtual one it moves the
+// clock there.
+#pragma GCC visibility push(default)
+#include "rovk/transport.h"
+#pragma GCC visibility pop
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+
+#include "transport/connection.h"
+#include "transport/guard.h"
+
+namespace {
+
+using rovk::guarded;
+using rovk::transport::SharedUnit;
+using rovk::unit::Time;
+
+constexpr Time no_deadline = Time::max();
+
+Time to_time(uint64_t nanoseconds) {
+  return nanoseconds >= static_cast<uint64_t>(no_deadline.count()) ? no_deadline
+                                                                   : Time(static_cast<int64_t>(nanoseconds));
+}
+
+// Brings the unit nearer to its next due time, at most to the deadline. -ENODATA: there is nothing to
+// wait for.
+int32_t wait(SharedUnit& shared, std::unique_lock<std::mutex>& lock, Time deadline) {
+  const auto next = shared.unit.next_due();
+  const Time until = next ? std::min(*next, deadline) : deadline;
+  if (shared.unit.clock().is_virtual()) {
+    if (until == no_deadline) return -ENODATA;
+    shared.unit.advance_to(until);
+    shared.changed();
+    return 0;
+  }
+  // Another connection to the same unit, on another thread, may cause a message at any time.
+  if (until == no_deadline && shared.connections.size() == 1) return -ENODATA;
+  constexpr Time slice = std::chrono::hours(1);
+  const Time duration = until - shared.unit.clock().now();
+  if (duration > Time::zero()) shared.woken.wait_for(lock, std::min(duration, slice));
+  return 0;
+}
+
+}  // namespace
+
+int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot) {
+  if (!slot) return -EINVAL;
+  *slot = nullptr;
+  return guarded([&]() -> int32_t {
+    const auto options = rovk::transport::parse_options(text);
+    if (!options) return -EINVAL;
+    auto shared = rovk::transport::acquire_unit(*options);
+    if (!shared) return -EINVAL;
+    *slot = new rovk_transport(std::move(shared), owner);
+    return 0;
+  });
+}
+
+void rovk_transport_close(rovk_transport* transport) { delete transport; }
+
+uint16_t rovk_transport_application(rovk_transport* transport) { return transport->application(); }
+
+int32_t rovk_transport_send(rovk_transport* transport, const rovk_message* message) {
+  if (!transport || !message) return -EINVAL;
+  return guarded([&]() -> int32_t {
+    SharedUnit& shared = transport->shared();
+    const std::lock_guard lock(shared.mutex);
+    shared.unit.submit(transport->application(), *message);
+    shared.changed();
+    return 0;
+  });
+}
+
+int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message, uint64_t deadline_ns) {
+  if (!transport || !message) return -EINVAL;
+  return guarded([&]() -> int32_t {
+    SharedUnit& shared = transport->shared();
+    const Time deadline = to_time(deadline_ns);
+    std::unique_lock lock(shared.mutex);
+    int32_t status = 0;
+    do {
+      shared.unit.run();
+      if (shared.unit.take(transport->application(), *message)) break;
+      status = shared.unit.clock().now() >= deadline ? -ETIMEDOUT : wait(shared, lock, deadline);
+    } while (status == 0);
+    shared.changed();
+    return status;
+  });
+}
+
+uint64_t rovk_transport_now_ns(rovk_transport* transport) {
+  const std::lock_guard lock(transport->shared().mutex);
+  return static_cast<uint64_t>(transport->shared().unit.clock().now().count());
+}
+
+int32_t rovk_transport_fd(rovk_transport* transport, uint64_t wake_ns) {
+  if (!transport) return -EINVAL;
+  const std::lock_guard lock(transport->shared().mutex);
+  return transport->descriptor(wake_ns);
+}
