@@ -1,0 +1,50 @@
+-- Commands that look blocking, several at a time: a coroutine sleeps until its answer is there, and
+-- the others go on meanwhile. All that it takes is `command` below.
+local rovk = require "rovk_message"
+local loop = require "rovk_loop"
+
+local status, context = rovk.rovktrans_init("sim?latency_ms=20", nil)
+assert(status == 0, "no unit")
+
+-- Runs rovktrans_<name> from inside a coroutine; gives the values, then the error table.
+local function command(name, address, ...)
+  local this = coroutine.running()
+  local function resume(...)
+    assert(coroutine.resume(this, ...))
+  end
+  assert(rovk["rovktrans_" .. name .. "_async_lua"](context, address, resume, ...) == 0)
+  return coroutine.yield()
+end
+
+local running = 0
+local function start(task, ...)
+  running = running + 1
+  assert(coroutine.resume(coroutine.create(function(...)
+    task(...)
+    running = running - 1
+  end), ...))
+end
+
+local led = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
+  rovk.ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED)
+local sensor = rovk.rovktrans_find_device(context, rovk.ROVK_TEMPERATURE_SENSOR_0009_PERIPHERAL_ID,
+  rovk.ROVK_PERIPHERAL_DEVICE_ID_TEMPERATURE_SENSOR_PROCESSOR)
+
+start(function()
+  for round = 1, 3 do
+    command("led_0001_set_state", led.address, led.index, round % 2, 0, 0)
+    print("LED " .. (round % 2 == 1 and "on" or "off"))
+  end
+end)
+start(function()
+  for _ = 1, 3 do
+    local temperature = command("temperature_sensor_0009_get_millidegree_celsius", sensor.address, sensor.index)
+    print(("%.1f degrees"):format(temperature / 1000))
+  end
+end)
+
+while running > 0 do
+  loop.dispatch(context, 1000)
+end
+print("both done")
+assert(rovk.rovktrans_deinit(context) == 0)

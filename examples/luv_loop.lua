@@ -1,0 +1,44 @@
+-- The module inside libuv's loop, beside its timers: Debian package lua-luv.
+local uv = require "luv"
+local rovk = require "rovk_message"
+local loop = require "rovk_loop"
+local unit = require "rovk_unit"
+
+local status, context = rovk.rovktrans_init("sim?latency_ms=20", nil)
+assert(status == 0, "no unit")
+local button = rovk.rovktrans_find_device(context, rovk.ROVK_BUTTON_0002_PERIPHERAL_ID,
+  rovk.ROVK_PERIPHERAL_DEVICE_ID_BUTTON_RESET)
+local sensor = rovk.rovktrans_find_device(context, rovk.ROVK_TEMPERATURE_SENSOR_0009_PERIPHERAL_ID,
+  rovk.ROVK_PERIPHERAL_DEVICE_ID_TEMPERATURE_SENSOR_PROCESSOR)
+
+local watcher = uv.new_poll(loop.fd(context))
+watcher:start("r", function()
+  loop.dispatch(context, 0)
+end)
+
+-- A reading every 50 ms, until the button is pressed.
+local clock = uv.new_timer()
+clock:start(0, 50, function()
+  assert(rovk.rovktrans_temperature_sensor_0009_get_millidegree_celsius_async_lua(context, sensor.address,
+    function(temperature)
+      print(("%.1f degrees"):format(temperature / 1000))
+    end, sensor.index) == 0)
+end)
+
+local handle
+handle = rovk.rovktrans_button_0002_state_change_register_callback_lua(context, button.address, function(_, pressed)
+  print("button pressed: " .. pressed)
+  assert(rovk.rovktrans_button_0002_state_change_unregister_callback_lua(context, button.address, handle) == 0)
+  clock:close()
+  watcher:close()
+end)
+
+local finger = uv.new_timer()
+finger:start(180, 0, function()
+  assert(unit.press(context, button.index) == 0)
+  finger:close()
+end)
+
+uv.run()
+assert(rovk.rovktrans_deinit(context) == 0)
+print("done")

@@ -1,0 +1,99 @@
+-- Runs an example as its reader would and looks for what matters in its output.
+--   lua5.1 examples_test.lua INTERPRETER EXAMPLE
+-- Lines are patterns, found in this order; what stands between them does not matter.
+local EXPECTED = {
+  tour = {
+    "address +0 +router_0000",
+    "address +%d+ +led_0001 +API 0%.6 +devices 3",
+    "55 peripherals",
+    "set and read back: on 1, 200 ms lit, 800 ms dark",
+    "processor %-?%d+%.%d degrees",
+    "supply %d+%.%d%d V",
+    "moved to pan %d+",
+    "tag %d+ written and read back: hello, unit",
+    "contrast %d+, from %-?%d+ to %d+",
+    "LED 99: status 8",
+    "payload_index = 0",
+    "read back: index 1, on 1, 500 ms, 500 ms",
+    "error id 8 from address 7",
+    "written at priority 5",
+  },
+  led = { "GREEN +on 1, 0 ms lit", "RED +on 1, 0 ms lit", "RED +on 1, 100 ms lit, 900 ms dark" },
+  errors = {
+    "a good call +status 0; error_id = 0",
+    "no such LED +status 8; error_id = 8, payload_index = 0",
+    "nobody at this address +status 5",
+    "a faulty peripheral +status 2; error_id = 2, fault_id = 17",
+    "an answer got lost +status %-110; error_id = 6, peripheral_address = %d+, type = %d+",
+    "^Error in rovktrans_led_0001_get_state expected 3%.%.3 args, got 2",
+    "^Error in rovktrans_led_0001_get_state %(arg 3%), expected 'uint8_t' got 'string'",
+    "^number must not be negative",
+    "a closed context +status %-22",
+  },
+  eeprom = { "%d+ bytes, beginning with", "0020 %x%x", "partition 0: type", "  tag %d+: %d+ bytes",
+    "tag 18193 of partition %d+ now reads: written by an example, longer than one command carries" },
+  message = {
+    "type 1, opcode 33",
+    "its fields:\t1\t1\t200\t800",
+    "seen as response and event:\t5\t5",
+    "status and values\t0\t1\t200\t800",
+    "refusal: error id 2 from address 0x0101",
+    "has the status\t2",
+    "fault\t17",
+    "pressed\t0\t1",
+    "record:\t3\t0\t1\t0",
+  },
+  positioning = {
+    "pan +from 0 to %d+",
+    "half a second on +pan +%d+",
+    "at the target +pan +90000, tilt +%-10000 millidegrees, zoom +50 deciX",
+    "velocity now\t%-10000\t0\t0",
+    "stopped +pan +70000",
+    "soft pan limits\t1\t60000\t80000",
+    "valid after clearing\t0",
+  },
+  logging = { "four lines logged" },
+  events = {
+    "button 0 pressed",
+    "button 0 released",
+    "alarm contact 0 closed",
+    "peripheral was reset, type 3",
+    "head 0 movement: pan [1-9]",
+    "and silence",
+  },
+  many = { "400 commands in flight", "400 of 400 results in their places" },
+  coroutines = { "LED on", "degrees", "LED off", "degrees", "LED on", "degrees", "both done" },
+  poll_loop = { "event: button 0, pressed 1", "answer: pressed", "done" },
+  luv_loop = { "degrees", "degrees", "button pressed: 1", "done" },
+}
+
+local interpreter, example = ...
+local name = example:match("([^/]*)%.lua$")
+local expected = assert(EXPECTED[name], "no expectations for " .. name .. ": add them to " .. arg[0])
+
+local pipe = io.popen(("%s %s 2>&1; echo exit code $?"):format(interpreter, example))
+local lines = {}
+for line in pipe:lines() do
+  lines[#lines + 1] = line
+end
+pipe:close()
+
+local function stop(message)
+  io.stderr:write(message, "; the output was:\n", table.concat(lines, "\n"), "\n")
+  os.exit(1)
+end
+
+local at = 1
+for _, pattern in ipairs(expected) do
+  while lines[at] and not lines[at]:find(pattern) do
+    at = at + 1
+  end
+  if not lines[at] then
+    stop("not found, or not in its place: " .. pattern)
+  end
+  at = at + 1
+end
+if lines[#lines] ~= "exit code 0" then
+  stop("the example failed")
+end
+print(#expected .. " lines found")
