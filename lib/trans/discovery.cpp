@@ -56,6 +56,8 @@ void learn_routes(Context& context) {
   uint16_t count = 0;
   void* const count_slot[] = {&count};
   if (!ask(context, router(), "get_count", ROVK_ROUTER_PERIPHERAL_ADDRESS, nullptr, count_slot)) return;
+  // A router that was reset has forgotten the routes that were added.
+  lookups.routes = std::min(lookups.routes, count);
   while (lookups.routes < count) {
     uint16_t address = 0;
     const void* const index[] = {&lookups.routes};
@@ -95,10 +97,8 @@ template <typename Suits>
 const Peripheral* search(Context& context, uint16_t id, Suits suits) {
   std::size_t next = 0;
   for (const bool ask_router : {false, true}) {
-    if (ask_router) {
-      learn_routes(context);
-      // Those that were passed over because they did not answer are not asked twice in one search.
-    }
+    // Those that did not answer are passed over, and not asked twice in one search.
+    if (ask_router) learn_routes(context);
     for (; next < context.lookups.peripherals.size(); ++next) {
       Peripheral& peripheral = context.lookups.peripherals[next];
       learn_info(context, peripheral);
