@@ -15,10 +15,40 @@ helper.root = here .. "/../.."
 local build = os.getenv("ROVK_BUILD") or helper.root .. "/build"
 helper.build = build
 
-for _, folder in ipairs { "/lualib", "", "/lib", "/tests/recorder" } do
+for _, folder in ipairs { "/lualib", "/lualib/companions", "/tests/recorder", "/tests/probe" } do
   package.cpath = build .. folder .. "/?.so;" .. package.cpath
 end
 package.path = helper.root .. "/lualib/?.lua;" .. build .. "/lualib/?.lua;" .. package.path
+
+-- The one difference that shows: the text of a syntax error.
+helper.luajit = rawget(_G, "jit") ~= nil
+
+-- Where a native module lies.
+function helper.module_path(name)
+  for template in package.cpath:gmatch("[^;]+") do
+    local path = template:gsub("%?", name)
+    local file = io.open(path)
+    if file then
+      file:close()
+      return path
+    end
+  end
+  error("no module " .. name)
+end
+
+-- Runs a text in a process of its own, under the interpreter that runs this one, and gives what it
+-- wrote, the standard error stream included.
+function helper.process(text)
+  local script = os.tmpname()
+  local file = assert(io.open(script, "w"))
+  file:write(("package.cpath, package.path = %q, %q\n"):format(package.cpath, package.path), text)
+  file:close()
+  local pipe = assert(io.popen(("%s %s 2>&1"):format(helper.luajit and "luajit" or "lua5.1", script)))
+  local output = pipe:read("*a")
+  pipe:close()
+  os.remove(script)
+  return output
+end
 
 local aggressive = os.getenv("ROVK_GC") == "aggressive"
 if aggressive then

@@ -1,0 +1,378 @@
+-- Wrapped objects: ownership, metatables, printing, what lies inside what, and calls of the
+-- metatables' functions that no ordinary access makes.
+
+local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
+package.path = folder .. "/?.lua;" .. package.path
+local helper = require("helper")
+local probe = require("probe")
+local rovk = require("rovk_message")
+
+local function own(object)
+  return select(2, probe.object(object))
+end
+
+local function address(object)
+  return (select(3, probe.object(object)))
+end
+
+-- Is the value behind a weak reference still there after collections?
+local function alive(weak)
+  collectgarbage()
+  collectgarbage()
+  return weak[1] ~= nil
+end
+
+local function weak_reference(value)
+  return setmetatable({ value }, { __mode = "v" })
+end
+
+local function read(object, key)
+  return object[key]
+end
+
+local function write(object, key, value)
+  object[key] = value
+end
+
+describe("wrapped objects", function()
+  helper.watch(before_each, after_each)
+
+  it("are made, read, written, printed and disowned", function()
+    local v = rovk.rovk_version()
+    helper.fails("Error in rovk_version::rovk_version expected 0..0 args, got 1", rovk.rovk_version, 1)
+    assert.are.same({ 0, 0 }, { v.major, v.minor })
+    v.major = 2
+    assert.are.same({ 2, 0 }, { v.major, v.minor })
+    for value, stored in pairs { [300] = 44, [2.9] = 2, ["7"] = 7, ["0x1ff"] = 255 } do
+      v.major = value
+      assert.are.equal(stored, v.major)
+    end
+    helper.fails("number must not be negative", write, v, "major", -1)
+    helper.fails("Error in rovk_version::major (arg 2), expected 'rovk_version_major' got 'string'",
+      write, v, "major", "x")
+    assert.are.equal(255, v.major)
+    assert.is_nil(v.nothing)
+    v.nothing = 1
+    assert.is_nil(v.nothing)
+    assert.is_nil(v[1])
+    assert.are.equal("_p_rovk_version", (probe.object(v)))
+    assert.is_true(own(v))
+    assert.are.equal(0, helper.pack(v:__disown()).n)
+    assert.is_false(own(v))
+    assert.are.equal(255, v.major)
+  end)
+
+  it("print the address of the userdata in upper-case hexadecimal", function()
+    for _, name in ipairs { "rovk_version", "rovk_message", "rovk_error_unittest_ffff_error_data" } do
+      local object = rovk[name]()
+      local digits = tostring(object):match("^<" .. name .. " userdata: (%x+)>$")
+      assert.is_not_nil(digits, tostring(object))
+      assert.are.equal(digits:upper(), digits)
+      assert.are.equal(select(4, probe.object(object)), tonumber(digits, 16))
+    end
+  end)
+
+  it("are told apart by swig_equals, named by swig_type", function()
+    local o, p, m = rovk.rovk_version(), rovk.rovk_version(), rovk.rovk_message()
+    for _, case in ipairs {
+      { true, o, o }, { false, o, p }, { true, m.route, m.route }, { true, m, m.route }, { true, m.cre, m.cre.e },
+      { false, m, m.cre }, { false, o, io.stdout }, { false, io.stdout, o }, { false, o, newproxy() },
+      { false, newproxy(), newproxy() }, { false, o, probe.light() }, { false, io.stdout, probe.light() },
+    } do
+      assert.are.same({ n = 1, case[1] }, helper.pack(swig_equals(case[2], case[3])))
+    end
+    for _, case in ipairs { { o, 1 }, { 1, o }, { nil, o }, { o }, {}, { "x", {} } } do
+      assert.are.equal(0, select("#", swig_equals(case[1], case[2])))
+    end
+    assert.is_false(o == p)
+    assert.is_false(m.route == m.route)
+    for text, value in pairs {
+      ["struct rovk_version *|rovk_version *"] = o, ["userdata (unknown type)"] = io.stdout, number = 1, string = "x",
+      table = {}, boolean = false, ["function"] = print, thread = coroutine.create(print),
+    } do
+      assert.are.equal(text, swig_type(value))
+    end
+    assert.are.equal("nil", swig_type(nil))
+    assert.are.equal("no value", swig_type())
+    for _, foreign in ipairs { newproxy(), newproxy(true), probe.light(), io.tmpfile() } do
+      assert.are.equal("userdata (unknown type)", swig_type(foreign))
+    end
+    for object, part in pairs { [m.cre] = "rovk_message_cre *", [m.cre.c.payload] = "uint8_t *",
+      [rovk.rovk_response_payload_common_get_aliases().alias] = "rovk_address *",
+      [rovk.rovk_device_address()] = "rovk_device_address *" } do
+      assert.is_not_nil(("|" .. swig_type(object) .. "|"):find("|" .. part .. "|", 1, true), swig_type(object))
+    end
+  end)
+
+  it("have one metatable a class, of eight fields", function()
+    local registry = debug.getregistry().SWIG
+    for _, class in ipairs(helper.model().classes) do
+      local meta = registry[class.name]
+      local kinds = {}
+      for key, value in pairs(meta) do
+        kinds[key] = type(value)
+      end
+      assert.are.same({ [".type"] = "string", [".get"] = "table", [".set"] = "table", [".fn"] = "table",
+        __index = "function", __newindex = "function", __gc = "function", __tostring = "function" }, kinds)
+      assert.are.equal(class.name, meta[".type"])
+      assert.are.equal("function", type(meta[".fn"].__disown))
+      assert.is_nil(next(meta[".fn"], next(meta[".fn"])))
+      local wanted, got = {}, { [".get"] = {}, [".set"] = {} }
+      for _, field in ipairs(class.record.fields) do
+        wanted[field.name] = "function"
+      end
+      for name, list in pairs(got) do
+        for key, value in pairs(meta[name]) do
+          list[key] = type(value)
+        end
+        assert.are.same(wanted, list)
+      end
+    end
+    local v = rovk.rovk_version()
+    assert.are.equal(registry.rovk_version, getmetatable(v))
+    assert.are.equal("function", type(v.__disown))
+    for _, key in ipairs { "__gc", "__index", ".get", ".type", "__eq", "__len" } do
+      assert.is_nil(v[key])
+    end
+  end)
+
+  it("keep a record apart from others, and sub-records inside their parent", function()
+    local m, other = rovk.rovk_message(), rovk.rovk_message()
+    local base = address(m)
+    for offset, part in pairs { [0] = m.route, [9] = m.cre, [10] = m.cre.c.payload, [14] = m.cre.r.pei.ei.payload } do
+      assert.are.equal(base + offset, address(part))
+      assert.is_false(own(part))
+    end
+    m.route.application_address = 0x1234
+    m.cre.c.opcode = 0xAB
+    assert.are.equal("\52\18", probe.bytes(m, 2))
+    assert.are.same({ 0xAB, 0xAB, 0xAB }, { m.cre.c.opcode, m.cre.r.error, m.cre.e.id })
+    assert.are.equal(("\0"):rep(32), probe.bytes(other, 32))
+    m.cre.r.pei.ei.id = 0x1234
+    assert.are.equal("\52\18", probe.bytes(m, 14):sub(13))
+    local route = rovk.rovk_message_routing()
+    route.uuid, route.type = 0x01020304, 5
+    other.route = route
+    assert.are.equal("\0\0\0\0\4\3\2\1\5", probe.bytes(other, 9))
+    route.uuid = 0
+    assert.are.equal(0x01020304, other.route.uuid)
+    other.route = other.route -- onto itself
+    assert.are.equal("\0\0\0\0\4\3\2\1\5", probe.bytes(other, 9))
+  end)
+
+  it("keep the parent of a part alive", function()
+    local version = rovk.rovk_response_payload_common_get_peripheral_info().protocol
+    local message = rovk.rovk_message()
+    local kept = weak_reference(message)
+    local payload = message.cre.r.pei.ei.payload
+    message = nil
+    assert.is_true(alive(kept))
+    kept[1].cre.dummy = "through the parent"
+    version.major = 9
+    for _ = 1, 200 do
+      rovk.rovk_message()
+    end
+    collectgarbage()
+    assert.are.equal("gh the parent", probe.bytes(payload, 13)) -- five bytes behind the body's first
+    assert.are.equal(9, version.major)
+    assert.are.equal("struct rovk_version *|rovk_version *", swig_type(version))
+    payload = message
+    assert.is_nil(payload)
+    assert.is_false(alive(kept))
+    local parent = rovk.rovk_version()
+    local gone = weak_reference(parent)
+    parent:__disown()
+    parent = nil
+    assert.is_nil(parent)
+    assert.is_false(alive(gone))
+  end)
+
+  it("copy an array only from a source that covers the field", function()
+    local m, echo = rovk.rovk_message(), rovk.rovk_command_payload_common_echo()
+    local file, write_record = rovk.rovk_command_payload_bulk_dump_000c_get_frame(),
+      rovk.rovk_command_payload_eeprom_partition_table_0013_write()
+    local detail = rovk.rovk_error_common_error()
+    m.cre.dummy = "0abcdefghijklmnopqrstu"
+    m.cre.c.opcode = 0
+    local payload = m.cre.c.payload -- 22 bytes
+    echo.payload_in = payload
+    assert.are.equal("abcdefghijklmnopqrstu\0", probe.bytes(echo, 22))
+    file.filename = payload
+    assert.are.equal("\0abcdefghijklmnopqrstu", probe.bytes(file, 22))
+    write_record.data = payload
+    assert.are.equal("abcdefghijklmnop", probe.bytes(write_record, 22):sub(7))
+    m.cre.r.pei.ei.payload = payload -- 18 bytes, overlapping
+    assert.are.equal("abcdabcdefghijklmnopqr", probe.bytes(m, 32):sub(11))
+    for _, case in ipairs {
+      { echo, "payload_in", file.filename }, { echo, "payload_in", write_record.data },
+      { echo, "payload_in", detail.data.payload }, { file, "filename", write_record.data },
+      { m.cre.r.pei.ei, "payload", write_record.data },
+      { echo, "payload_in", rovk.rovk_response_payload_common_get_aliases().alias },
+      { rovk.rovk_response_payload_common_get_aliases(), "alias", payload },
+      { rovk.rovk_response_payload_common_get_aliases(), "alias", rovk.rovktrans_find_peripheral(helper.open(), 0) },
+      { echo, "payload_in", nil }, { m, "route", nil }, { m.cre.r.pei, "ei", nil }, { echo, "payload_in", "text" },
+      { echo, "payload_in", io.stdout }, { echo, "payload_in", newproxy() }, { echo, "payload_in", probe.light() },
+    } do
+      local size = 22
+      local before = probe.bytes(echo, size)
+      helper.refused(write, case[1], case[2], case[3])
+      assert.are.equal(before, probe.bytes(echo, size))
+    end
+    local aliases, other = rovk.rovk_response_payload_common_get_aliases(),
+      rovk.rovk_response_payload_common_get_aliases()
+    aliases.alias = other.alias
+    assert.are.equal(("\0"):rep(22), probe.bytes(aliases, 22))
+  end)
+
+  it("refuse writes of read-only attributes", function()
+    local m, e = rovk.rovk_message(), rovk.rovk_error_led_0001_error()
+    for _, case in ipairs { { m, "cre" }, { m.cre, "c" }, { m.cre, "r" }, { m.cre, "e" }, { m.cre.r, "pei" },
+      { e, "data" } } do
+      for _, value in ipairs { 1, "x", case[1][case[2]] } do
+        helper.fails("This variable is immutable", write, case[1], case[2], value)
+      end
+      helper.fails("This variable is immutable", write, case[1], case[2], nil)
+    end
+  end)
+
+  it("store text in the body as characters", function()
+    local m = rovk.rovk_message()
+    local cre = m.cre
+    assert.are.equal("", cre.dummy)
+    m.cre.c.payload = rovk.rovk_message().cre.c.payload
+    for value, stored in pairs { ["abc"] = "abc", [("x"):rep(30)] = ("x"):rep(22), [("y"):rep(22)] = ("y"):rep(22),
+      [12.5] = "12.5", [""] = "", ["a\0b"] = "a" } do
+      cre.dummy = ("z"):rep(22)
+      cre.dummy = value
+      assert.are.equal(stored, cre.dummy)
+      assert.are.equal(0, probe.bytes(cre, 23):byte(23))
+      assert.is_nil(probe.bytes(cre, 23):sub(#tostring(value) + 1):find("z", 1, true))
+    end
+    cre.dummy = "abcdef"
+    cre.dummy = nil
+    assert.are.equal("", cre.dummy)
+    assert.are.equal("\0bcdef", probe.bytes(cre, 6))
+    cre.e.payload = cre.c.payload
+    assert.are.equal("", cre.dummy)
+    helper.fails("Error in rovk_message_cre::dummy (arg 2), expected 'char [22+sizeof(rovk_cre_command_opcode)]' "
+      .. "got 'table'", write, cre, "dummy", {})
+    cre.c.opcode = 65
+    assert.are.equal("Abcdef", cre.dummy)
+  end)
+
+  it("of a type without a class can be passed but not indexed", function()
+    local context = helper.open()
+    for _, object in ipairs { context, rovk.rovk_message().cre.c.payload,
+      rovk.rovk_response_payload_common_get_aliases().alias } do
+      assert.is_nil(getmetatable(object))
+      assert.is_not_nil(tostring(object):match("^userdata: "))
+      assert.is_not_nil(helper.refused(read, object, 1):find("attempt to index", 1, true))
+      helper.refused(write, object, 1, 1)
+    end
+    assert.are.equal("void *", swig_type(context))
+    assert.is_true(own(context))
+  end)
+
+  -- The functions of a metatable are within a script's reach.
+  describe("called out of turn", function()
+    local function wrong_values()
+      return { 1, "x", true, {}, print, io.stdout, newproxy(), newproxy(true), probe.light(), coroutine.create(print),
+        setmetatable({}, getmetatable(rovk.rovk_version())), rovk.rovk_message().cre.c.payload }
+    end
+
+    it("refuse whatever is no object", function()
+      local meta = getmetatable(rovk.rovk_version())
+      for _, name in ipairs { "__index", "__newindex", "__gc", "__tostring" } do
+        helper.refused(meta[name])
+        helper.refused(meta[name], nil, "major", 1)
+        for _, wrong in ipairs(wrong_values()) do
+          helper.refused(meta[name], wrong, "major", 1)
+        end
+      end
+      helper.refused(meta[".fn"].__disown)
+      for _, wrong in ipairs(wrong_values()) do
+        if wrong ~= nil and (type(wrong) ~= "userdata" or swig_type(wrong) == "userdata (unknown type)") then
+          helper.refused(meta[".fn"].__disown, wrong)
+          helper.refused(meta[".fn"].__disown, rovk.rovk_version(), wrong)
+        end
+      end
+    end)
+
+    it("free a record once", function()
+      for _, name in ipairs { "rovk_version", "rovk_message", "rovk_error_common_error" } do
+        local object = rovk[name]()
+        local gc = getmetatable(object).__gc
+        assert.are.equal(0, helper.pack(gc(object)).n)
+        assert.is_false(own(object))
+        gc(object)
+        gc(object)
+        assert.are.equal("string", type(tostring(object)))
+      end
+      local v = rovk.rovk_version()
+      local part = rovk.rovk_message().route
+      getmetatable(part).__gc(part) -- owns nothing
+      assert.are.equal(0, part.uuid)
+      getmetatable(v).__gc(v)
+      helper.refused(read, v, "major") -- its memory is somebody else's now
+      helper.refused(write, v, "major", 1)
+      local m = rovk.rovk_message()
+      local route = m.route
+      getmetatable(m).__gc(m)
+      collectgarbage()
+      helper.refused(read, m, "route")
+      pcall(read, route, "uuid") -- must not reach freed memory, which a checked run would show
+    end)
+
+    it("check the object of every accessor", function()
+      local registry = debug.getregistry().SWIG
+      for _, class in ipairs(helper.model().classes) do
+        local wrong = class.name == "rovk_version" and rovk.rovk_message() or rovk.rovk_version()
+        local meta = registry[class.name]
+        for _, field in ipairs(class.record.fields) do
+          local get, set = meta[".get"][field.name], meta[".set"][field.name]
+          local where = ("%s::%s"):format(class.name, field.name)
+          local prefix = ("Error in %s_%s"):format(class.name, field.name)
+          local pretty = class.struct and class.text .. "|" .. class.name .. " *" or class.text
+          helper.fails(("Error in %s expected 1..1 args, got 0"):format(where), get)
+          helper.fails(("Error in %s expected 1..1 args, got 2"):format(where), get, rovk[class.name](), 1)
+          helper.fails(("Error in %s (arg 1), expected '%s' got 'number'"):format(where, class.text), get, 1)
+          helper.fails(("%s_get (arg 1), expected '%s' got '%s'"):format(prefix, pretty, swig_type(wrong)), get, wrong)
+          helper.fails(("%s_get (arg 1), expected '%s' got 'userdata (unknown type)'"):format(prefix, pretty), get,
+            io.stdout)
+          assert.is_not_nil(helper.refused(get, nil):find("got 'nil'", 1, true))
+          if not field.readonly then
+            helper.fails(("Error in %s expected 2..2 args, got 1"):format(where), set, rovk[class.name]())
+            helper.fails(("Error in %s (arg 1), expected '%s' got 'string'"):format(where, class.text), set, "x", 1)
+            local value = field.kind == "number" and 1 or field.kind == "text" and "x" or rovk[class.name]()[field.name]
+            helper.fails(("%s_set (arg 1), expected '%s' got '%s'"):format(prefix, pretty, swig_type(wrong)), set,
+              wrong, value)
+            if field.kind == "number" then
+              assert.are.equal(0, helper.pack(set(nil, 1)).n)
+              helper.fails(("Error in %s (arg 2), expected '%s' got 'nil'"):format(where, field.text), set,
+                rovk[class.name](), nil)
+            elseif field.kind ~= "text" then
+              helper.refused(set, nil, value)
+              helper.refused(set, rovk[class.name](), nil)
+            else
+              helper.refused(set, nil, value)
+            end
+          end
+        end
+      end
+    end)
+  end)
+
+  it("survive a collection at each allocation", function()
+    helper.collecting(function()
+      for _ = 1, 3 do
+        local m = rovk.rovk_message()
+        m.cre.r.pei.ei.payload = m.cre.c.payload
+        m.route = rovk.rovk_message().route
+        m.cre.dummy = tostring(m)
+        local _, device = rovk.rovktrans_find_device(nil, 1, 1), rovk.rovk_protocol_version
+        assert.are.equal("number", type(device.major))
+        assert.are.equal("string", type(swig_type(m.cre.e)))
+      end
+    end)
+  end)
+end)

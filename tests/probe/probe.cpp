@@ -1,0 +1,81 @@
+// See CMakeLists.txt. The layout of a wrapped object is part of what the module promises to modules
+// that share its types, so it is written down here a second time on purpose.
+#include <dlfcn.h>
+
+#include <cstdint>
+#include <lua.hpp>
+
+namespace {
+
+struct Object {
+  const char* const* type;  // first member of a type entry: its mangled name
+  int own;
+  void* pointer;
+};
+
+const Object& object_at(lua_State* L, int index) {
+  luaL_argcheck(L, lua_isuserdata(L, index) && lua_objlen(L, index) >= sizeof(Object), index, "a wrapped object");
+  return *static_cast<const Object*>(lua_touserdata(L, index));
+}
+
+// probe.bytes(object, count): the bytes behind the object.
+int bytes(lua_State* L) {
+  const auto count = static_cast<size_t>(luaL_checkinteger(L, 2));
+  lua_pushlstring(L, static_cast<const char*>(object_at(L, 1).pointer), count);
+  return 1;
+}
+
+// probe.object(object): type name, own, address of the native block, address of the userdata.
+int object(lua_State* L) {
+  const Object& wrapped = object_at(L, 1);
+  lua_pushstring(L, *wrapped.type);
+  lua_pushboolean(L, wrapped.own);
+  lua_pushnumber(L, static_cast<double>(reinterpret_cast<uintptr_t>(wrapped.pointer)));
+  lua_pushnumber(L, static_cast<double>(reinterpret_cast<uintptr_t>(&wrapped)));
+  return 4;
+}
+
+int light(lua_State* L) {
+  static int target;
+  lua_pushlightuserdata(L, &target);
+  return 1;
+}
+
+// probe.run(text): runs the text in a fresh Lua state and gives its first result as a string.
+int run(lua_State* L) {
+  const char* text = luaL_checkstring(L, 1);
+  lua_State* other = luaL_newstate();
+  if (!other) {
+    return luaL_error(L, "no second state");
+  }
+  luaL_openlibs(other);
+  const bool failed = luaL_loadstring(other, text) != 0 || lua_pcall(other, 0, 1, 0) != 0;
+  const char* result = lua_tostring(other, -1);
+  lua_pushstring(L, result ? result : "no text");
+  lua_close(other);
+  return failed ? lua_error(L) : 1;
+}
+
+// probe.embed(path, text): what the module at the path runs when it is opened. The text stays.
+int embed(lua_State* L) {
+  void* library = dlopen(luaL_checkstring(L, 1), RTLD_NOW);
+  auto** slot = library ? static_cast<const char**>(dlsym(library, "luaopen_rovk_message_luacode")) : nullptr;
+  if (!slot) {
+    return luaL_error(L, "%s", dlerror());
+  }
+  lua_pushstring(L, *slot);
+  lua_pushvalue(L, 2);
+  lua_setfield(L, LUA_REGISTRYINDEX, "probe text");
+  *slot = luaL_checkstring(L, 2);
+  return 1;
+}
+
+}  // namespace
+
+extern "C" __attribute__((visibility("default"))) int luaopen_probe(lua_State* L) {
+  static const luaL_Reg functions[] = {{"bytes", bytes}, {"object", object}, {"light", light},
+                                       {"run", run},     {"embed", embed},   {nullptr, nullptr}};
+  lua_newtable(L);
+  luaL_register(L, nullptr, functions);
+  return 1;
+}
