@@ -7,5 +7,6 @@ read_globals = { "rovk_message", "swig_type", "swig_equals" }
 
 files["tests/lua"] = { std = "+busted" }
 files["tests/recorder"] = { std = "+busted" }
+files["tests/generator"] = { std = "+busted" }
 -- Luv's loop is only there where lua-luv is.
 files["examples"] = { ignore = { "212" } }

@@ -197,7 +197,8 @@ local function derive_functions(model)
         return more
       end
       local mangled, declarator = callback_signature(service, command.response, true)
-      command.callback = { name = name .. "_callback", mangled = mangled, declarator = declarator }
+      command.callback = { name = name .. "_callback", mangled = mangled, declarator = declarator,
+        values = value_list(command.response), service = service, row = #model.callbacks }
       append(model.callbacks, command.callback)
       local callback = { kind = "pointer", text = command.callback.name, type = mangled, callback = command.callback }
       add(name, "blocking", with_fields({ OPAQUE, ADDRESS }, command.command),
@@ -209,7 +210,7 @@ local function derive_functions(model)
       local arguments = with_fields({ OPAQUE, ADDRESS, error_pointer }, command.response)
       append(arguments, OPAQUE)
       add("internal_" .. name .. "_callback", "internal_command", arguments,
-        rest { library = "bridge", values = value_list(command.response) })
+        rest { library = "bridge" })
     end
     for _, event in ipairs(service.events) do
       local name = ("rovktrans_%s_%s"):format(service.name, event.name)
@@ -218,7 +219,8 @@ local function derive_functions(model)
         return more
       end
       local mangled, declarator = callback_signature(service, event.event, false)
-      event.callback = { name = name .. "_callback", mangled = mangled, declarator = declarator }
+      event.callback = { name = name .. "_callback", mangled = mangled, declarator = declarator,
+        values = value_list(event.event), service = service, row = #model.callbacks }
       append(model.callbacks, event.callback)
       local callback = { kind = "pointer", text = event.callback.name, type = mangled, callback = event.callback }
       add(name .. "_register_callback", "status", { OPAQUE, ADDRESS, callback, OPAQUE }, rest { library = "trans" })
@@ -230,7 +232,7 @@ local function derive_functions(model)
       local arguments = with_fields({ OPAQUE, ADDRESS }, event.event)
       append(arguments, OPAQUE)
       add("internal_" .. name .. "_event_callback", "internal_event", arguments,
-        rest { library = "bridge", values = value_list(event.event) })
+        rest { library = "bridge" })
     end
     add(("rovktrans_%s_register_default_callbacks"):format(service.name), "status", { OPAQUE, ADDRESS },
       { library = "trans", service = service })
@@ -238,13 +240,13 @@ local function derive_functions(model)
 end
 
 local function derive_constants(model)
-  local function add(name, value)
-    append(model.all_constants, { name = name, value = value })
+  local function add(name, value, file)
+    append(model.all_constants, { name = name, value = value, file = file })
   end
   add("ROVK_PROTOCOL_VERSION_MAJOR", model.protocol.version.major)
   add("ROVK_PROTOCOL_VERSION_MINOR", model.protocol.version.minor)
   for _, constant in ipairs(model.constants) do
-    add(constant.name, constant.value)
+    add(constant.name, constant.value, constant.file)
   end
   append(model.variables, { name = "rovk_protocol_version", version = model.protocol.version })
   for _, service in ipairs(model.services) do
@@ -257,11 +259,11 @@ local function derive_constants(model)
     for _, group in ipairs { { "COMMAND", service.commands }, { "EVENT", service.events }, { "ERROR", service.errors } } do
       for _, item in ipairs(group[2]) do
         item.constant = ("%s_%s_%s"):format(prefix, group[1], item.name:upper())
-        add(item.constant, item.number)
+        add(item.constant, item.number, service.file)
       end
     end
     for _, constant in ipairs(service.constants) do
-      add(constant.name, constant.value)
+      add(constant.name, constant.value, constant.file)
     end
     append(model.variables, { name = ("rovk_%s_api_version"):format(service.name), version = service.api })
   end
@@ -306,13 +308,14 @@ end
 
 local function check_names(model)
   local owner = {}
-  for what, list in pairs { ["function"] = model.functions, class = model.classes,
-    constant = model.all_constants, variable = model.variables } do
-    for _, item in ipairs(list) do
+  for _, group in ipairs { { "function", model.functions }, { "class", model.classes },
+    { "constant", model.all_constants }, { "variable", model.variables } } do
+    for _, item in ipairs(group[2]) do
+      local file = item.file or item.service and item.service.file or "catalogue"
       if owner[item.name] then
-        error(("catalogue: '%s' is both a %s and a %s"):format(item.name, owner[item.name], what), 0)
+        error(("%s: %s '%s': the name is that of a %s already"):format(file, group[1], item.name, owner[item.name]), 0)
       end
-      owner[item.name] = what
+      owner[item.name] = ("%s of %s"):format(group[1], file)
     end
   end
 end
@@ -325,12 +328,24 @@ local function derive_decoders(model)
   end
 end
 
+-- Places in the tables of services and of events, from 0.
+local function derive_indexes(model)
+  local events = 0
+  for index, service in ipairs(model.services) do
+    service.index = index - 1
+    for _, event in ipairs(service.events) do
+      event.index, events = events, events + 1
+    end
+  end
+end
+
 -- Adds to what the reader gave: classes, functions, callbacks, types, all_constants, variables.
 function derive.derive(model)
   model.classes, model.functions, model.callbacks = {}, {}, {}
   model.types, model.all_constants, model.variables = {}, {}, {}
   model.signature_count = 0
   os.setlocale("C")
+  derive_indexes(model)
   derive_classes(model)
   derive_functions(model)
   derive_constants(model)

@@ -21,9 +21,50 @@ local function check_keys(file, entry, value, allowed)
   end
 end
 
-local function check_name(file, entry, name)
-  if type(name) ~= "string" or not name:match("^[%a_][%w_]*$") then
+-- Names become C identifiers. `pattern` narrows how they are spelled.
+local ANY_NAME, LOWER_NAME, UPPER_NAME = "^[%a_][%w_]*$", "^%l[%l%d_]*$", "^%u[%u%d_]*$"
+local KEYWORDS = {}
+for word in ([[alignas alignof and asm auto bool break case catch char class concept const constexpr continue decltype
+  default delete do double else enum explicit export extern false float for friend goto if inline int long mutable
+  namespace new noexcept not nullptr operator or private protected public register requires return short signed sizeof
+  static struct switch template this throw true try typedef typename union unsigned using virtual void volatile while
+  xor]]):gmatch("%a+") do
+  KEYWORDS[word] = true
+end
+
+local function check_name(file, entry, name, pattern)
+  if type(name) ~= "string" or not name:match(pattern or ANY_NAME) then
     fail(file, entry, "'%s' is no name", tostring(name))
+  elseif KEYWORDS[name] then
+    fail(file, entry, "'%s' is a word of C++", name)
+  end
+end
+
+-- A list without holes and other keys: what `ipairs` does not see would be lost in silence.
+local function check_list(file, entry, list)
+  if type(list) ~= "table" then
+    fail(file, entry, "a list is wanted, got a %s", type(list))
+  end
+  local count = 0
+  for key in pairs(list) do
+    if type(key) ~= "number" then
+      fail(file, entry, "'%s' has no place in a list", tostring(key))
+    end
+    count = count + 1
+  end
+  for position = 1, count do
+    if list[position] == nil then
+      fail(file, entry, "the list has a hole at %d", position)
+    end
+  end
+end
+
+local function check_doc(file, entry, item)
+  for _, key in ipairs { "doc", "unit" } do
+    local text = item[key]
+    if text ~= nil and (type(text) ~= "string" or text == "" or text:match("%c")) then
+      fail(file, entry, "%s is not one line of text", key)
+    end
   end
 end
 
@@ -41,7 +82,7 @@ local function load_data(path)
   setfenv(chunk, {})
   local ok, value = pcall(chunk)
   if not ok then
-    error(("%s: %s"):format(path, tostring(value)), 0)
+    error(value, 0)
   end
   if type(value) ~= "table" then
     error(("%s: the file returns no table"):format(path), 0)
@@ -72,21 +113,24 @@ local function resolve_type(protocol, known_records, text)
 end
 
 local FIELD_KEYS = { true, true, true, readonly = true, doc = true, unit = true }
+local PAYLOAD_FIELD_KEYS = { true, true, true, doc = true, unit = true }
 
 -- Builds a record from its field list. Fields lie behind each other without a gap, or, in an
 -- overlay, all at 0.
 local function read_record(context, file, entry, list, options)
-  if type(list) ~= "table" or #list == 0 then
+  check_list(file, entry, list)
+  if #list == 0 then
     fail(file, entry, "a field list that is there has at least one field")
   end
   local record = { fields = {}, values = {}, size = 0, overlay = options.overlay or false }
   local seen = {}
   for position, item in ipairs(list) do
     local where = ("%s, field %d"):format(entry, position)
-    check_keys(file, where, item, FIELD_KEYS)
+    check_keys(file, where, item, options.payload and PAYLOAD_FIELD_KEYS or FIELD_KEYS)
     local offset, name, text = item[1], item[2], item[3]
     check_name(file, where, name)
     where = ("%s, field '%s'"):format(entry, name)
+    check_doc(file, where, item)
     if seen[name] then
       fail(file, where, "the name stands twice in the record")
     end
@@ -94,6 +138,9 @@ local function read_record(context, file, entry, list, options)
     local type_of = type(text) == "string" and resolve_type(context.protocol, context.records, text)
     if not type_of then
       fail(file, where, "unknown type '%s'", tostring(text))
+    end
+    if options.payload and (type_of.kind == "text" or type_of.kind == "record" and text ~= "struct rovk_version") then
+      fail(file, where, "a value of type '%s' does not travel in a payload", text)
     end
     check_number(file, where, "offset", offset, 0, 255)
     local wanted = options.overlay and 0 or record.size
@@ -132,16 +179,16 @@ local function read_record(context, file, entry, list, options)
 end
 
 local function read_constants(file, entry, list)
-  if type(list) ~= "table" then
-    fail(file, entry, "constants want a table")
-  end
+  check_list(file, entry .. "s", list)
   local constants = {}
   for position, item in ipairs(list) do
     local where = ("%s %d"):format(entry, position)
     check_keys(file, where, item, { true, true, doc = true })
-    check_name(file, where, item[1])
-    check_number(file, ("%s '%s'"):format(entry, item[1]), "value", item[2], 0, 65535)
-    constants[position] = { name = item[1], value = item[2], doc = item.doc }
+    check_name(file, where, item[1], UPPER_NAME)
+    where = ("%s '%s'"):format(entry, item[1])
+    check_number(file, where, "value", item[2], 0, 65535)
+    check_doc(file, where, item)
+    constants[position] = { name = item[1], value = item[2], doc = item.doc, file = file }
   end
   return constants
 end
@@ -150,15 +197,14 @@ end
 -- `ranges` is the span of numbers that the service may use.
 local function read_entries(context, file, list, what)
   local entries, by_number, by_name = {}, {}, {}
-  if type(list) ~= "table" then
-    fail(file, what.title, "a table is wanted, got a %s", type(list))
-  end
+  check_list(file, what.title .. "s", list)
   local last = -1
   for position, item in ipairs(list) do
     local where = ("%s %d"):format(what.title, position)
     check_keys(file, where, item, what.keys)
-    check_name(file, where, item.name)
+    check_name(file, where, item.name, LOWER_NAME)
     where = ("%s '%s'"):format(what.title, item.name)
+    check_doc(file, where, item)
     local number = item[what.number]
     check_number(file, where, what.number, number, what.low, what.high)
     if by_number[number] then
@@ -179,6 +225,11 @@ local function read_entries(context, file, list, what)
           { payload = true, limit = limit, aligned = true })
       end
     end
+    if what.required and not entry[what.required] then
+      fail(file, where, "the %s record is missing", what.required)
+    elseif entry.detail and item.name == "payload" then
+      fail(file, where, "the name is that of the bytes of every error")
+    end
     entries[position] = entry
   end
   return entries
@@ -192,7 +243,8 @@ local function read_service(context, path)
   local data = load_data(path)
   local file = path:match("[^/]+$")
   check_keys(file, "service", data, SERVICE_KEYS)
-  check_name(file, "service", data.name)
+  check_name(file, "service", data.name, LOWER_NAME)
+  check_doc(file, "service", data)
   if file ~= data.name .. ".lua" then
     fail(file, "service", "the file is named after another service than '%s'", data.name)
   end
@@ -222,7 +274,7 @@ local function read_service(context, path)
     events = read_entries(context, file, data.events, {
       title = "event", number = "id", low = low, high = high,
       keys = { name = true, id = true, event = true, doc = true },
-      records = { event = PAYLOAD_SIZE },
+      records = { event = PAYLOAD_SIZE }, required = "event",
     }),
     errors = read_entries(context, file, data.errors, {
       title = "error", number = "id", low = low, high = common and 31 or 65535,
@@ -233,9 +285,38 @@ local function read_service(context, path)
   }
 end
 
+local PROTOCOL_KEYS = {
+  version = true, types = true, arrays = true, records = true, constants = true, pointers = true, functions = true,
+}
+
+local function check_types(file, data)
+  for name, item in pairs(data.types) do
+    local where = ("type '%s'"):format(tostring(name))
+    check_keys(file, where, item, { width = true, signed = true, c = true })
+    if item.width ~= 1 and item.width ~= 2 and item.width ~= 4 then
+      fail(file, where, "width %s is none of 1, 2 and 4", tostring(item.width))
+    end
+  end
+  for text, item in pairs(data.arrays) do
+    local where = ("array '%s'"):format(tostring(text))
+    check_keys(file, where, item, { element = true, count = true })
+    check_number(file, where, "count", item.count, 1, PAYLOAD_SIZE + 1)
+    if item.element ~= "char" and not data.types[item.element] then
+      fail(file, where, "unknown element type '%s'", tostring(item.element))
+    end
+  end
+end
+
 local function read_protocol(path)
   local data = load_data(path)
   local file = path:match("[^/]+$")
+  check_keys(file, "protocol", data, PROTOCOL_KEYS)
+  for key in pairs(PROTOCOL_KEYS) do
+    if type(data[key]) ~= "table" then
+      fail(file, "protocol", "'%s' is missing", key)
+    end
+  end
+  check_types(file, data)
   local context = { protocol = data, records = {} }
   local records = {}
   for _, item in ipairs(data.records) do
