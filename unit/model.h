@@ -127,6 +127,8 @@ class Host {
   virtual void cancel(TimerId timer) = 0;
   // Sends an event to all subscribers of the peripheral. `values` are the fields without reserved ones.
   virtual void raise(const class Model& model, std::string_view event, std::initializer_list<int64_t> values) = 0;
+  // Sends spontaneous_error about an error of the model's service or of the common set.
+  virtual void report(const class Model& model, std::string_view error, std::initializer_list<int64_t> detail) = 0;
   virtual World& world() = 0;
   // The model of another service, for those that show one device in two ways. Null: there is none.
   virtual class Model* find(std::string_view service) = 0;
@@ -170,6 +172,7 @@ class Model {
   static unsigned device(const Call& call);
 
   Registers& registers() { return registers_; }
+  const Registers& registers() const { return registers_; }
   Host& host() { return setup_.host; }
   World& world() { return setup_.host.world(); }
 

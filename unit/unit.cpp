@@ -111,6 +111,14 @@ struct Unit::State final : Host {
     fill(payload, row->record, {values.begin(), values.size()});
     raise(address_of(model), row->id, payload);
   }
+  void report(const Model& model, std::string_view error, std::initializer_list<int64_t> detail) override {
+    const catalogue::Error* row = catalogue::find_error(model.service(), error);
+    if (!row) row = catalogue::find_error(catalogue::common(), error);
+    if (!row) throw std::logic_error("no error " + std::string(error));
+    uint8_t data[ROVK_MESSAGE_ERROR_INFO_PAYLOAD_SIZE] = {};
+    fill(data, row->detail, {detail.begin(), detail.size()});
+    report(address_of(model), row->id, data);
+  }
   World& world() override { return surroundings; }
   Model* find(std::string_view service) override {
     for (auto& [address, peripheral] : peripherals) {
@@ -138,6 +146,14 @@ struct Unit::State final : Host {
       std::copy_n(payload, ROVK_MESSAGE_PAYLOAD_SIZE, bytes_of(message) + ROVK_OFFSET_PAYLOAD);
       send(application, message, present);
     }
+  }
+
+  void report(uint16_t peripheral, uint16_t error, const uint8_t* data) {
+    uint8_t payload[ROVK_MESSAGE_PAYLOAD_SIZE] = {};
+    store(payload, 2, peripheral);
+    store(payload + 2, 2, error);
+    std::copy_n(data, ROVK_MESSAGE_ERROR_INFO_PAYLOAD_SIZE, payload + 4);
+    raise(peripheral, ROVK_COMMON_EVENT_SPONTANEOUS_ERROR, payload);
   }
 
   void send(uint16_t application, const rovk_message& message, Time when) {
@@ -346,11 +362,8 @@ bool Unit::set_fault(uint16_t address, uint16_t fault_id) {
 bool Unit::spontaneous_error(uint16_t address, uint16_t error_id, const uint8_t* payload) {
   run();
   if (!state_->find(address)) return false;
-  uint8_t record[ROVK_MESSAGE_PAYLOAD_SIZE] = {};
-  store(record, 2, address);
-  store(record + 2, 2, error_id);
-  if (payload) std::copy_n(payload, ROVK_MESSAGE_ERROR_INFO_PAYLOAD_SIZE, record + 4);
-  state_->raise(address, ROVK_COMMON_EVENT_SPONTANEOUS_ERROR, record);
+  const uint8_t nothing[ROVK_MESSAGE_ERROR_INFO_PAYLOAD_SIZE] = {};
+  state_->report(address, error_id, payload ? payload : nothing);
   run();
   return true;
 }
