@@ -12,6 +12,8 @@ local EMITTERS = {
   { "emit_message", "message_stubs.cpp" },
   { "emit_trans", "trans_stubs.cpp" },
   { "emit_message_calls", "tests/message_calls.cpp" },
+  { "emit_module", "module_rows.cpp" },
+  { "emit_bridge", "." },
   { "emit_recorder", "tests/recorder_functions.cpp" },
 }
 

@@ -22,7 +22,8 @@ int32_t rovk_unit_advance(void* context, uint64_t duration_ns);
 
 /* Sets what an input sees. Names and units: "temperature" (millidegrees Celsius), "light" (millilux),
  * "bus_voltage" (mV), "current" (mA), "analog" (mV), "button" (0, 1), "alarm" (0 open, 1 closed,
- * 2 sabotaged), "switch_contact" (0, 1), "fan_blocked" (0, 1), "motor_blocked" (0, 1).
+ * 2 sabotaged), "switch_contact" (0, 1), "fan_blocked" (0, 1), "motor_blocked" (0, 1),
+ * "port_taken" (0, 1).
  * -ENOENT: no such input. */
 int32_t rovk_unit_set_input(void* context, const char* input, uint32_t index, int64_t value);
 int32_t rovk_unit_get_input(void* context, const char* input, uint32_t index, int64_t* value);

@@ -1,0 +1,66 @@
+/* What rovk_message.so offers to a native program beside its Lua table: the callback bridge. A program
+ * that hosts a Lua state uses it to give Lua functions to librovktrans and to run what comes back.
+ *
+ * All of it works directly on the Lua state of a reference, on the calling thread; that state must not
+ * be running on another thread. Pointers are trusted. */
+#ifndef ROVK_BRIDGE_H
+#define ROVK_BRIDGE_H
+
+#include <rovk/types.h>
+#include <stdint.h>
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+struct lua_State;
+
+/* A Lua function kept alive in the registry. On the heap; freed by freeContext. */
+typedef struct swiglua_ref {
+  struct lua_State* state; /* where the function was given; null once cleared */
+  int32_t ref;             /* key in the registry */
+} swiglua_ref;
+
+/* A function argument: a state and a stack index. */
+typedef struct SWIGLUA_FN {
+  struct lua_State* state;
+  int index;
+} SWIGLUA_FN;
+
+/* Opens the module: pushes the globals table and the module table, returns 1. */
+int luaopen_rovk_message(struct lua_State* L);
+/* Runs luaopen_rovk_message_luacode. 0: nothing to do, or success; 1: failure, told on stderr. */
+int luaopen_rovk_message_user(struct lua_State* L);
+/* Lua text that every open runs last; "" at first. The host's to set and to keep. */
+extern const char* luaopen_rovk_message_luacode;
+
+/* Stores the value at `index` in the registry. Raises a Lua error when memory runs out. A coroutine is
+ * kept alive along with its function. */
+void swiglua_ref_set(swiglua_ref* reference, struct lua_State* L, int index);
+/* Pushes the value on the reference's state; nothing for a cleared reference. */
+void swiglua_ref_get(swiglua_ref* reference);
+/* Releases the registry key and zeroes both fields. */
+void swiglua_ref_clear(swiglua_ref* reference);
+
+/* A new reference, or null when memory runs out; raises nothing and leaves the stack as it was. The
+ * caller owns it. */
+swiglua_ref* buildCallbackRef(SWIGLUA_FN function);
+/* Takes the context pointer of a callback, pushes its function on the reference's state and gives the
+ * reference back. */
+swiglua_ref* setUpContext(void* context);
+/* Calls the function that setUpContext pushed with the `count` arguments above it. An error in it is
+ * dropped, and logged through `transaction_context`. Does not touch the reference afterwards. */
+void callCallbackFunc(void* transaction_context, swiglua_ref* reference, int count);
+/* Clears and frees a reference. Not for null. */
+void freeContext(swiglua_ref* reference);
+
+/* Pushes a new table with the keys `major` and `minor`. */
+void push_rovk_version_table(struct lua_State* L, struct rovk_version version);
+
+#ifdef __cplusplus
+}
+#endif
+
+#include <rovk/bridge_services.h>
+
+#endif

@@ -1,0 +1,76 @@
+// What scripts receive: numbers, version tables, array tables and error tables.
+#include "values.h"
+
+#include <rovk/bridge.h>
+#include <stdio.h>
+
+#include "runtime/numbers.h"
+
+namespace {
+
+enum { FIRST_OWN_ERROR = 32 };
+
+void set_number(lua_State* L, const char* key, uint32_t value) {
+  lua_pushstring(L, key);
+  lua_pushnumber(L, value);
+  lua_settable(L, -3);
+}
+
+void set_detail(lua_State* L, const uint8_t* record, const decoder_row& decoder, uint32_t id) {
+  for (unsigned i = 0; i < decoder.key_count; ++i) {
+    const error_key_row& row = decoder.keys[i];
+    if (row.id == id)
+      set_number(L, row.key, swig_load(record + ROVK_OFFSET_ERROR_DATA - ROVK_OFFSET_PAYLOAD, row.width));
+  }
+}
+
+}  // namespace
+
+ROVK_EXPORT void push_rovk_version_table(lua_State* L, rovk_version version) {
+  lua_createtable(L, 0, 2);
+  lua_pushnumber(L, version.major);
+  lua_setfield(L, -2, "major");
+  lua_pushnumber(L, version.minor);
+  lua_setfield(L, -2, "minor");
+}
+
+void rovk_push_value(lua_State* L, const value_row& row, const native_value& value) {
+  switch (row.kind) {
+    case VALUE_UNSIGNED:
+      lua_pushnumber(L, value.u);
+      return;
+    case VALUE_SIGNED:
+      lua_pushnumber(L, value.i);
+      return;
+    case VALUE_VERSION:
+      push_rovk_version_table(L, value.version);
+      return;
+    default:
+      break;
+  }
+  const int count = value.pointer ? row.count : 0;
+  lua_createtable(L, count, 0);
+  for (int i = 0; i < count; ++i) {
+    lua_pushnumber(L, row.width == 1 ? static_cast<const uint8_t*>(value.pointer)[i]
+                                     : static_cast<const uint16_t*>(value.pointer)[i]);
+    lua_rawseti(L, -2, i + 1);
+  }
+}
+
+void rovk_decode_error(lua_State* L, const void* record, const decoder_row& decoder) {
+  if (!record) {
+    set_number(L, "error_id", 0);
+    return;
+  }
+  const auto* const bytes = static_cast<const uint8_t*>(record);
+  const uint32_t id = swig_load(bytes + 2, 2);
+  set_number(L, "error_id", id);
+  set_number(L, "peripheral_address", swig_load(bytes, 2));
+  if (id < FIRST_OWN_ERROR) {
+    set_detail(L, bytes, decoder_rows[0], id);
+  } else if (decoder.kind == DECODER_OWN) {
+    set_detail(L, bytes, decoder, id);
+  } else if (decoder.kind == DECODER_STRICT) {
+    printf("FAIL WITH BAD ERROR VALUE %d\n", static_cast<int>(id));
+  }
+}

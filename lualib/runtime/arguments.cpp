@@ -1,0 +1,152 @@
+// Checks and conversions of the arguments of commands. All type checks come before the first
+// conversion; only tables are looked at in their turn among the conversions.
+#include "arguments.h"
+
+#include <string.h>
+
+#include "numbers.h"
+#include "objects.h"
+#include "wrapper.h"
+
+namespace {
+
+bool passes_type_check(lua_State* L, int index, const argument_row& argument) {
+  switch (argument.kind) {
+    case ARGUMENT_UNSIGNED:
+    case ARGUMENT_SIGNED:
+      return lua_isnumber(L, index);
+    case ARGUMENT_POINTER:
+    case ARGUMENT_OPAQUE:
+      return lua_isuserdata(L, index) || lua_isnil(L, index);
+    case ARGUMENT_VERSION:
+      return lua_isuserdata(L, index);
+    case ARGUMENT_TEXT:
+      return lua_isstring(L, index) || lua_isnil(L, index);
+    case ARGUMENT_FUNCTION:
+      return lua_isfunction(L, index);
+    case ARGUMENT_ALIASES:
+      return lua_isnumber(L, index) || lua_istable(L, index);
+    default:
+      return true;
+  }
+}
+
+const char* pretty_of(const swig_type_entry* type) { return type && type->pretty ? type->pretty : "void*"; }
+
+void* convert_pointer(lua_State* L, const char* name, int index, swig_type_entry* type) {
+  void* pointer = nullptr;
+  if (SWIG_Lua_ConvertPtr(L, index, &pointer, type, 0) < 0) {
+    swig_fail_argument(L, name, index, pretty_of(type), swig_argument_type_name(L, index));
+  }
+  return pointer;
+}
+
+// Entries 1 to n of the table at `index`, each handed to `store`. More than `limit` entries are refused,
+// since those behind could only be lost.
+template <typename Store>
+void read_table(lua_State* L, const char* name, int index, int limit, Store store) {
+  const size_t count = lua_objlen(L, index);
+  if (count > static_cast<size_t>(limit)) {
+    lua_pushfstring(L, "Error in %s (arg %d), expected a table of at most %d entries, got %d", name, index, limit,
+                    static_cast<int>(count));
+    lua_error(L);
+  }
+  for (int i = 0; i < static_cast<int>(count); ++i) {
+    lua_rawgeti(L, index, i + 1);
+    store(i, lua_tonumber(L, -1));
+    lua_pop(L, 1);
+  }
+}
+
+void convert_bytes(lua_State* L, const char* name, int index, uint8_t* bytes) {
+  if (!lua_istable(L, index)) swig_fail_argument(L, name, index, "table", swig_argument_type_name(L, index));
+  memset(bytes, 0, SWIG_BYTE_TABLE_SIZE);
+  read_table(L, name, index, SWIG_BYTE_TABLE_SIZE,
+             [bytes](int i, double value) { bytes[i] = static_cast<uint8_t>(swig_to_unsigned(value)); });
+}
+
+void convert_aliases(lua_State* L, const char* name, int index, uint16_t* aliases) {
+  memset(aliases, 0, SWIG_ALIAS_COUNT * sizeof *aliases);
+  if (!lua_istable(L, index)) {
+    aliases[0] = static_cast<uint16_t>(swig_to_unsigned(lua_tonumber(L, index)));
+    return;
+  }
+  read_table(L, name, index, SWIG_ALIAS_COUNT,
+             [aliases](int i, double value) { aliases[i] = static_cast<uint16_t>(swig_to_unsigned(value)); });
+}
+
+// The callback type that a raw function takes, by the name of its command or event.
+const char* callback_text(lua_State* L, const char* name) {
+  const char* end = strstr(name, "_async");
+  if (!end) end = strstr(name, "_register_callback");
+  if (!end) end = strstr(name, "_unregister_callback");
+  lua_pushlstring(L, name, static_cast<size_t>(end - name));
+  lua_pushliteral(L, "_callback");
+  lua_concat(L, 2);
+  return lua_tostring(L, -1);
+}
+
+uint32_t narrow(uint32_t value, unsigned width) { return width == 4 ? value : value & ((1U << 8 * width) - 1); }
+
+void convert(lua_State* L, const char* name, int index, const argument_row& argument, argument_buffer& out) {
+  native_value& value = out.values[index - 1];
+  switch (argument.kind) {
+    case ARGUMENT_UNSIGNED:
+      value.u = narrow(swig_check_unsigned(L, index), argument.width);
+      break;
+    case ARGUMENT_SIGNED:
+      value.i = swig_sign_extend(static_cast<uint32_t>(swig_to_signed(lua_tonumber(L, index))), argument.width);
+      break;
+    case ARGUMENT_POINTER:
+      value.pointer = convert_pointer(L, name, index, swig_type_table[argument.type]);
+      break;
+    case ARGUMENT_OPAQUE:
+      value.pointer = swig_must_get_pointer(L, index, nullptr, 0, index, name);
+      break;
+    case ARGUMENT_VERSION: {
+      const void* const record = convert_pointer(L, name, index, swig_type_table[argument.type]);
+      if (!record) swig_fail_argument(L, name, index, pretty_of(swig_type_table[argument.type]), "nil");
+      memcpy(&value.version, record, sizeof value.version);
+      break;
+    }
+    case ARGUMENT_TEXT:
+      value.pointer = const_cast<char*>(lua_tolstring(L, index, nullptr));
+      break;
+    case ARGUMENT_FUNCTION:
+      value.i = index;
+      break;
+    case ARGUMENT_BYTES:
+      convert_bytes(L, name, index, out.bytes);
+      value.pointer = out.bytes;
+      break;
+    default:
+      convert_aliases(L, name, index, out.aliases);
+      value.pointer = out.aliases;
+      break;
+  }
+}
+
+}  // namespace
+
+uint32_t swig_check_unsigned(lua_State* L, int index) {
+  const double value = lua_tonumber(L, index);
+  if (!(value >= 0)) {
+    lua_pushliteral(L, "number must not be negative");
+    lua_error(L);
+  }
+  return swig_to_unsigned(value);
+}
+
+void swig_take_arguments(lua_State* L, const char* name, const command_row& row, argument_buffer& out) {
+  const int count = row.argument_count;
+  if (lua_gettop(L) != count) swig_fail_count(L, name, count);
+  const uint16_t* const list = argument_lists + row.arguments;
+  for (int i = 0; i < count; ++i) {
+    const argument_row& argument = argument_rows[list[i]];
+    if (!passes_type_check(L, i + 1, argument)) {
+      const char* const text = argument.text ? argument.text : callback_text(L, name);
+      swig_fail_argument(L, name, i + 1, text, swig_argument_type_name(L, i + 1));
+    }
+  }
+  for (int i = 0; i < count; ++i) convert(L, name, i + 1, argument_rows[list[i]], out);
+}

@@ -1,0 +1,229 @@
+// Registration of record classes and the functions of their metatables. A script can get hold of these
+// functions and call them with anything, so each makes sure of its object first.
+#include "classes.h"
+
+#include <stdio.h>
+
+#include "objects.h"
+#include "wrapper.h"
+
+namespace {
+
+const char registry_key[] = "SWIG";
+
+// Raises unless the value at index 1 is a wrapped object with a metatable; leaves the metatable on top.
+swig_object* check_object(lua_State* L, const char* function) {
+  swig_object* const object = swig_object_at(L, 1);
+  if (!object || !lua_getmetatable(L, 1)) {
+    swig_fail_argument(L, function, 1, "record object", swig_argument_type_name(L, 1));
+  }
+  return object;
+}
+
+// Replaces the key on top by what `table`, a field of the metatable at `metatable`, has under the key at
+// index 2; nil when that field is no table.
+void raw_field(lua_State* L, int metatable, const char* table, size_t length) {
+  lua_pushlstring(L, table, length);
+  lua_rawget(L, metatable);
+  if (!lua_istable(L, -1)) {
+    lua_pop(L, 1);
+    lua_pushnil(L);
+    return;
+  }
+  lua_pushvalue(L, 2);
+  lua_rawget(L, -2);
+  lua_remove(L, -2);
+}
+
+void set_function(lua_State* L, const char* name, lua_CFunction function) {
+  lua_pushstring(L, name);
+  lua_pushcclosure(L, function, 0);
+  lua_rawset(L, -3);
+}
+
+int attribute_count(const swig_class_entry* entry) {
+  int count = 0;
+  while (entry->attributes[count].name) ++count;
+  return count;
+}
+
+// Expects a new table's name and size; leaves it as a raw field of the table on top.
+void set_new_table(lua_State* L, const char* name, int size) {
+  lua_pushstring(L, name);
+  lua_createtable(L, 0, size);
+  lua_rawset(L, -3);
+}
+
+}  // namespace
+
+void swig_class_registry_push(lua_State* L) {
+  lua_pushstring(L, registry_key);
+  lua_rawget(L, LUA_REGISTRYINDEX);
+  if (lua_istable(L, -1)) return;
+  lua_pop(L, 1);
+  lua_pushstring(L, registry_key);
+  lua_createtable(L, 0, static_cast<int>(swig_class_count));
+  lua_rawset(L, LUA_REGISTRYINDEX);
+  lua_pushstring(L, registry_key);
+  lua_rawget(L, LUA_REGISTRYINDEX);
+}
+
+void swig_class_metatable_push(lua_State* L, const char* name) {
+  swig_class_registry_push(L);
+  lua_pushstring(L, name);
+  lua_rawget(L, -2);
+  lua_remove(L, -2);
+}
+
+void swig_class_resolve_bases(lua_State* L, swig_class_entry* entry) {
+  swig_module_entry* const head = swig_module_head_get(L);
+  for (unsigned i = 0; entry->base_names[i]; ++i) {
+    if (entry->bases[i]) continue;
+    const swig_type_entry* const type = swig_module_find_pretty(head, head, entry->base_names[i]);
+    if (type) entry->bases[i] = type->class_data;
+  }
+}
+
+void swig_class_register(lua_State* L, swig_class_entry* entry) {
+  if (entry->constructor) set_function(L, entry->name, entry->constructor);
+  const int attributes = attribute_count(entry);
+  swig_class_registry_push(L);
+  lua_pushstring(L, entry->name);
+  lua_createtable(L, 0, 8);
+  lua_pushliteral(L, ".type");
+  lua_pushvalue(L, -3);
+  lua_rawset(L, -3);
+  set_new_table(L, ".get", attributes);
+  set_new_table(L, ".set", attributes);
+  lua_pushliteral(L, ".fn");
+  lua_createtable(L, 0, 1);
+  set_function(L, "__disown", SWIG_Lua_class_disown);
+  lua_rawset(L, -3);
+  set_function(L, "__index", SWIG_Lua_class_get);
+  set_function(L, "__newindex", SWIG_Lua_class_set);
+  set_function(L, "__gc", SWIG_Lua_class_destruct);
+  set_function(L, "__tostring", SWIG_Lua_class_tostring);
+  lua_rawset(L, -3);
+  lua_pop(L, 1);
+  swig_class_metatable_push(L, entry->name);
+  SWIG_Lua_add_class_details(L, entry);
+  lua_pop(L, 1);
+}
+
+void SWIG_Lua_add_class_details(lua_State* L, const swig_class_entry* entry) {
+  // Bases first, so that a row of the class replaces a base's row of the same name.
+  for (unsigned i = 0; entry->bases[i]; ++i) SWIG_Lua_add_class_details(L, entry->bases[i]);
+  lua_pushliteral(L, ".get");
+  lua_rawget(L, -2);
+  lua_pushliteral(L, ".set");
+  lua_rawget(L, -3);
+  for (const swig_attribute_entry* row = entry->attributes; row->name; ++row) {
+    SWIG_Lua_add_class_variable(L, row->name, row->get, row->set);
+  }
+  lua_pop(L, 2);
+  if (!entry->methods[0].name) return;
+  lua_pushliteral(L, ".fn");
+  lua_rawget(L, -2);
+  for (const swig_method_entry* row = entry->methods; row->name; ++row) set_function(L, row->name, row->function);
+  lua_pop(L, 1);
+  for (const swig_method_entry* row = entry->methods; row->name; ++row) {
+    if (row->name[0] == '_' && row->name[1] == '_') set_function(L, row->name, row->function);
+  }
+}
+
+void SWIG_Lua_add_class_variable(lua_State* L, const char* name, lua_CFunction get, lua_CFunction set) {
+  lua_pushstring(L, name);
+  lua_pushvalue(L, -1);
+  lua_pushcclosure(L, get, 0);
+  lua_rawset(L, -5);
+  if (set) {
+    lua_pushcclosure(L, set, 0);
+    lua_rawset(L, -3);
+  } else {
+    lua_pop(L, 1);
+  }
+}
+
+int SWIG_Lua_class_get(lua_State* L) {
+  lua_settop(L, 2);
+  check_object(L, "__index");
+  raw_field(L, 3, ".get", 4);
+  if (lua_iscfunction(L, -1)) {
+    lua_pushvalue(L, 1);
+    lua_call(L, 1, 1);
+    return 1;
+  }
+  raw_field(L, 3, ".fn", 3);
+  if (lua_isfunction(L, -1)) return 1;
+  lua_pushliteral(L, "__getitem");
+  lua_rawget(L, 3);
+  if (lua_iscfunction(L, -1)) {
+    lua_pushvalue(L, 1);
+    lua_pushvalue(L, 2);
+    lua_call(L, 2, 1);
+    return 1;
+  }
+  return 0;
+}
+
+int SWIG_Lua_class_set(lua_State* L) {
+  lua_settop(L, 3);
+  check_object(L, "__newindex");
+  raw_field(L, 4, ".set", 4);
+  if (lua_iscfunction(L, -1)) {
+    lua_pushvalue(L, 1);
+    lua_pushvalue(L, 3);
+    lua_call(L, 2, 0);
+    return 0;
+  }
+  lua_pushliteral(L, "__setitem");
+  lua_rawget(L, 4);
+  if (lua_iscfunction(L, -1)) {
+    lua_pushvalue(L, 1);
+    lua_pushvalue(L, 2);
+    lua_pushvalue(L, 3);
+    lua_call(L, 3, 0);
+  }
+  return 0;
+}
+
+int SWIG_Lua_class_destruct(lua_State* L) {
+  swig_object* const object = swig_object_at(L, 1);
+  if (!object) return swig_fail_argument(L, "__gc", 1, "record object", swig_argument_type_name(L, 1));
+  const swig_class_entry* const entry = object->type->class_data;
+  if (!object->own || !entry || !entry->destructor) return 0;
+  // Cleared at once: a script may call this function itself, and children look at the pointer.
+  void* const record = object->pointer;
+  object->own = 0;
+  object->pointer = nullptr;
+  entry->destructor(record);
+  return 0;
+}
+
+int SWIG_Lua_class_disown(lua_State* L) {
+  const int top = lua_gettop(L);
+  swig_object* const object = top > 0 ? swig_object_at(L, top) : nullptr;
+  if (!object)
+    return swig_fail_argument(L, "__disown", 1, "record object", swig_argument_type_name(L, top > 0 ? top : 1));
+  object->own = 0;
+  return 0;
+}
+
+int SWIG_Lua_class_tostring(lua_State* L) {
+  lua_settop(L, 1);
+  const swig_object* const object = check_object(L, "__tostring");
+  lua_pushliteral(L, ".type");
+  lua_rawget(L, 2);
+  if (lua_type(L, -1) != LUA_TSTRING) return swig_fail_argument(L, "__tostring", 1, "record object", "object");
+  char text[256];
+  snprintf(text, sizeof text, "<%s userdata: %lX>", lua_tostring(L, -1),
+           static_cast<unsigned long>(reinterpret_cast<uintptr_t>(object)));
+  lua_pushstring(L, text);
+  return 1;
+}
+
+int swig_immutable_set(lua_State* L) {
+  lua_settop(L, 0);
+  lua_pushliteral(L, "This variable is immutable");
+  return lua_error(L);
+}
