@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::array<std::string_view, input_count> names = {
     "temperature", "light", "bus_voltage",    "current",     "analog",
-    "button",      "alarm", "switch_contact", "fan_blocked", "motor_blocked",
+    "button",      "alarm", "switch_contact", "fan_blocked", "motor_blocked", "port_taken",
 };
 
 }  // namespace
@@ -36,7 +36,8 @@ World::World() {
   fill(Input::alarm, {0, 0});
   fill(Input::switch_contact, {0});
   fill(Input::fan_blocked, {0});
-  fill(Input::motor_blocked, {0, 0});
+  fill(Input::motor_blocked, {0, 0, 0});
+  fill(Input::port_taken, {0});
 }
 
 int64_t World::get(Input input, unsigned index) const {

@@ -20,10 +20,11 @@ enum class Input : uint8_t {
   alarm,           // 0 open, 1 closed, 2 sabotaged; index: alarm contact, both generations see the same
   switch_contact,  // 0 off, 1 on; index: switch
   fan_blocked,     // 0 turns freely, 1 blocked; index: fan
-  motor_blocked,   // 0 moves freely, 1 blocked; index: lens motor, 0 focus, 1 zoom
+  motor_blocked,   // 0 moves freely, 1 blocked; index: lens motor, 0 focus, 1 zoom, 2 thermal focus
+  port_taken,      // 0 free, 1 another program listens on the port of the file server
 };
 
-inline constexpr std::size_t input_count = 10;
+inline constexpr std::size_t input_count = 11;
 
 std::string_view input_name(Input input);
 std::optional<Input> find_input(std::string_view name);
