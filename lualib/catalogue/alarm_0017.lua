@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 4 },
   commands = {
     { opcode = 32, name = "get_state",
+      doc = "One of ROVK_ALARM_0017_STATE_*.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "state", "uint8_t" } },
     },
@@ -32,6 +33,7 @@ return {
   },
   events = {
     { id = 32, name = "state_change",
+      doc = "The input's state, one of ROVK_ALARM_0017_STATE_*.",
       event = { { 0, "index", "uint8_t" }, { 1, "state", "uint8_t" } },
     },
   },

@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 1 },
   commands = {
     { opcode = 32, name = "get_comparator_values",
+      doc = "Raw readings of the two comparators behind an input.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "pin_y", "uint8_t" }, { 1, "pin_z", "uint8_t" } },
     },

@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 2 },
   commands = {
     { opcode = 32, name = "move_calibrated_home",
+      doc = "Needs a calibration that was run before; the error not_calibrated otherwise.",
       command = { { 0, "index", "uint8_t" } },
     },
   },

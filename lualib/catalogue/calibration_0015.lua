@@ -5,12 +5,15 @@ return {
   api = { major = 0, minor = 6 },
   commands = {
     { opcode = 32, name = "run_color_calibration",
+      doc = "Takes long; the answer comes at the end.",
       command = { { 0, "index", "uint8_t" } },
     },
     { opcode = 33, name = "run_effective_focal_length_calibration",
+      doc = "Takes long; the answer comes at the end.",
       command = { { 0, "index", "uint8_t" } },
     },
     { opcode = 34, name = "run_z_calibration",
+      doc = "Takes long; the answer comes at the end.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "z_cal_position", "uint16_t" },
@@ -19,6 +22,7 @@ return {
       },
     },
     { opcode = 128, name = "run_focus_range_home_measurement",
+      doc = "Moves the focus near and far, and tells how far off home it ended.",
       command = {
         { 0, "steps_near", "uint16_t" },
         { 2, "steps_far", "uint16_t" },
@@ -27,6 +31,7 @@ return {
       response = { { 0, "home_delta_near", "int16_t" }, { 2, "home_delta_far", "int16_t" } },
     },
     { opcode = 129, name = "run_zoom_range_home_measurement",
+      doc = "Moves the zoom wide and tele, and tells how far off home it ended.",
       command = {
         { 0, "steps_wide", "uint16_t" },
         { 2, "steps_tele", "uint16_t" },

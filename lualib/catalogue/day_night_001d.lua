@@ -12,6 +12,7 @@ return {
       command = { { 0, "index", "uint8_t" }, { 1, "enable", "uint8_t" } },
     },
     { opcode = 34, name = "get_auto_day_to_night_transition_level",
+      doc = "One of ROVK_DAY_NIGHT_001D_AUTO_MODE_TRANSITION_LEVEL_*; no limits.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "value", "uint8_t" } },
     },
@@ -19,6 +20,7 @@ return {
       command = { { 0, "index", "uint8_t" }, { 1, "value", "uint8_t" } },
     },
     { opcode = 36, name = "get_auto_mode_detect_time",
+      doc = "How long the light must stay changed before the filter moves.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "time_seconds", "uint8_t" },
@@ -30,6 +32,7 @@ return {
       command = { { 0, "index", "uint8_t" }, { 1, "time_seconds", "uint8_t" } },
     },
     { opcode = 38, name = "get_manual_filter_position_day",
+      doc = "Where the filter stands in the manual mode: not 0 is day.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "day", "uint8_t" } },
     },
@@ -39,6 +42,7 @@ return {
   },
   events = {
     { id = 32, name = "movement_change",
+      doc = "The filter has begun or ended to move.",
       event = { { 0, "index", "uint8_t" }, { 1, "movement", "uint8_t" } },
     },
   },

@@ -27,6 +27,7 @@ return {
       },
     },
     { opcode = 36, name = "get_auto_min_exposure_time",
+      doc = "Lower bound of the automatic mode.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -43,6 +44,7 @@ return {
       },
     },
     { opcode = 38, name = "get_auto_max_exposure_time",
+      doc = "Upper bound of the automatic mode.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -59,6 +61,7 @@ return {
       },
     },
     { opcode = 40, name = "get_auto_min_gain",
+      doc = "Lower bound of the automatic mode.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "gain_percentage", "uint8_t" },
@@ -70,6 +73,7 @@ return {
       command = { { 0, "index", "uint8_t" }, { 1, "gain_percentage", "uint8_t" } },
     },
     { opcode = 42, name = "get_auto_max_gain",
+      doc = "Upper bound of the automatic mode.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "gain_percentage", "uint8_t" },
@@ -81,6 +85,7 @@ return {
       command = { { 0, "index", "uint8_t" }, { 1, "gain_percentage", "uint8_t" } },
     },
     { opcode = 44, name = "get_manual_exposure_time",
+      doc = "Exposure time of the manual mode.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -97,6 +102,7 @@ return {
       },
     },
     { opcode = 46, name = "get_manual_gain",
+      doc = "Gain of the manual mode.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "gain_percentage", "uint8_t" },

@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 12 },
   commands = {
     { opcode = 32, name = "get_control_loop_enable",
+      doc = "Whether the automatic loop is in charge.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "enable", "uint8_t" } },
     },
@@ -32,6 +33,7 @@ return {
       },
     },
     { opcode = 36, name = "get_speed",
+      doc = "The speed that is asked for; get_feedback measures.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "rpm", "uint16_t" },
@@ -54,6 +56,7 @@ return {
       command = { { 0, "index", "uint8_t" }, { 1, "state", "uint8_t" } },
     },
     { opcode = 40, name = "get_feedback",
+      doc = "The speed that is measured, and whether the fan is stuck.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint8_t" },
@@ -65,6 +68,7 @@ return {
   },
   events = {
     { id = 32, name = "state_change",
+      doc = "The state of the peripheral, whatever the device.",
       event = {
         { 0, "reserved", "uint8_t" },
         { 1, "state", "uint8_t" },

@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 7 },
   commands = {
     { opcode = 32, name = "get_control_loop_enable",
+      doc = "Whether the automatic loop is in charge.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "enable", "uint8_t" } },
     },
@@ -57,6 +58,7 @@ return {
   },
   events = {
     { id = 32, name = "state_change",
+      doc = "The state of the peripheral, whatever the device.",
       event = { { 0, "state", "uint8_t" } },
     },
   },

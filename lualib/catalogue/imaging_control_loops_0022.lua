@@ -9,6 +9,7 @@ return {
       response = { { 0, "enable", "uint8_t" } },
     },
     { opcode = 33, name = "set_all_loops_enable",
+      doc = "Stops or starts all control loops at once.",
       command = { { 0, "index", "uint8_t" }, { 1, "enable", "uint8_t" } },
     },
   },

@@ -13,6 +13,7 @@ return {
       },
     },
     { opcode = 33, name = "set_state",
+      doc = "Switches a light, steady or with a blink cycle of an on and an off time.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "reserved", "uint8_t" },

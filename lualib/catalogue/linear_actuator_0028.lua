@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 3 },
   commands = {
     { opcode = 32, name = "get_position",
+      doc = "Position and speed with the limits of the position and its home.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },

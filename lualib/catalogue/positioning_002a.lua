@@ -14,6 +14,7 @@ return {
       },
     },
     { opcode = 33, name = "set_position",
+      doc = "Drives pan, tilt and zoom to a place, each at its own speed.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "reserved", "uint8_t" },
@@ -35,6 +36,7 @@ return {
       },
     },
     { opcode = 35, name = "set_velocity",
+      doc = "Keeps the axes moving until told otherwise; 0 stops an axis.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "reserved", "uint8_t" },
@@ -44,6 +46,7 @@ return {
       },
     },
     { opcode = 36, name = "get_implementation_pan_limits",
+      doc = "What the mechanism can do.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -55,6 +58,7 @@ return {
       },
     },
     { opcode = 37, name = "get_soft_pan_limits",
+      doc = "Narrower limits that were set; without `valid` there are none.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "valid", "uint8_t" },
@@ -76,6 +80,7 @@ return {
       },
     },
     { opcode = 39, name = "get_implementation_tilt_limits",
+      doc = "What the mechanism can do.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -87,6 +92,7 @@ return {
       },
     },
     { opcode = 40, name = "get_soft_tilt_limits",
+      doc = "Narrower limits that were set; without `valid` there are none.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "valid", "uint8_t" },
@@ -108,6 +114,7 @@ return {
       },
     },
     { opcode = 42, name = "get_implementation_zoom_limits",
+      doc = "What the mechanism can do.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "min_position_deciX", "uint16_t" },
@@ -118,6 +125,7 @@ return {
       },
     },
     { opcode = 43, name = "get_soft_zoom_limits",
+      doc = "Narrower limits that were set; without `valid` there are none.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "valid", "uint8_t" },
@@ -139,6 +147,7 @@ return {
       },
     },
     { opcode = 45, name = "get_angle_of_view",
+      doc = "At the present, the lowest and the highest magnification.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -148,6 +157,7 @@ return {
       },
     },
     { opcode = 46, name = "clear_soft_limits",
+      doc = "Removes the soft limits of each axis whose flag is set.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "clear_pan_soft_limits", "uint8_t" },
@@ -165,6 +175,7 @@ return {
   },
   events = {
     { id = 32, name = "movement_change",
+      doc = "How the movement of each axis has changed.",
       event = {
         { 0, "index", "uint8_t" },
         { 1, "pan_movement", "uint8_t" },

@@ -26,6 +26,7 @@ return {
   },
   events = {
     { id = 32, name = "alert",
+      doc = "The power has crossed its threshold, upwards or downwards.",
       event = { { 0, "index", "uint8_t" }, { 1, "active", "uint8_t" } },
     },
   },

@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 6 },
   commands = {
     { opcode = 32, name = "get_configuration",
+      doc = "How trigger works. The order is another than that of set_configuration.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "enable", "uint8_t" },
@@ -17,6 +18,7 @@ return {
       },
     },
     { opcode = 33, name = "set_configuration",
+      doc = "Prepares trigger. The order is another than that of get_configuration.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "enable", "uint8_t" },
@@ -29,6 +31,7 @@ return {
       },
     },
     { opcode = 34, name = "get_state",
+      doc = "One of ROVK_RELAY_0005_STATE_*.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "state", "uint8_t" } },
     },
@@ -36,11 +39,13 @@ return {
       command = { { 0, "index", "uint8_t" }, { 1, "state", "uint8_t" } },
     },
     { opcode = 36, name = "trigger",
+      doc = "Starts the configured sequence; sequence_complete tells its end.",
       command = { { 0, "index", "uint8_t" } },
     },
   },
   events = {
     { id = 32, name = "sequence_complete",
+      doc = "A triggered sequence has ended.",
       event = { { 0, "index", "uint8_t" } },
     },
   },

@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 2 },
   commands = {
     { opcode = 32, name = "get_state",
+      doc = "One of ROVK_RELAY_0019_STATE_*.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "open", "uint8_t" } },
     },
@@ -12,6 +13,7 @@ return {
       command = { { 0, "index", "uint8_t" }, { 1, "open", "uint8_t" } },
     },
     { opcode = 34, name = "trigger",
+      doc = "Starts a sequence of open and closed times; trigger_sequence_complete tells its end.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "initial_state_open", "uint8_t" },
@@ -24,6 +26,7 @@ return {
   },
   events = {
     { id = 32, name = "trigger_sequence_complete",
+      doc = "A triggered sequence has ended.",
       event = { { 0, "index", "uint8_t" } },
     },
   },

@@ -6,14 +6,15 @@ return {
   commands = {
     { opcode = 32, name = "get_dimensions",
       command = { { 0, "index", "uint8_t" } },
-      response = { { 0, "height", "uint16_t" }, { 2, "width", "uint16_t" } },
+      response = { { 0, "height", "uint16_t", unit = "pixels" }, { 2, "width", "uint16_t", unit = "pixels" } },
     },
     { opcode = 33, name = "dump_raw_image",
+      doc = "Leaves a raw frame in memory and tells where.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
         { 2, "dram_address", "uint32_t" },
-        { 6, "size", "uint32_t" },
+        { 6, "size", "uint32_t", unit = "bytes" },
       },
     },
   },

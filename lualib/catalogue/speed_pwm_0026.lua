@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 3 },
   commands = {
     { opcode = 32, name = "get_enable",
+      doc = "The output itself, and whether the loop is in charge of it.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "output", "uint8_t" }, { 1, "auto_mode", "uint8_t" } },
     },
@@ -28,6 +29,7 @@ return {
       },
     },
     { opcode = 35, name = "set_manual_control_loop_parameters",
+      doc = "Used when the loop is not in charge.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "duty_cycle_percent", "uint8_t" },
@@ -45,6 +47,7 @@ return {
       },
     },
     { opcode = 37, name = "set_auto_speed",
+      doc = "What the loop aims at.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "reserved", "uint8_t" },
@@ -54,6 +57,7 @@ return {
   },
   events = {
     { id = 32, name = "state_change",
+      doc = "An output was switched on or off, or off for a stall.",
       event = {
         { 0, "index", "uint8_t" },
         { 1, "on", "uint8_t" },

@@ -14,6 +14,7 @@ return {
   },
   events = {
     { id = 32, name = "state_change",
+      doc = "A switch has changed.",
       event = { { 0, "index", "uint8_t" }, { 1, "on", "uint8_t" } },
     },
   },

@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 7 },
   commands = {
     { opcode = 32, name = "get_triangle_count",
+      doc = "How many triangles can be drawn.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "count", "uint16_t" } },
     },
@@ -49,6 +50,7 @@ return {
       },
     },
     { opcode = 37, name = "get_triangle_positioning_coordinates",
+      doc = "Place by pan, tilt and zoom; here tilt is unsigned.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
@@ -73,6 +75,7 @@ return {
       },
     },
     { opcode = 39, name = "get_triangle_field_of_view_coordinates",
+      doc = "Place by three corners in the picture.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },

@@ -5,6 +5,7 @@ return {
   api = { major = 0, minor = 8 },
   commands = {
     { opcode = 32, name = "get_manual_mode_enable",
+      doc = "Manual mode uses the gain rows, automatic mode the offsets.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "enable", "uint8_t" } },
     },
@@ -45,6 +46,7 @@ return {
       },
     },
     { opcode = 40, name = "get_manual_red_gain_and_offset",
+      doc = "Row of the gain matrix that makes red.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "red", "int16_t" },
@@ -66,6 +68,7 @@ return {
       },
     },
     { opcode = 42, name = "get_manual_green_gain_and_offset",
+      doc = "Row of the gain matrix that makes green.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "red", "int16_t" },
@@ -87,6 +90,7 @@ return {
       },
     },
     { opcode = 44, name = "get_manual_blue_gain_and_offset",
+      doc = "Row of the gain matrix that makes blue.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "red", "int16_t" },

@@ -47,6 +47,65 @@ describe("the catalogue", function()
     })
   end)
 
+  -- Field names in order, where siblings differ: who takes one record for the other puts good values
+  -- into the wrong fields, and no size or type tells.
+  it("keeps the order of fields that are easily mistaken", function()
+    local orders = {
+      rovk_command_payload_led_0001_set_state = "index:0 reserved:1 on:2 duty_cycle_on_ms:4 duty_cycle_off_ms:6",
+      rovk_response_payload_relay_0005_get_configuration = "enable:0 normally_closed:1 delay_ds:2 monostable:6"
+        .. " repeat_cycles:7 on_time_ds:8 off_time_ds:10",
+      rovk_command_payload_relay_0005_set_configuration = "index:0 enable:1 delay_ds:2 normally_closed:6 monostable:7"
+        .. " on_time_ds:8 off_time_ds:10 repeat_cycles:12",
+      rovk_command_payload_relay_0019_trigger = "index:0 initial_state_open:1 open_time_ms:2 close_time_ms:6"
+        .. " num_cycles:10 final_state_open:11",
+      rovk_response_payload_alarm_0004_get_configuration = "enable:0 normally_closed:1 supervised:2",
+      rovk_response_payload_alarm_0017_get_configuration = "idle_state_open:0 enable:1 supervised:2 reserved:3"
+        .. " debounce_time_ms:4 min_debounce_time_ms:6 max_debounce_time_ms:8",
+      rovk_command_payload_alarm_0004_set_dwell_ds = "dwell_ds:0 index:2",
+      rovk_command_payload_eeprom_raw_0012_read = "size:0 index:1 read_address:2",
+      rovk_command_payload_eeprom_partition_table_0013_write = "size:0 partition_index:1 offset:2 data:6",
+      rovk_command_payload_eeprom_partition_table_0013_write_tag = "tag_id:0 partition_index:2 size:3 offset:4 data:6",
+      rovk_response_payload_eeprom_partition_table_0013_get_tag_info_num = "size:0 offset:2 checksum:6 tag_id:10",
+      rovk_command_payload_imgctrl_0006_get_param = "param:0 index:2",
+      rovk_command_payload_imgctrl_0006_set_param = "param:0 value:2 index:6",
+      rovk_response_payload_imgctrl_0006_get_sensor_dimensions = "height:0 width:2",
+      rovk_command_payload_triangle_overlay_002b_set_triangle_positioning_coordinates = "reserved:0 index:1"
+        .. " triangle_index:2 reserved2:4 pan_millidegrees:6 tilt_millidegrees:10 zoom_deciX:14",
+      rovk_response_payload_triangle_overlay_002b_get_triangle_positioning_coordinates = "reserved:0"
+        .. " pan_millidegrees:2 tilt_millidegrees:6 zoom_deciX:10",
+      rovk_command_payload_iris_0010_set_position = "reserved:0 index:1 position:2",
+      rovk_command_payload_linear_actuator_0028_set_position = "index:0 reserved:1 position:2 speed:6",
+      rovk_response_payload_linear_actuator_0028_get_position = "reserved:0 position:2 speed:6 min:10 max:14 home:18",
+      rovk_response_payload_lens_focus_001f_get_auto_focus_region = "start_x_percent:0 start_y_percent:1"
+        .. " stop_x_percent:2 stop_y_percent:3 min_start_x_percent:4 max_start_x_percent:5 min_start_y_percent:6"
+        .. " max_start_y_percent:7 min_stop_x_percent:8 max_stop_x_percent:9 min_stop_y_percent:10"
+        .. " max_stop_y_percent:11",
+      rovk_command_payload_positioning_002a_set_position = "index:0 reserved:1 pan_millidegrees:2 tilt_millidegrees:6"
+        .. " pan_millidegrees_per_second:10 tilt_millidegrees_per_second:14 zoom_deciX:18 zoom_deciX_per_second:20",
+      rovk_event_payload_fan_000b_state_change = "reserved:0 state:1 rpm:2 stall:4",
+      rovk_event_payload_speed_pwm_0026_state_change = "index:0 on:1 on_speed_rpm:2 off_stall_detected:6",
+      rovk_response_payload_power_pwm_0025_get_control_loop_parameters = "reserved:0 duty_cycle_percent:1"
+        .. " frequency_hz:2 min_frequency_hz:6 max_frequency_hz:10 min_duty_cycle_percent:14 max_duty_cycle_percent:15",
+      rovk_command_payload_calibration_0015_run_focus_range_home_measurement = "steps_near:0 steps_far:2 index:4",
+      rovk_response_payload_unittest_ffff_mixed_groups_in_both = "not_int_group:0 rone:1 rtwo:2 rthree:3 rfour:4"
+        .. " rfive:5 rsix:6",
+      rovk_error_payload_calibration_0015_efl_out_of_range = "efl_cal_value:0 min:2 max:4",
+      rovk_error_common_error_data = "payload:0 fault_exists:0 reservation_exists:0 communication_failure:0"
+        .. " invalid_payload:0 invalid_sequence:0 debounce_filter_glitch:0",
+    }
+    for _, class in ipairs(model.classes) do
+      if orders[class.name] then
+        local order = {}
+        for position, field in ipairs(class.record.fields) do
+          order[position] = ("%s:%d"):format(field.name, field.offset)
+        end
+        assert.are.equal(orders[class.name], table.concat(order, " "), class.name)
+        orders[class.name] = nil
+      end
+    end
+    assert.are.same({}, orders)
+  end)
+
   it("names its pointer types", function()
     local texts = {
       _p_rovk_version = "struct rovk_version *|rovk_version *",

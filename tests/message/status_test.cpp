@@ -106,6 +106,14 @@ TEST(Overlaps, ArgumentsMayLieInTheMessage) {
   rovk_message answer = message_of("0 0 7 0 0 0 0 04 02 00  01 02 03");
   ASSERT_EQ(rovk_common_retrieve_echo_response(&answer, answer.cre.r.pei.payload), 0);
   EXPECT_EQ(hex(&answer, 10), "01 02 03");
+
+  // An output on top of fields that are still to be read.
+  alignas(4) rovk_message state = message_of("0 0 7 0 0 0 0 20 02 00  01 00 02 00 03 00");
+  auto* second = reinterpret_cast<uint16_t*>(state.cre.r.pei.payload + 2);
+  uint16_t on_ms = 0, off_ms = 0;
+  ASSERT_EQ(rovk_led_0001_retrieve_get_state_response(&state, second, &on_ms, &off_ms), 0);
+  EXPECT_EQ(on_ms, 2);
+  EXPECT_EQ(hex(&state, 10), "01 00 01 00 03");
 }
 
 struct Stamp {
