@@ -174,9 +174,13 @@ int luaopen_rovk_message(lua_State* L) {
   for (swig_type_entry** slot = swig_type_table; *slot; ++slot) {
     if ((*slot)->class_data) swig_class_resolve_bases(L, (*slot)->class_data);
   }
+  const int module = lua_gettop(L);
+  const int functions = swig_class_functions_push(L);
+  lua_pushvalue(L, module);
   for (swig_type_entry** slot = swig_type_table; *slot; ++slot) {
-    if ((*slot)->class_data) swig_class_register(L, (*slot)->class_data);
+    if ((*slot)->class_data) swig_class_register(L, (*slot)->class_data, functions);
   }
+  lua_settop(L, module);
   swig_install_constants(L, swig_constant_table);
   luaopen_rovk_message_user(L);
   return 1;

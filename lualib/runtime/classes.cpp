@@ -41,6 +41,20 @@ void set_function(lua_State* L, const char* name, lua_CFunction function) {
   lua_rawset(L, -3);
 }
 
+// What the metatable of a class holds beside its tables; `__disown` goes into its .fn.
+struct shared_function {
+  const char* name;
+  lua_CFunction function;
+};
+
+const shared_function shared_functions[] = {
+    {"__disown", SWIG_Lua_class_disown},    {"__index", SWIG_Lua_class_get},
+    {"__newindex", SWIG_Lua_class_set},     {"__gc", SWIG_Lua_class_destruct},
+    {"__tostring", SWIG_Lua_class_tostring},
+};
+
+enum { SHARED_COUNT = sizeof shared_functions / sizeof *shared_functions };
+
 int attribute_count(const swig_class_entry* entry) {
   int count = 0;
   while (entry->attributes[count].name) ++count;
@@ -84,7 +98,12 @@ void swig_class_resolve_bases(lua_State* L, swig_class_entry* entry) {
   }
 }
 
-void swig_class_register(lua_State* L, swig_class_entry* entry) {
+int swig_class_functions_push(lua_State* L) {
+  for (const shared_function& shared : shared_functions) lua_pushcclosure(L, shared.function, 0);
+  return lua_gettop(L) - SHARED_COUNT + 1;
+}
+
+void swig_class_register(lua_State* L, swig_class_entry* entry, int functions) {
   if (entry->constructor) set_function(L, entry->name, entry->constructor);
   const int attributes = attribute_count(entry);
   swig_class_registry_push(L);
@@ -97,12 +116,12 @@ void swig_class_register(lua_State* L, swig_class_entry* entry) {
   set_new_table(L, ".set", attributes);
   lua_pushliteral(L, ".fn");
   lua_createtable(L, 0, 1);
-  set_function(L, "__disown", SWIG_Lua_class_disown);
-  lua_rawset(L, -3);
-  set_function(L, "__index", SWIG_Lua_class_get);
-  set_function(L, "__newindex", SWIG_Lua_class_set);
-  set_function(L, "__gc", SWIG_Lua_class_destruct);
-  set_function(L, "__tostring", SWIG_Lua_class_tostring);
+  for (int i = 0; i < SHARED_COUNT; ++i) {
+    lua_pushstring(L, shared_functions[i].name);
+    lua_pushvalue(L, functions + i);
+    lua_rawset(L, -3);
+    if (i == 0) lua_rawset(L, -3);  // .fn is complete
+  }
   lua_rawset(L, -3);
   lua_pop(L, 1);
   swig_class_metatable_push(L, entry->name);

@@ -1,0 +1,178 @@
+// The native half of rovk_loop and rovk_unit: when callbacks run, and a hand on the simulated unit. Both
+// belong to our own libraries. Under others their functions are missing, which is said when one is called.
+//
+// Every function gives its result, or nil, a text and the negative status.
+#include <rovk/trans_delivery.h>
+#include <rovk/unit.h>
+#include <string.h>
+
+#include "context.h"
+#include "runtime/numbers.h"
+
+#pragma weak rovktrans_dispatch
+#pragma weak rovktrans_fd
+#pragma weak rovk_unit_now
+#pragma weak rovk_unit_advance
+#pragma weak rovk_unit_set_input
+#pragma weak rovk_unit_get_input
+#pragma weak rovk_unit_reset
+#pragma weak rovk_unit_fault
+#pragma weak rovk_unit_spontaneous_error
+#pragma weak rovk_unit_disturb
+
+extern "C" __attribute__((visibility("default"))) int luaopen_rovk_companion(lua_State* L);
+
+namespace {
+
+enum { ERROR_BYTES = 18 };
+constexpr double nanoseconds_per_ms = 1e6;
+
+template <typename Function>
+void check_present(lua_State* L, Function* function, const char* library, const char* name) {
+  if (!function) luaL_error(L, "the %s under this program has no %s", library, name);
+}
+
+#define CHECK_TRANS(name) check_present(L, name, "librovktrans", #name)
+#define CHECK_UNIT(name) check_present(L, name, "librovk-transport", #name)
+
+int push_failure(lua_State* L, int32_t status) {
+  lua_pushnil(L);
+  lua_pushstring(L, strerror(-status));
+  lua_pushnumber(L, status);
+  return 3;
+}
+
+int push_done(lua_State* L, int32_t status) {
+  if (status < 0) return push_failure(L, status);
+  lua_pushboolean(L, 1);
+  return 1;
+}
+
+// A whole number of a native width; another is an argument error and not cut.
+double check_whole(lua_State* L, int index, double low, double high) {
+  const double value = luaL_checknumber(L, index);
+  if (!(value >= low && value <= high) || value != static_cast<double>(static_cast<int64_t>(value))) {
+    luaL_argerror(L, index, "whole number in range expected");
+  }
+  return value;
+}
+
+uint16_t check_u16(lua_State* L, int index) { return static_cast<uint16_t>(check_whole(L, index, 0, 65535)); }
+
+uint32_t check_u32(lua_State* L, int index) { return static_cast<uint32_t>(check_whole(L, index, 0, 4294967295.0)); }
+
+int dispatch(lua_State* L) {
+  CHECK_TRANS(rovktrans_dispatch);
+  void* const context = rovk_check_context(L, 1);
+  const int32_t timeout_ms = swig_to_signed(luaL_checknumber(L, 2));
+  const int32_t count = rovktrans_dispatch(context, timeout_ms);
+  if (count < 0) return push_failure(L, count);
+  lua_pushnumber(L, count);
+  return 1;
+}
+
+int fd(lua_State* L) {
+  CHECK_TRANS(rovktrans_fd);
+  const int32_t descriptor = rovktrans_fd(rovk_check_context(L, 1));
+  if (descriptor < 0) return push_failure(L, descriptor);
+  lua_pushnumber(L, descriptor);
+  return 1;
+}
+
+int now(lua_State* L) {
+  CHECK_UNIT(rovk_unit_now);
+  uint64_t reading = 0;
+  const int32_t status = rovk_unit_now(rovk_check_context(L, 1), &reading);
+  if (status < 0) return push_failure(L, status);
+  lua_pushnumber(L, static_cast<double>(reading) / nanoseconds_per_ms);
+  return 1;
+}
+
+int advance(lua_State* L) {
+  CHECK_UNIT(rovk_unit_advance);
+  void* const context = rovk_check_context(L, 1);
+  const double duration = luaL_checknumber(L, 2);
+  // A year is more than any script waits, and far below what the clock can count.
+  if (!(duration >= 0 && duration <= 366.0 * 86400e3)) luaL_argerror(L, 2, "milliseconds expected, from 0 to a year");
+  return push_done(L, rovk_unit_advance(context, static_cast<uint64_t>(duration * nanoseconds_per_ms)));
+}
+
+int set_input(lua_State* L) {
+  CHECK_UNIT(rovk_unit_set_input);
+  void* const context = rovk_check_context(L, 1);
+  const char* const input = luaL_checkstring(L, 2);
+  const uint32_t index = check_u32(L, 3);
+  const double value = check_whole(L, 4, -2147483648.0, 4294967295.0);
+  return push_done(L, rovk_unit_set_input(context, input, index, static_cast<int64_t>(value)));
+}
+
+int get_input(lua_State* L) {
+  CHECK_UNIT(rovk_unit_get_input);
+  void* const context = rovk_check_context(L, 1);
+  int64_t value = 0;
+  const int32_t status = rovk_unit_get_input(context, luaL_checkstring(L, 2), check_u32(L, 3), &value);
+  if (status < 0) return push_failure(L, status);
+  lua_pushnumber(L, static_cast<double>(value));
+  return 1;
+}
+
+int reset(lua_State* L) {
+  CHECK_UNIT(rovk_unit_reset);
+  void* const context = rovk_check_context(L, 1);
+  return push_done(L, rovk_unit_reset(context, check_u16(L, 2), check_u16(L, 3)));
+}
+
+int fault(lua_State* L) {
+  CHECK_UNIT(rovk_unit_fault);
+  void* const context = rovk_check_context(L, 1);
+  return push_done(L, rovk_unit_fault(context, check_u16(L, 2), check_u16(L, 3)));
+}
+
+int spontaneous_error(lua_State* L) {
+  CHECK_UNIT(rovk_unit_spontaneous_error);
+  void* const context = rovk_check_context(L, 1);
+  const uint16_t address = check_u16(L, 2);
+  const uint16_t id = check_u16(L, 3);
+  uint8_t bytes[ERROR_BYTES] = {};
+  if (!lua_isnoneornil(L, 4)) {
+    luaL_checktype(L, 4, LUA_TTABLE);
+    const size_t count = lua_objlen(L, 4);
+    if (count > sizeof bytes) luaL_argerror(L, 4, "at most 18 bytes expected");
+    for (size_t i = 0; i < count; ++i) {
+      lua_rawgeti(L, 4, static_cast<int>(i) + 1);
+      const double value = lua_tonumber(L, -1);
+      if (!lua_isnumber(L, -1) || !(value >= 0 && value <= 255)) luaL_argerror(L, 4, "numbers from 0 to 255 expected");
+      bytes[i] = static_cast<uint8_t>(value);
+      lua_pop(L, 1);
+    }
+  }
+  return push_done(L, rovk_unit_spontaneous_error(context, address, id, bytes));
+}
+
+int disturb(lua_State* L) {
+  CHECK_UNIT(rovk_unit_disturb);
+  void* const context = rovk_check_context(L, 1);
+  const char* const what = luaL_checkstring(L, 2);
+  const uint32_t count = check_u32(L, 3);
+  return push_done(L, rovk_unit_disturb(context, what, count, lua_isnoneornil(L, 4) ? 0 : check_u32(L, 4)));
+}
+
+const luaL_Reg functions[] = {
+    {"dispatch", dispatch}, {"fd", fd},
+    {"now", now},           {"advance", advance},
+    {"set", set_input},     {"get", get_input},
+    {"reset", reset},       {"fault", fault},
+    {"disturb", disturb},   {"spontaneous_error", spontaneous_error},
+    {nullptr, nullptr},
+};
+
+}  // namespace
+
+int luaopen_rovk_companion(lua_State* L) {
+  lua_newtable(L);
+  for (const luaL_Reg* row = functions; row->name; ++row) {
+    lua_pushcfunction(L, row->func);
+    lua_setfield(L, -2, row->name);
+  }
+  return 1;
+}

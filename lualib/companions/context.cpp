@@ -1,0 +1,34 @@
+// Recognises a context by its type entry, as rovk_message itself does.
+#include "context.h"
+
+#include <string.h>
+
+#include "runtime/objects.h"
+
+namespace {
+
+// The entry of `void *`, or null when rovk_message was never opened in this state.
+const swig_type_entry* untyped_pointer(lua_State* L) {
+  lua_pushliteral(L, "swig_runtime_data_type_pointer4");
+  lua_rawget(L, LUA_REGISTRYINDEX);
+  const auto* const head = static_cast<const swig_module_entry*>(lua_touserdata(L, -1));
+  lua_pop(L, 1);
+  const swig_module_entry* module = head;
+  if (!module) return nullptr;
+  do {
+    for (unsigned i = 0; i < module->size; ++i) {
+      if (strcmp(module->types[i]->name, "_p_void") == 0) return module->types[i];
+    }
+    module = module->next;
+  } while (module != head);
+  return nullptr;
+}
+
+}  // namespace
+
+void* rovk_check_context(lua_State* L, int index) {
+  const auto* const object = static_cast<const swig_object*>(lua_touserdata(L, index));
+  const bool is_object = object && lua_objlen(L, index) >= sizeof(swig_object) && object->type == untyped_pointer(L);
+  if (!is_object) luaL_typerror(L, index, "transaction context");
+  return object->pointer;
+}
