@@ -3,7 +3,7 @@
 # libraries with the simulated unit, their headers, and the Lua modules for event loop and unit.
 
 file(RELATIVE_PATH to_libraries /${ROVK_LUA_MODULE_DIR} /${CMAKE_INSTALL_LIBDIR})
-set(modules rovk_message rovk_loop rovk_unit_lua)
+set(modules rovk_message rovk_companion)
 set(libraries rovk-message rovktrans rovk-transport)
 
 # All that a script needs to run from the build folder.
@@ -24,6 +24,8 @@ foreach(target IN LISTS modules)
 endforeach()
 
 if(ROVK_BUILD_LIBRARIES)
+  install(FILES lualib/companions/rovk_loop.lua lualib/companions/rovk_unit.lua DESTINATION ${ROVK_LUA_SCRIPT_DIR}
+          COMPONENT desk)
   foreach(target IN LISTS libraries)
     if(TARGET ${target})
       set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
