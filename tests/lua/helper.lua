@@ -200,6 +200,12 @@ helper.snapshot = snapshot
 -- pending command or a subscription would be. Contexts that a test left open are closed here, and
 -- that must succeed.
 function helper.watch(before_each, after_each)
+  -- What the module makes on first use and keeps: its tables of parents and of coroutines.
+  local rovk = require("rovk_message")
+  local _ = rovk.rovk_message().route
+  coroutine.wrap(function()
+    rovk.rovktrans_common_reset_async_lua(nil, 0, function() end)
+  end)()
   local before
   before_each(function()
     before = snapshot()

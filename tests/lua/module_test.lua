@@ -88,11 +88,15 @@ describe("the module", function()
 
   it("refuses to run its metatable's functions on anything but a module table", function()
     local meta = getmetatable(rovk)
-    for _, wrong in ipairs { 1, "x", true, print, {}, setmetatable({}, {}), rovk.rovk_version(), io.stdout,
-      coroutine.create(print), newproxy(), newproxy(true) } do
+    for _, wrong in ipairs { 1, "x", true, print, {}, rovk.rovk_version(), io.stdout,
+      coroutine.create(function() end), newproxy(), newproxy(true) } do
       helper.refused(meta.__index, wrong, "rovk_protocol_version")
       helper.refused(meta.__newindex, wrong, "rovk_protocol_version", rovk.rovk_version())
     end
+    local other = setmetatable({}, {}) -- has a metatable, though no variables
+    assert.is_nil(meta.__index(other, "rovk_protocol_version"))
+    meta.__newindex(other, "rovk_protocol_version", 5)
+    assert.are.equal(5, rawget(other, "rovk_protocol_version"))
     for _, calls in ipairs { meta.__index, meta.__newindex } do
       helper.refused(calls)
       helper.refused(calls, nil, "x", 1)
