@@ -1,0 +1,76 @@
+// A unit on a virtual clock and one application that talks to it in the catalogue's names.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <map>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "catalogue/catalogue.h"
+#include "catalogue/fields.h"
+#include "unit/unit.h"
+
+namespace rovk::unit {
+
+using namespace std::chrono_literals;
+using Values = std::map<std::string, int64_t>;
+
+// What came back: a response, with its values or its error, or an event.
+struct Received {
+  uint8_t type = 0;
+  uint16_t application = 0;
+  uint16_t peripheral = 0;
+  uint32_t uuid = 0;
+  uint8_t body = 0;  // error byte or event id
+  uint16_t error_peripheral = 0;
+  uint16_t error = 0;  // 0: none
+  std::vector<uint8_t> payload;
+  std::vector<uint8_t> detail;  // of an error
+  Values values;
+
+  int64_t operator[](const std::string& field) const { return values.at(field); }
+};
+
+// Address of the n-th peripheral of a service.
+uint16_t address_of(std::string_view service, unsigned board = 0);
+
+class Bench {
+ public:
+  explicit Bench(Time latency = Time{0}) : unit(Options{.virtual_clock = true, .latency = latency}) {
+    application = unit.join();
+  }
+
+  // `data` fills the record's array of bytes.
+  static rovk_message compose(std::string_view service, std::string_view command, const Values& inputs,
+                              std::optional<uint16_t> address = {}, uint32_t uuid = 0x20000001,
+                              std::string_view data = {});
+  void send(std::string_view service, std::string_view command, const Values& inputs = {},
+            std::optional<uint16_t> address = {}, std::string_view data = {}) {
+    unit.submit(application, compose(service, command, inputs, address, 0x20000001, data));
+  }
+  // The next message, read by the last command sent with ask(), or as an event of its peripheral.
+  std::optional<Received> next(uint16_t to = 0);
+  // Sends a command and gives its answer, which has to be the next response; events before it are kept.
+  Received ask(std::string_view service, std::string_view command, const Values& inputs = {},
+               std::optional<uint16_t> address = {}, std::string_view data = {});
+  // The value of an answer that has one, or the first of several.
+  int64_t get(std::string_view service, std::string_view command, const Values& inputs = {});
+  void listen(std::string_view service) { listen_at(address_of(service)); }
+  void listen_at(uint16_t address) {
+    ASSERT_EQ(ask("router_0000", "register_event", {{"peripheral_address", address}}).error, 0);
+  }
+  void advance(Time duration) { unit.advance_to(unit.clock().now() + duration); }
+  // All events that have come, those kept by ask() first.
+  std::vector<Received> events();
+
+  Unit unit;
+  uint16_t application = 0;
+
+ private:
+  std::vector<Received> kept_;
+  const catalogue::Record* answer_ = nullptr;
+};
+
+}  // namespace rovk::unit

@@ -1,0 +1,200 @@
+// Every command of the catalogue once, and the limits of all that can be set.
+#include <rovk/constants.h>
+
+#include <algorithm>
+
+#include "tests/unit/bench.h"
+#include "unit/models/models.h"
+
+namespace rovk::unit {
+namespace {
+
+using catalogue::Command;
+using catalogue::Field;
+using catalogue::Service;
+
+bool starts_with(std::string_view text, std::string_view prefix) { return text.substr(0, prefix.size()) == prefix; }
+
+// A set command is given what its get command answers; all other inputs are 0 but these.
+const std::map<std::string, Values> inputs_of = {
+    {"router_0000.add_route", {{"peripheral_address", 0x4242}}},
+    {"router_0000.register_event", {{"peripheral_address", 0x0101}}},
+    {"router_0000.unregister_event", {{"peripheral_address", 0x0101}}},
+    {"router_0000.reserve", {{"peripheral_address", 0x0102}}},
+    {"router_0000.release", {{"peripheral_address", 0x0102}}},
+};
+
+Values inputs_for(Bench& bench, const Service& service, const Command& command) {
+  const std::string_view name = command.name;
+  const auto own = inputs_of.find(std::string(service.name) + "." + command.name);
+  if (own != inputs_of.end()) return own->second;
+  if (!starts_with(name, "set_")) return {};
+  const std::string get = "get_" + std::string(name.substr(4));
+  if (!catalogue::find_command(service, get)) return {};
+  Values inputs;
+  for (const auto& [field, value] : bench.ask(service.name, get).values) {
+    if (catalogue::find_field(*command.request, field)) inputs[field] = value;
+  }
+  return inputs;
+}
+
+TEST(Commands, EachIsAnsweredInForm) {
+  unsigned count = 0;
+  for (const Service& service : catalogue::services()) {
+    for (const Command& command : service.commands) {
+      SCOPED_TRACE(std::string(service.name) + " " + command.name);
+      Bench bench;
+      const bool common = service.id < 0;
+      const uint16_t address = common ? address_of("led_0001") : address_of(service.name);
+      const Received answer = bench.ask(service.name, command.name, inputs_for(bench, service, command), address);
+      EXPECT_EQ(answer.application, bench.application);
+      EXPECT_EQ(answer.peripheral, address);
+      EXPECT_EQ(answer.uuid, 0x20000001U);
+      EXPECT_NE(answer.error, ROVK_COMMON_ERROR_UNKNOWN_COMMAND);
+      if (answer.error != 0) {
+        EXPECT_EQ(answer.error_peripheral, address);
+        const bool known = catalogue::find_error(service, answer.error) != nullptr ||
+                           catalogue::find_error(catalogue::common(), answer.error) != nullptr;
+        EXPECT_TRUE(known) << answer.error;
+      } else {
+        const std::size_t size = command.answer ? command.answer->size : 0;
+        EXPECT_TRUE(std::all_of(answer.payload.begin() + static_cast<std::ptrdiff_t>(size), answer.payload.end(),
+                                [](uint8_t byte) { return byte == 0; }));
+      }
+      ++count;
+    }
+  }
+  EXPECT_EQ(count, 272U);
+}
+
+// Plain services take all inputs at their present values.
+TEST(Commands, PlainServicesRefuseNothingTheyTold) {
+  for (const Service& service : catalogue::services()) {
+    if (service.id < 0 || !is_plain(service.name)) continue;
+    for (const Command& command : service.commands) {
+      Bench bench;
+      EXPECT_EQ(bench.ask(service.name, command.name, inputs_for(bench, service, command)).error, 0)
+          << service.name << " " << command.name;
+    }
+  }
+}
+
+bool fits(const Field& field, int64_t value) {
+  const int64_t span = int64_t{1} << 8 * field.width;
+  const int64_t low = field.is_signed ? -span / 2 : 0;
+  return value >= low && value < low + span;
+}
+
+// Tries one input of a set command: at its limits it is kept, beyond it is refused, with the place of
+// the input, and nothing changes.
+void try_limits(const Service& service, const Command& set, const Command& get, const Field& field, int64_t low,
+                int64_t high) {
+  SCOPED_TRACE(std::string(service.name) + " " + set.name + " " + field.name);
+  Bench bench;
+  Values inputs = inputs_for(bench, service, set);
+  for (const int64_t value : {low, high}) {
+    inputs[field.name] = value;
+    ASSERT_EQ(bench.ask(service.name, set.name, inputs).error, 0) << value;
+    EXPECT_EQ(bench.ask(service.name, get.name)[field.name], value);
+  }
+  const Values before = bench.ask(service.name, get.name).values;
+  for (const int64_t value : {low - 1, high + 1}) {
+    if (!fits(field, value)) continue;
+    Values wrong = inputs;
+    // Another valid input on the way must not be stored either.
+    wrong[field.name] = value;
+    const Received answer = bench.ask(service.name, set.name, wrong);
+    EXPECT_EQ(answer.error, ROVK_COMMON_ERROR_INVALID_PAYLOAD) << value;
+    ASSERT_EQ(answer.detail.size(), 18U);
+    EXPECT_EQ(catalogue::load(answer.detail.data(), 2), field.offset);
+    EXPECT_EQ(bench.ask(service.name, get.name).values, before);
+  }
+}
+
+TEST(Commands, DeclaredLimitsHold) {
+  unsigned tried = 0;
+  for (const Service& service : catalogue::services()) {
+    for (const Register& row : plain_registers(service.name)) {
+      const Command* set = catalogue::find_command(service, "set_" + std::string(row.subject));
+      const Command* get = catalogue::find_command(service, "get_" + std::string(row.subject));
+      const Field* field = set ? catalogue::find_field(*set->request, row.field) : nullptr;
+      // A row that no command reaches would be a limit that is never applied.
+      ASSERT_TRUE(get && field) << service.name << " " << row.subject << " " << row.field;
+      EXPECT_LE(row.low, row.initial);
+      EXPECT_LE(row.initial, row.high);
+      try_limits(service, *set, *get, *field, row.low, row.high);
+      ++tried;
+    }
+  }
+  EXPECT_GT(tried, 30U);
+}
+
+TEST(Commands, FlagsCalledEnableAreFlags) {
+  for (const Service& service : catalogue::services()) {
+    for (const Command& set : service.commands) {
+      if (!starts_with(set.name, "set_") || !set.request) continue;
+      const Command* get = catalogue::find_command(service, "get_" + std::string(set.name).substr(4));
+      const Field* field = catalogue::find_field(*set.request, "enable");
+      if (get && field) try_limits(service, set, *get, *field, 0, 1);
+    }
+  }
+}
+
+// Limits that an answer tells are those that the set command keeps.
+TEST(Commands, ToldLimitsHold) {
+  // The ends of a region bound one another, so that each cannot go to its limits alone.
+  const std::vector<std::string> bound = {"set_auto_focus_region"};
+  unsigned tried = 0;
+  for (const Service& service : catalogue::services()) {
+    for (const Command& set : service.commands) {
+      if (!starts_with(set.name, "set_") || !set.request) continue;
+      if (std::find(bound.begin(), bound.end(), set.name) != bound.end()) continue;
+      const Command* get = catalogue::find_command(service, "get_" + std::string(set.name).substr(4));
+      // Where things move, reading back takes time and is tested with the movement.
+      if (!get || !get->answer || std::string_view(set.name) == "set_position") continue;
+      Bench bench;
+      const Values told = bench.ask(service.name, get->name).values;
+      for (const Field& field : set.request->fields) {
+        const std::string name = field.name;
+        const bool own = told.contains("max_" + name);
+        if (!told.contains(name) || (!own && !told.contains("max"))) continue;
+        const std::string suffix = own ? "_" + name : "";
+        if (!told.contains("min" + suffix)) continue;
+        try_limits(service, set, *get, field, told.at("min" + suffix), told.at("max" + suffix));
+        ++tried;
+      }
+    }
+  }
+  EXPECT_GT(tried, 30U);
+}
+
+TEST(Commands, RefusedCommandStoresNothing) {
+  Bench bench;
+  const Values good = {{"index", 1}, {"on", 1}, {"duty_cycle_on_ms", 250}, {"duty_cycle_off_ms", 750}};
+  ASSERT_EQ(bench.ask("led_0001", "set_state", good).error, 0);
+  const Received refused = bench.ask(
+      "led_0001", "set_state", {{"index", 1}, {"on", 0}, {"duty_cycle_on_ms", 10}, {"duty_cycle_off_ms", 60'001}});
+  EXPECT_EQ(refused.error, ROVK_COMMON_ERROR_INVALID_PAYLOAD);
+  EXPECT_EQ(refused.detail[0], 6);
+  EXPECT_EQ(bench.ask("led_0001", "get_state", {{"index", 1}}).values,
+            (Values{{"on", 1}, {"duty_cycle_on_ms", 250}, {"duty_cycle_off_ms", 750}}));
+  EXPECT_EQ(bench.get("led_0001", "get_state", {{"index", 0}}), 0) << "another device was touched";
+}
+
+TEST(Commands, IndexBeyondTheDevicesIsRefused) {
+  for (const Service& service : catalogue::services()) {
+    for (const Command& command : service.commands) {
+      const Field* index = command.request ? catalogue::find_field(*command.request, "index") : nullptr;
+      if (!index || std::string_view(service.name) == "router_0000") continue;
+      Bench bench;
+      const uint16_t address = service.id < 0 ? address_of("led_0001") : address_of(service.name);
+      const Received answer = bench.ask(service.name, command.name, {{"index", 200}}, address);
+      EXPECT_EQ(answer.error, ROVK_COMMON_ERROR_INVALID_PAYLOAD) << service.name << " " << command.name;
+      ASSERT_EQ(answer.detail.size(), 18U);
+      EXPECT_EQ(catalogue::load(answer.detail.data(), 2), index->offset) << service.name << " " << command.name;
+    }
+  }
+}
+
+}  // namespace
+}  // namespace rovk::unit
