@@ -1,0 +1,143 @@
+// Asynchronous commands: one callback for each, whatever becomes of the answer.
+#include <cerrno>
+#include <chrono>
+
+#include "session.h"
+
+TEST(Async, CallsBackExactlyOnce) {
+  const Answer good = {0, 0, 42};
+  const struct {
+    const char* what;
+    uint32_t value;
+    Answer expected;
+    uint64_t after_ms;
+  } cases[] = {
+      {nullptr, 0, good, 0},
+      {"duplicate", 0, good, 0},
+      {"delay", 50, good, 50},
+      {"lose", 0, timed_out, 100},
+      {"delay", 500, timed_out, 100},
+      {"corrupt", 0, timed_out, 100},
+      {"misdirect", 0, timed_out, 100},
+  };
+  for (const auto& item : cases) {
+    SCOPED_TRACE(item.what ? item.what : "undisturbed");
+    const Session session;
+    if (item.what) session.disturb(item.what, 1, item.value);
+    Answers answers;
+    ASSERT_EQ(0, add_one_async(session, answers, 41));
+    EXPECT_TRUE(answers.empty());
+    EXPECT_EQ(1, rovktrans_dispatch(session.handle, -1));
+    EXPECT_EQ(item.after_ms, session.now_ms());
+    EXPECT_EQ(0, rovktrans_dispatch(session.handle, 10000));
+    EXPECT_EQ(item.after_ms + 10000, session.now_ms());
+    EXPECT_EQ(Answers{item.expected}, answers);
+  }
+}
+
+TEST(Async, GivesErrorsAndZeroValues) {
+  const Session session;
+  Answers answers;
+  ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_async(session.handle, 0x7777, nullptr, nullptr, 1));
+  EXPECT_EQ(0, rovktrans_dispatch(session.handle, 0)) << "a null callback drops the answer";
+  ASSERT_EQ(0, rovk_unit_fault(session.handle, unittest, 5));
+  ASSERT_EQ(0, add_one_async(session, answers, 1));
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+  EXPECT_EQ((Answers{{ROVK_COMMON_ERROR_FAULT_EXISTS, 5, 0}}), answers);
+}
+
+TEST(Async, GivesValuesOfEveryKind) {
+  struct Got {
+    int echoed = 0, typed = 0, informed = 0, aliases = 0;
+  } got;
+  const Session session;
+  const uint8_t sent[22] = {1, 2, 3};
+  ASSERT_EQ(0, rovktrans_common_echo_async(
+                   session.handle, unittest,
+                   [](void*, uint16_t, rovk_error_common_error* error, uint8_t* payload, void* user) {
+                     EXPECT_EQ(nullptr, error);
+                     EXPECT_EQ(3, payload[2]);
+                     EXPECT_EQ(0, payload[21]);
+                     ++static_cast<Got*>(user)->echoed;
+                   },
+                   &got, sent));
+  ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_to_types_async(
+                   session.handle, unittest,
+                   [](void*, uint16_t, rovk_error_unittest_ffff_error*, int8_t o1, uint8_t o2, int16_t o3, uint16_t o4,
+                      int32_t o5, uint32_t o6, void* user) {
+                     EXPECT_EQ(-4, o1);
+                     EXPECT_EQ(251, o2);
+                     EXPECT_EQ(-29999, o3);
+                     EXPECT_EQ(65001, o4);
+                     EXPECT_EQ(-1999999999, o5);
+                     EXPECT_EQ(4000000001U, o6);
+                     ++static_cast<Got*>(user)->typed;
+                   },
+                   &got, -5, 250, -30000, 65000, -2000000000, 4000000000U));
+  ASSERT_EQ(0, rovktrans_common_get_peripheral_info_async(
+                   session.handle, unittest,
+                   [](void*, uint16_t, rovk_error_common_error*, uint16_t id, rovk_version api, rovk_version,
+                      rovk_version protocol, uint16_t, uint8_t, uint8_t count, uint8_t, void* user) {
+                     EXPECT_EQ(ROVK_UNITTEST_FFFF_PERIPHERAL_ID, id);
+                     EXPECT_EQ(ROVK_UNITTEST_FFFF_API_VERSION_MINOR, api.minor);
+                     EXPECT_EQ(ROVK_PROTOCOL_VERSION_MINOR, protocol.minor);
+                     EXPECT_EQ(1, count);
+                     ++static_cast<Got*>(user)->informed;
+                   },
+                   &got));
+  // Values come with an error as well, and an array is never null.
+  ASSERT_EQ(0, rovktrans_common_get_aliases_async(
+                   session.handle, 0x7777,
+                   [](void*, uint16_t, rovk_error_common_error* error, uint16_t count, uint16_t* alias, void* user) {
+                     EXPECT_EQ(ROVK_COMMON_ERROR_UNKNOWN_PERIPHERAL, error->id);
+                     EXPECT_EQ(0, count + alias[0] + alias[9]);
+                     ++static_cast<Got*>(user)->aliases;
+                   },
+                   &got));
+  EXPECT_EQ(4, rovktrans_dispatch(session.handle, 0));
+  EXPECT_EQ(1111, got.echoed * 1000 + got.typed * 100 + got.informed * 10 + got.aliases);
+}
+
+// The cost of a command does not depend on how many are in flight.
+TEST(Async, TenThousandInFlight) {
+  const Session session("latency_ms=50&timeout_ms=100");
+  constexpr unsigned total = 10000;
+  Answers answers;
+  answers.reserve(total);
+  session.disturb("lose", total / 2);
+  const auto start = std::chrono::steady_clock::now();
+  for (unsigned i = 0; i < total; ++i) ASSERT_EQ(0, add_one_async(session, answers, static_cast<uint8_t>(i)));
+  unsigned ran = 0;
+  while (const int32_t count = rovktrans_dispatch(session.handle, -1)) {
+    ASSERT_GT(count, 0);
+    ran += static_cast<unsigned>(count);
+  }
+  const auto duration = std::chrono::steady_clock::now() - start;
+  EXPECT_EQ(total, ran);
+  ASSERT_EQ(total, answers.size());
+  for (unsigned i = 0; i < total; ++i) {
+    const Answer expected = i < total / 2 ? Answer{0, 0, (total / 2 + i + 1) & 0xff} : timed_out;
+    ASSERT_EQ(expected, answers[i]) << i;
+  }
+  EXPECT_LT(duration, std::chrono::seconds(5));
+}
+
+TEST(Async, DeinitEndsWhatIsPending) {
+  Answers answers;
+  {
+    const Session session("latency_ms=50");
+    for (uint8_t i = 0; i < 5; ++i) ASSERT_EQ(0, add_one_async(session, answers, i));
+    EXPECT_EQ(0, rovktrans_deinit(session.handle));
+    EXPECT_EQ(Answers(5, closed), answers);
+    EXPECT_EQ(-EINVAL, rovktrans_dispatch(session.handle, 0));
+  }
+  EXPECT_EQ(5U, answers.size());
+}
+
+TEST(Dispatch, EndsAtItsTimeLimit) {
+  const Session session;
+  EXPECT_EQ(0, rovktrans_dispatch(session.handle, 0));
+  EXPECT_EQ(0U, session.now_ms());
+  EXPECT_EQ(0, rovktrans_dispatch(session.handle, 250));
+  EXPECT_EQ(250U, session.now_ms());
+}

@@ -1,0 +1,92 @@
+// The descriptor for event loops: readable exactly while dispatch has something to do.
+#include <poll.h>
+
+#include <cerrno>
+
+#include "session.h"
+
+namespace {
+
+// A timer that is due at once still takes the kernel a moment.
+constexpr int moment_ms = 50;
+
+bool readable(int fd, int timeout_ms) {
+  pollfd item = {fd, POLLIN, 0};
+  return poll(&item, 1, timeout_ms) == 1 && (item.revents & POLLIN) != 0;
+}
+
+}  // namespace
+
+TEST(Descriptor, FollowsTheVirtualClock) {
+  const Session session("latency_ms=10&timeout_ms=100");
+  Answers answers;
+  ASSERT_EQ(0, add_one_async(session, answers, 1));
+  const int fd = rovktrans_fd(session.handle);
+  ASSERT_GE(fd, 0);
+  EXPECT_EQ(fd, rovktrans_fd(session.handle));
+  EXPECT_FALSE(readable(fd, moment_ms)) << "the answer is still on its way";
+  ASSERT_EQ(0, rovk_unit_advance(session.handle, 10 * millisecond));
+  EXPECT_TRUE(readable(fd, moment_ms));
+  EXPECT_TRUE(readable(fd, 0)) << "until it is taken";
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+  EXPECT_FALSE(readable(fd, 0));
+
+  // A time limit counts once the clock has reached it.
+  session.disturb("lose", 1);
+  ASSERT_EQ(0, add_one_async(session, answers, 1));
+  EXPECT_FALSE(readable(fd, 0));
+  ASSERT_EQ(0, rovk_unit_advance(session.handle, 99 * millisecond));
+  EXPECT_FALSE(readable(fd, moment_ms));
+  ASSERT_EQ(0, rovk_unit_advance(session.handle, 1 * millisecond));
+  EXPECT_TRUE(readable(fd, moment_ms));
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+  EXPECT_FALSE(readable(fd, 0));
+}
+
+TEST(Descriptor, ShowsWhatWasKeptBack) {
+  const Session session;
+  const int fd = rovktrans_fd(session.handle);
+  Answers answers;
+  ASSERT_EQ(0, add_one_async(session, answers, 1));
+  session.find(ROVK_LED_0001_PERIPHERAL_ID);
+  EXPECT_TRUE(answers.empty());
+  EXPECT_TRUE(readable(fd, moment_ms));
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+  EXPECT_FALSE(readable(fd, 0));
+}
+
+TEST(Descriptor, ShowsEvents) {
+  const Session session;
+  const int fd = rovktrans_fd(session.handle);
+  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(
+                   session.handle, unittest, [](void*, uint16_t, uint16_t, void*) {}, nullptr));
+  EXPECT_FALSE(readable(fd, moment_ms));
+  ASSERT_EQ(0, rovk_unit_reset(session.handle, unittest, 1));
+  EXPECT_TRUE(readable(fd, moment_ms));
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+  EXPECT_FALSE(readable(fd, 0));
+}
+
+TEST(Descriptor, WakesALoopOnTheRealClock) {
+  void* context = nullptr;
+  ASSERT_EQ(0, rovktrans_init("sim?latency_ms=20&timeout_ms=60", nullptr, &context));
+  const int fd = rovktrans_fd(context);
+  Answers answers;
+  ASSERT_EQ(0, rovk_unit_disturb(context, "lose", 1, 0));
+  for (uint8_t input = 1; input <= 2; ++input) {
+    ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_async(context, unittest, collect, &answers, input));
+  }
+  uint64_t now = 0;
+  for (int wakes = 0; answers.size() < 2 && wakes < 20; ++wakes) {
+    ASSERT_TRUE(readable(fd, 2000));
+    ASSERT_GE(rovktrans_dispatch(context, 0), 0);
+    rovk_unit_now(context, &now);
+    if (answers.size() == 1) {
+      EXPECT_GE(now, 20 * millisecond);
+    }
+  }
+  EXPECT_GE(now, 60 * millisecond);
+  EXPECT_EQ((Answers{{0, 0, 3}, timed_out}), answers);
+  EXPECT_EQ(0, rovktrans_deinit(context));
+  EXPECT_FALSE(readable(fd, 0)) << "closed with its context";
+}

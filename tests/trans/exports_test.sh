@@ -1,0 +1,15 @@
+#!/bin/sh
+# exports_test.sh NM LIBRARY HEADER...: compares what a library exports with what its headers declare.
+set -eu
+nm=$1 library=$2
+shift 2
+folder=$(mktemp -d)
+trap 'rm -rf "$folder"' EXIT
+"$nm" -D --defined-only "$library" | awk '{ print $2, $3 }' | sort >"$folder/exported"
+sed -n 's/^[a-z][a-z0-9_]*[ *][ *]*\(rovk\(trans\|_transport\|_unit\)_[A-Za-z0-9_]*\)(.*/T \1/p' "$@" |
+  sort >"$folder/declared"
+test -s "$folder/declared"
+diff "$folder/declared" "$folder/exported"
+case $library in
+*rovktrans*) test "$(wc -l <"$folder/declared")" -eq 665 ;; # 663 and the two of delivery
+esac

@@ -1,0 +1,202 @@
+// What callbacks may do: anything, the ending of their own context included.
+#include <cerrno>
+#include <functional>
+
+#include "session.h"
+
+namespace {
+
+// An asynchronous command whose callback runs a piece of the test.
+struct Script {
+  std::function<void()> run;
+  int calls = 0;
+  Answer answer = {};
+};
+
+void play(void*, uint16_t, rovk_error_unittest_ffff_error* error, uint8_t output, void* user) {
+  auto* script = static_cast<Script*>(user);
+  ++script->calls;
+  script->answer = {error ? error->id : 0U, error ? error->data.payload[0] : 0U, output};
+  if (script->run) script->run();
+}
+
+int32_t start(const Session& session, Script& script, uint8_t input = 1) {
+  return rovktrans_unittest_ffff_add_one_async(session.handle, unittest, play, &script, input);
+}
+
+}  // namespace
+
+TEST(Reentrancy, BlockingCallRunsWhatComesDue) {
+  const Session session("latency_ms=10&timeout_ms=100");
+  Script first, lost, later;
+  session.disturb("delay", 1, 5);
+  ASSERT_EQ(0, start(session, first, 3));
+  session.disturb("lose", 1);
+  ASSERT_EQ(0, start(session, lost));
+  session.disturb("delay", 1, 85);
+  EXPECT_EQ(0, add_one(session.handle, 1));
+  EXPECT_EQ(95U, session.now_ms());
+  EXPECT_EQ((Answer{0, 0, 4}), first.answer);
+  EXPECT_EQ(0, lost.calls);
+  ASSERT_EQ(0, start(session, later));
+  session.disturb("delay", 1, 50);
+  EXPECT_EQ(0, add_one(session.handle, 1));
+  EXPECT_EQ(timed_out, lost.answer);
+  EXPECT_EQ(3, first.calls + lost.calls + later.calls);
+}
+
+TEST(Reentrancy, NothingRunsInCallsThatReturnAtOnce) {
+  const Session session;
+  Script script;
+  const auto event = [](void*, uint16_t, uint16_t, void* user) { ++static_cast<Script*>(user)->calls; };
+  ASSERT_EQ(0, start(session, script));
+  Answers answers;
+  EXPECT_EQ(0, add_one_async(session, answers, 1));
+  EXPECT_EQ(0, rovktrans_common_reset_occurred_register_callback(session.handle, unittest, event, &script));
+  EXPECT_EQ(0, rovk_unit_reset(session.handle, unittest, 1));
+  EXPECT_NE(nullptr, rovktrans_find_peripheral(session.handle, ROVK_LED_0001_PERIPHERAL_ID));
+  EXPECT_NE(nullptr, rovktrans_find_device(session.handle, ROVK_LED_0001_PERIPHERAL_ID,
+                                           ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED));
+  EXPECT_EQ(0, rovktrans_common_register_default_callbacks(session.handle, 0));
+  EXPECT_EQ(0, rovktrans_log_message(session.handle, ROVK_LOG_PRIORITY_DEBUG, "text", nullptr));
+  EXPECT_EQ(0, rovk_unit_advance(session.handle, 500 * millisecond));
+  EXPECT_EQ(0, script.calls);
+  EXPECT_TRUE(answers.empty());
+  // All that was held back comes now, the answers before the time limits that have passed since.
+  EXPECT_EQ(3, rovktrans_dispatch(session.handle, 0));
+  EXPECT_EQ(2, script.calls);
+  EXPECT_EQ((Answers{{0, 0, 2}}), answers);
+}
+
+TEST(Reentrancy, AnswerToOuterCallIsKeptDuringInnerOne) {
+  const Session session("latency_ms=10&timeout_ms=100");
+  Script script;
+  uint8_t inner = 0;
+  script.run = [&] {
+    session.disturb("delay", 1, 60);
+    EXPECT_EQ(0, add_one(session.handle, 20, &inner));
+  };
+  ASSERT_EQ(0, start(session, script));
+  uint8_t outer = 0;
+  EXPECT_EQ(0, add_one(session.handle, 10, &outer));
+  EXPECT_EQ(80U, session.now_ms());
+  EXPECT_EQ(11, outer);
+  EXPECT_EQ(21, inner);
+}
+
+TEST(Reentrancy, OuterCallTimesOutAfterInnerOnes) {
+  const Session session("timeout_ms=100");
+  Script script;
+  script.run = [&] {
+    session.disturb("lose", 1);
+    EXPECT_EQ(-ETIMEDOUT, add_one(session.handle, 20));
+    EXPECT_EQ(0, add_one(session.handle, 20));
+  };
+  session.disturb("delay", 1, 50);
+  ASSERT_EQ(0, start(session, script));
+  session.disturb("lose", 1);
+  EXPECT_EQ(-ETIMEDOUT, add_one(session.handle, 10));
+  EXPECT_EQ(1, script.calls);
+  EXPECT_EQ(150U, session.now_ms());
+}
+
+TEST(Reentrancy, NestsDeeply) {
+  const Session session("latency_ms=1&timeout_ms=100");
+  int depth = 0;
+  Script script;
+  script.run = [&] {
+    if (++depth < 50) {
+      ASSERT_EQ(0, start(session, script));
+    }
+    EXPECT_EQ(0, add_one(session.handle, 1));
+  };
+  ASSERT_EQ(0, start(session, script));
+  EXPECT_EQ(0, add_one(session.handle, 1));
+  while (rovktrans_dispatch(session.handle, -1) > 0) {
+  }
+  EXPECT_EQ(50, depth);
+}
+
+TEST(Reentrancy, DispatchDoesNotRunWhatItsCallbacksAdd) {
+  const Session session;
+  Script script;
+  script.run = [&] { ASSERT_EQ(0, start(session, script)); };
+  ASSERT_EQ(0, start(session, script));
+  for (int round = 1; round <= 3; ++round) {
+    EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+    EXPECT_EQ(round, script.calls);
+  }
+  script.run = nullptr;
+  EXPECT_EQ(0, rovktrans_deinit(session.handle));
+  EXPECT_EQ(4, script.calls);
+}
+
+TEST(Reentrancy, DeinitInsideItsOwnCallback) {
+  const struct {
+    const char* where;
+    int32_t status;
+    std::function<int32_t(const Session&)> wait;
+  } cases[] = {
+      {"dispatch", 1, [](const Session& session) { return rovktrans_dispatch(session.handle, -1); }},
+      {"command", -ECANCELED, [](const Session& session) { return add_one(session.handle, 1); }},
+      {"lost command", -ECANCELED,
+       [](const Session& session) {
+         session.disturb("lose", 1);
+         return add_one(session.handle, 1);
+       }},
+      {"command in callback", 1,
+       [](const Session& session) {
+         Script outer;
+         outer.run = [&] { EXPECT_EQ(-ECANCELED, add_one(session.handle, 1)); };
+         EXPECT_EQ(0, start(session, outer));
+         while (outer.calls == 0) rovktrans_dispatch(session.handle, -1);
+         return outer.calls;
+       }},
+  };
+  for (const auto& item : cases) {
+    SCOPED_TRACE(item.where);
+    const Session session("latency_ms=10&timeout_ms=100");
+    Script closing, pending;
+    // The pending one ends inside deinit, where its context still logs and does nothing else.
+    pending.run = [&] {
+      EXPECT_EQ(0, rovktrans_log_message(session.handle, ROVK_LOG_PRIORITY_DEBUG, "closing", nullptr));
+      EXPECT_EQ(-ESHUTDOWN, add_one(session.handle, 1));
+      EXPECT_EQ(-ESHUTDOWN, start(session, pending));
+      EXPECT_EQ(-ESHUTDOWN, rovktrans_deinit(session.handle));
+    };
+    closing.run = [&] {
+      EXPECT_EQ(0, rovktrans_deinit(session.handle));
+      EXPECT_EQ(1, pending.calls);
+      EXPECT_EQ(-EINVAL, rovktrans_deinit(session.handle));
+      EXPECT_EQ(-EINVAL, add_one(session.handle, 1));
+    };
+    if (item.status < 0 || std::string(item.where) == "dispatch") {
+      ASSERT_EQ(0, start(session, closing));
+      session.disturb("delay", 1, 50);
+      ASSERT_EQ(0, start(session, pending));
+    } else {
+      session.disturb("delay", 1, 5);
+      ASSERT_EQ(0, start(session, closing));
+      session.disturb("delay", 1, 50);
+      ASSERT_EQ(0, start(session, pending));
+    }
+    EXPECT_EQ(item.status, item.wait(session));
+    EXPECT_EQ(closed, pending.answer);
+    EXPECT_EQ(2, closing.calls + pending.calls);
+  }
+}
+
+TEST(Reentrancy, ClosedOuterCallGetsAnErrorRecord) {
+  const Session session("latency_ms=10");
+  Script closing;
+  closing.run = [&] { rovktrans_deinit(session.handle); };
+  ASSERT_EQ(0, start(session, closing));
+  uint8_t output = 7;
+  rovk_error_unittest_ffff_error* error = nullptr;
+  EXPECT_EQ(-ECANCELED, rovktrans_unittest_ffff_add_one(session.handle, unittest, &error, 1, &output));
+  const Heap<rovk_error_unittest_ffff_error> freed(error);
+  ASSERT_NE(nullptr, error);
+  EXPECT_EQ(ROVK_COMMON_ERROR_COMMUNICATION_FAILURE, error->id);
+  EXPECT_EQ(ROVKTRANS_FAILURE_CLOSED, error->data.payload[0]);
+  EXPECT_EQ(7, output);
+}

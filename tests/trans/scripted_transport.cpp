@@ -1,0 +1,46 @@
+#include "scripted_transport.h"
+
+#include <cerrno>
+
+ScriptedTransport scripted;
+
+#pragma GCC visibility push(default)
+
+extern "C" {
+
+int32_t rovk_transport_open(const char*, void*, rovk_transport** slot);
+void rovk_transport_close(rovk_transport*);
+uint16_t rovk_transport_application(rovk_transport*);
+int32_t rovk_transport_send(rovk_transport*, const rovk_message* message);
+int32_t rovk_transport_receive(rovk_transport*, rovk_message* message, uint64_t deadline_ns);
+uint64_t rovk_transport_now_ns(rovk_transport*);
+int32_t rovk_transport_fd(rovk_transport*, uint64_t);
+}
+
+int32_t rovk_transport_open(const char*, void*, rovk_transport** slot) {
+  if (scripted.open_status == 0) *slot = reinterpret_cast<rovk_transport*>(&scripted);
+  return scripted.open_status;
+}
+void rovk_transport_close(rovk_transport*) {}
+uint16_t rovk_transport_application(rovk_transport*) { return scripted_application; }
+int32_t rovk_transport_send(rovk_transport*, const rovk_message* message) {
+  if (scripted.send_status != 0) return scripted.send_status;
+  scripted.sent.push_back(*message);
+  if (scripted.on_send) scripted.on_send(*message);
+  return 0;
+}
+int32_t rovk_transport_receive(rovk_transport*, rovk_message* message, uint64_t deadline_ns) {
+  if (scripted.receive_status != 0) return scripted.receive_status;
+  if (!scripted.inbox.empty()) {
+    *message = scripted.inbox.front();
+    scripted.inbox.pop_front();
+    return 0;
+  }
+  if (deadline_ns == UINT64_MAX) return -ENODATA;
+  if (scripted.now_ns < deadline_ns) scripted.now_ns = deadline_ns;
+  return -ETIMEDOUT;
+}
+uint64_t rovk_transport_now_ns(rovk_transport*) { return scripted.now_ns; }
+int32_t rovk_transport_fd(rovk_transport*, uint64_t) { return -ENOSYS; }
+
+#pragma GCC visibility pop

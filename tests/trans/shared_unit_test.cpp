@@ -1,0 +1,91 @@
+// Applications that meet on one unit.
+#include <cerrno>
+#include <thread>
+
+#include "session.h"
+
+TEST(SharedUnit, OptionsMustAgree) {
+  const Session first("unit=agree&latency_ms=3");
+  const struct {
+    const char* text;
+    int32_t status;
+  } cases[] = {
+      {"sim?unit=agree", 0},
+      {"sim?unit=agree&clock=virtual", 0},
+      {"sim?unit=agree&latency_ms=3&timeout_ms=9", 0},
+      {"sim?unit=agree&clock=real", -EINVAL},
+      {"sim?unit=agree&latency_ms=0", -EINVAL},
+      {"sim?unit=disagree&clock=real", 0},
+  };
+  for (const auto& [text, status] : cases) {
+    SCOPED_TRACE(text);
+    void* context = nullptr;
+    EXPECT_EQ(status, rovktrans_init(text, nullptr, &context));
+    if (context) {
+      EXPECT_EQ(0, rovktrans_deinit(context));
+    }
+  }
+}
+
+TEST(SharedUnit, EndsWithTheLastContext) {
+  uint64_t now = 1;
+  {
+    const Session first("unit=ends");
+    ASSERT_EQ(0, rovk_unit_advance(first.handle, 5 * millisecond));
+    const Session second("unit=ends");
+    EXPECT_EQ(5U, second.now_ms());
+  }
+  const Session next("unit=ends");
+  EXPECT_EQ(0, rovk_unit_now(next.handle, &now));
+  EXPECT_EQ(0U, now);
+}
+
+TEST(SharedUnit, ReservationKeepsOthersOut) {
+  const Session holder("unit=reserved"), other("unit=reserved");
+  const Session elsewhere;
+  ASSERT_EQ(0, rovktrans_router_0000_reserve(holder.handle, 0, nullptr, unittest));
+  EXPECT_EQ(0, add_one(holder.handle, 1));
+  EXPECT_EQ(0, add_one(elsewhere.handle, 1));
+  Answers answers;
+  ASSERT_EQ(0, add_one_async(other, answers, 1));
+  EXPECT_EQ(1, rovktrans_dispatch(other.handle, 0));
+  ASSERT_EQ(1U, answers.size());
+  EXPECT_EQ(unsigned{ROVK_COMMON_ERROR_RESERVATION_EXISTS}, answers[0].error_id);
+  EXPECT_NE(0U, answers[0].type) << "the address of the holder";
+  // Leaving gives up what was held.
+  EXPECT_EQ(0, rovktrans_deinit(holder.handle));
+  EXPECT_EQ(0, add_one(other.handle, 1));
+}
+
+TEST(SharedUnit, EventsReachThoseWhoSubscribed) {
+  const Session first("unit=events"), second("unit=events"), third("unit=events");
+  const auto hear = [](void* context, uint16_t, uint16_t, void* user) { *static_cast<void**>(user) = context; };
+  void* first_heard = nullptr;
+  void* second_heard = nullptr;
+  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(first.handle, unittest, hear, &first_heard));
+  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(second.handle, unittest, hear, &second_heard));
+  ASSERT_EQ(0, rovk_unit_reset(third.handle, unittest, 1));
+  EXPECT_EQ(1, rovktrans_dispatch(first.handle, 0));
+  EXPECT_EQ(1, rovktrans_dispatch(second.handle, 0));
+  EXPECT_EQ(0, rovktrans_dispatch(third.handle, 0));
+  EXPECT_EQ(first.handle, first_heard);
+  EXPECT_EQ(second.handle, second_heard);
+}
+
+TEST(SharedUnit, WakesAnotherThreadThatWaits) {
+  void* sleeper = nullptr;
+  void* waker = nullptr;
+  ASSERT_EQ(0, rovktrans_init("sim?unit=threads", nullptr, &sleeper));
+  ASSERT_EQ(0, rovktrans_init("sim?unit=threads", nullptr, &waker));
+  int heard = 0;
+  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(
+                   sleeper, unittest,
+                   [](void*, uint16_t, uint16_t type, void* user) { *static_cast<int*>(user) = type; }, &heard));
+  std::thread thread([&] { EXPECT_EQ(1, rovktrans_dispatch(sleeper, 5000)); });
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(0, add_one(waker, 1));
+  EXPECT_EQ(0, rovk_unit_reset(waker, unittest, 9));
+  thread.join();
+  EXPECT_EQ(9, heard);
+  EXPECT_EQ(0, rovktrans_deinit(sleeper));
+  EXPECT_EQ(0, rovktrans_deinit(waker));
+}

@@ -1,0 +1,180 @@
+// Subscriptions: who is called, how often, and who is not any more.
+#include <cerrno>
+#include <functional>
+
+#include "session.h"
+
+namespace {
+
+struct Listener {
+  std::vector<unsigned> types;
+  std::function<void()> run;
+};
+
+void hear(void*, uint16_t, uint16_t type, void* user) {
+  auto* listener = static_cast<Listener*>(user);
+  listener->types.push_back(type);
+  if (listener->run) listener->run();
+}
+void hear_too(void* context, uint16_t address, uint16_t type, void* user) { hear(context, address, type, user); }
+
+using Callback = rovktrans_common_reset_occurred_callback;
+
+int32_t subscribe(const Session& session, Listener& listener, uint16_t address = unittest, Callback callback = hear) {
+  return rovktrans_common_reset_occurred_register_callback(session.handle, address, callback, &listener);
+}
+int32_t unsubscribe(const Session& session, Listener& listener, uint16_t address = unittest, Callback callback = hear) {
+  return rovktrans_common_reset_occurred_unregister_callback_with_context(session.handle, address, callback, &listener);
+}
+int32_t raise(const Session& session, uint16_t type, uint16_t address = unittest) {
+  EXPECT_EQ(0, rovk_unit_reset(session.handle, address, type));
+  return rovktrans_dispatch(session.handle, 0);
+}
+
+}  // namespace
+
+TEST(Subscription, CallsForEachEventUntilRemoved) {
+  const Session session;
+  Listener listener;
+  EXPECT_EQ(0, raise(session, 1)) << "nobody listens";
+  ASSERT_EQ(0, subscribe(session, listener));
+  EXPECT_EQ(1, raise(session, 2));
+  EXPECT_EQ(1, raise(session, 3));
+  EXPECT_EQ(0, raise(session, 4, 0)) << "of another peripheral";
+  EXPECT_EQ(0, rovk_unit_spontaneous_error(session.handle, unittest, 1, nullptr));
+  EXPECT_EQ(0, rovktrans_dispatch(session.handle, 0)) << "another event";
+  EXPECT_EQ(0, unsubscribe(session, listener));
+  EXPECT_EQ(0, raise(session, 5));
+  EXPECT_EQ((std::vector<unsigned>{2, 3}), listener.types);
+}
+
+TEST(Subscription, GivesArrays) {
+  const Session session;
+  int calls = 0;
+  ASSERT_EQ(0, rovktrans_common_spontaneous_error_register_callback(
+                   session.handle, unittest,
+                   [](void*, uint16_t address, uint16_t reporter, uint16_t id, uint8_t* payload, void* user) {
+                     EXPECT_EQ(unittest, address);
+                     EXPECT_EQ(unittest, reporter);
+                     EXPECT_EQ(0x0102, id);
+                     EXPECT_EQ(18, payload[17]);
+                     ++*static_cast<int*>(user);
+                   },
+                   &calls));
+  const uint8_t payload[18] = {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18};
+  ASSERT_EQ(0, rovk_unit_spontaneous_error(session.handle, unittest, 0x0102, payload));
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+  EXPECT_EQ(1, calls);
+}
+
+TEST(Subscription, IsRefused) {
+  const Session session;
+  Listener listener;
+  EXPECT_EQ(ROVK_COMMON_ERROR_UNKNOWN_PERIPHERAL, subscribe(session, listener, 0x7777));
+  EXPECT_EQ(-ENOENT, unsubscribe(session, listener, 0x7777));
+  EXPECT_EQ(-EINVAL, subscribe(session, listener, unittest, nullptr));
+  EXPECT_EQ(-EINVAL, unsubscribe(session, listener, unittest, nullptr));
+  EXPECT_EQ(-ENOENT, unsubscribe(session, listener));
+  session.disturb("lose", 1);
+  EXPECT_EQ(-ETIMEDOUT, subscribe(session, listener));
+  EXPECT_EQ(0, raise(session, 1));
+  ASSERT_EQ(0, subscribe(session, listener));
+  EXPECT_EQ(-ENOENT, unsubscribe(session, listener, unittest, hear_too));
+  EXPECT_EQ(-ENOENT, unsubscribe(session, listener, 0));
+  EXPECT_EQ(1, raise(session, 1));
+}
+
+TEST(Subscription, GoesWhateverTheRouterSays) {
+  const Session session;
+  Listener listener;
+  ASSERT_EQ(0, subscribe(session, listener));
+  session.disturb("lose", 1);
+  EXPECT_EQ(-ETIMEDOUT, unsubscribe(session, listener));
+  EXPECT_EQ(0, raise(session, 1));
+  EXPECT_TRUE(listener.types.empty());
+}
+
+TEST(Subscription, PairMayBeRegisteredMoreThanOnce) {
+  const Session session;
+  Listener twice, once;
+  ASSERT_EQ(0, subscribe(session, twice));
+  ASSERT_EQ(0, subscribe(session, once));
+  ASSERT_EQ(0, subscribe(session, twice));
+  EXPECT_EQ(3, raise(session, 1));
+  EXPECT_EQ(0, unsubscribe(session, twice));
+  EXPECT_EQ(1, raise(session, 2));
+  EXPECT_EQ(-ENOENT, unsubscribe(session, twice));
+  EXPECT_EQ((std::vector<unsigned>{1, 1}), twice.types);
+  EXPECT_EQ((std::vector<unsigned>{1, 2}), once.types);
+}
+
+TEST(Subscription, RemovalWithoutUserTakesAllOfTheCallback) {
+  const Session session;
+  Listener a, b, other, elsewhere;
+  ASSERT_EQ(0, subscribe(session, a));
+  ASSERT_EQ(0, subscribe(session, b));
+  ASSERT_EQ(0, subscribe(session, other, unittest, hear_too));
+  ASSERT_EQ(0, subscribe(session, elsewhere, 0));
+  EXPECT_EQ(0, rovktrans_common_reset_occurred_unregister_callback(session.handle, unittest, hear));
+  EXPECT_EQ(-ENOENT, rovktrans_common_reset_occurred_unregister_callback(session.handle, unittest, hear));
+  EXPECT_EQ(1, raise(session, 1));
+  EXPECT_EQ(1, raise(session, 1, 0));
+  EXPECT_EQ(0U, a.types.size() + b.types.size());
+  EXPECT_EQ(2U, other.types.size() + elsewhere.types.size());
+}
+
+TEST(Subscription, EventOnItsWayDiesWithTheSubscription) {
+  const Session session;
+  Listener listener, other;
+  ASSERT_EQ(0, subscribe(session, listener));
+  ASSERT_EQ(0, subscribe(session, other));
+  ASSERT_EQ(0, rovk_unit_reset(session.handle, unittest, 1));
+  EXPECT_EQ(0, unsubscribe(session, listener));
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+  EXPECT_EQ(0U, listener.types.size());
+}
+
+// What a callback does to the list that is being walked.
+TEST(Subscription, ChangesDuringDelivery) {
+  const Session session;
+  Listener first, second, third, fresh;
+  first.run = [&] {
+    EXPECT_EQ(0, unsubscribe(session, first));
+    EXPECT_EQ(0, unsubscribe(session, second));
+    for (int i = 0; i < 20; ++i) EXPECT_EQ(0, subscribe(session, fresh));
+    // Inside this delivery another one runs to its end.
+    EXPECT_EQ(0, rovk_unit_reset(session.handle, unittest, 2));
+    EXPECT_EQ(21, rovktrans_dispatch(session.handle, 0));
+  };
+  for (Listener* listener : {&first, &second, &third}) ASSERT_EQ(0, subscribe(session, *listener));
+  EXPECT_EQ(2, raise(session, 1));
+  EXPECT_EQ((std::vector<unsigned>{1}), first.types);
+  EXPECT_EQ((std::vector<unsigned>{}), second.types);
+  EXPECT_EQ((std::vector<unsigned>{2, 1}), third.types);
+  EXPECT_EQ(std::vector<unsigned>(20, 2), fresh.types);
+  EXPECT_EQ(21, raise(session, 3));
+}
+
+TEST(Subscription, ContextClosedDuringDelivery) {
+  const Session session;
+  Listener first, second;
+  first.run = [&] { EXPECT_EQ(0, rovktrans_deinit(session.handle)); };
+  ASSERT_EQ(0, subscribe(session, first));
+  ASSERT_EQ(0, subscribe(session, second));
+  EXPECT_EQ(1, raise(session, 1));
+  EXPECT_TRUE(second.types.empty());
+}
+
+TEST(Subscription, DefaultCallbacksLogAndAreNotCounted) {
+  const Session session;
+  Listener listener;
+  EXPECT_EQ(0, rovktrans_common_register_default_callbacks(session.handle, unittest));
+  EXPECT_EQ(0, rovktrans_common_register_default_callbacks(session.handle, unittest));
+  EXPECT_EQ(0, rovktrans_led_0001_register_default_callbacks(session.handle, unittest)) << "has no events";
+  EXPECT_EQ(ROVK_COMMON_ERROR_UNKNOWN_PERIPHERAL, rovktrans_common_register_default_callbacks(session.handle, 0x7777));
+  EXPECT_EQ(0, raise(session, 1));
+  ASSERT_EQ(0, subscribe(session, listener));
+  EXPECT_EQ(1, raise(session, 2));
+  EXPECT_EQ(0, unsubscribe(session, listener));
+  EXPECT_EQ(0, raise(session, 3));
+}
