@@ -31,7 +31,7 @@ class Logs {
   void* open(const char* name) {
     const std::lock_guard guard(mutex_);
     named_.emplace(++last_, name);
-    return reinterpret_cast<void*>(last_);
+    return reinterpret_cast<void*>(last_);  // NOLINT(performance-no-int-to-ptr): never followed
   }
 
   void open_default(const char* name) {

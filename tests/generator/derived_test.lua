@@ -47,8 +47,8 @@ describe("the catalogue", function()
     })
   end)
 
-  -- Field names in order, where siblings differ: who takes one record for the other puts good values
-  -- into the wrong fields, and no size or type tells.
+  -- Field names with their offsets, where siblings differ: who takes one record for the other puts good
+  -- values into the wrong fields, and no size tells. A minus sign marks a signed field.
   it("keeps the order of fields that are easily mistaken", function()
     local orders = {
       rovk_command_payload_led_0001_set_state = "index:0 reserved:1 on:2 duty_cycle_on_ms:4 duty_cycle_off_ms:6",
@@ -67,7 +67,7 @@ describe("the catalogue", function()
       rovk_command_payload_eeprom_partition_table_0013_write_tag = "tag_id:0 partition_index:2 size:3 offset:4 data:6",
       rovk_response_payload_eeprom_partition_table_0013_get_tag_info_num = "size:0 offset:2 checksum:6 tag_id:10",
       rovk_command_payload_imgctrl_0006_get_param = "param:0 index:2",
-      rovk_command_payload_imgctrl_0006_set_param = "param:0 value:2 index:6",
+      rovk_command_payload_imgctrl_0006_set_param = "param:0 -value:2 index:6",
       rovk_response_payload_imgctrl_0006_get_sensor_dimensions = "height:0 width:2",
       rovk_command_payload_triangle_overlay_002b_set_triangle_positioning_coordinates = "reserved:0 index:1"
         .. " triangle_index:2 reserved2:4 pan_millidegrees:6 tilt_millidegrees:10 zoom_deciX:14",
@@ -80,8 +80,24 @@ describe("the catalogue", function()
         .. " stop_x_percent:2 stop_y_percent:3 min_start_x_percent:4 max_start_x_percent:5 min_start_y_percent:6"
         .. " max_start_y_percent:7 min_stop_x_percent:8 max_stop_x_percent:9 min_stop_y_percent:10"
         .. " max_stop_y_percent:11",
-      rovk_command_payload_positioning_002a_set_position = "index:0 reserved:1 pan_millidegrees:2 tilt_millidegrees:6"
+      rovk_command_payload_positioning_002a_set_position = "index:0 reserved:1 pan_millidegrees:2 -tilt_millidegrees:6"
         .. " pan_millidegrees_per_second:10 tilt_millidegrees_per_second:14 zoom_deciX:18 zoom_deciX_per_second:20",
+      rovk_response_payload_positioning_002a_get_position = "reserved:0 pan_millidegrees:2 -tilt_millidegrees:6"
+        .. " zoom_deciX:10",
+      rovk_command_payload_positioning_002a_set_velocity = "index:0 reserved:1 -pan_millidegrees_per_second:2"
+        .. " -tilt_millidegrees_per_second:6 -zoom_deciX_per_second:10",
+      rovk_response_payload_positioning_002a_get_velocity = "reserved:0 -pan_millidegrees_per_second:2"
+        .. " -tilt_millidegrees_per_second:6 -zoom_deciX_per_second:10",
+      rovk_response_payload_positioning_002a_get_implementation_tilt_limits = "reserved:0"
+        .. " -min_position_millidegrees:2 -max_position_millidegrees:6 min_position_separation_millidegrees:10"
+        .. " min_velocity_millidegrees_per_second:14 max_velocity_millidegrees_per_second:18",
+      rovk_command_payload_positioning_002a_set_soft_pan_limits = "index:0 reserved:1 min_position_millidegrees:2"
+        .. " max_position_millidegrees:6 min_velocity_millidegrees_per_second:10"
+        .. " max_velocity_millidegrees_per_second:14",
+      rovk_response_payload_temperature_sensor_0009_get_millidegree_celsius = "reserved:0 -millidegree_celsius:2",
+      rovk_command_payload_white_balance_001b_set_manual_red_gain_and_offset = "index:0 reserved:1 -red:2 -green:4"
+        .. " -blue:6 -offset:8",
+      rovk_response_payload_unittest_ffff_add_one_to_types = "-o1:0 o2:1 -o3:2 o4:4 -o5:6 o6:10",
       rovk_event_payload_fan_000b_state_change = "reserved:0 state:1 rpm:2 stall:4",
       rovk_event_payload_speed_pwm_0026_state_change = "index:0 on:1 on_speed_rpm:2 off_stall_detected:6",
       rovk_response_payload_power_pwm_0025_get_control_loop_parameters = "reserved:0 duty_cycle_percent:1"
@@ -97,7 +113,7 @@ describe("the catalogue", function()
       if orders[class.name] then
         local order = {}
         for position, field in ipairs(class.record.fields) do
-          order[position] = ("%s:%d"):format(field.name, field.offset)
+          order[position] = ("%s%s:%d"):format(field.signed and "-" or "", field.name, field.offset)
         end
         assert.are.equal(orders[class.name], table.concat(order, " "), class.name)
         orders[class.name] = nil

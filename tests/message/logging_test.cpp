@@ -118,7 +118,7 @@ TEST_F(Logging, OnlyLiveHandlesAreTaken) {
   void* log = open("log");
   int foreign = 0;
   rovk_message message = {};
-  void* const dead[] = {&foreign, &message, reinterpret_cast<void*>(UINTPTR_MAX), reinterpret_cast<char*>(log) + 1};
+  void* const dead[] = {&foreign, &message, static_cast<char*>(log) + 1, static_cast<char*>(log) - 1};
   for (void* handle : dead) {
     EXPECT_EQ(rovk_log(handle, 3, "text"), -EINVAL);
     EXPECT_EQ(rovk_log_message(handle, 3, &message), -EINVAL);
@@ -242,9 +242,9 @@ TEST_F(Logging, CopyGoesToATerminalAndToNothingElse) {
 TEST_F(Logging, ThreadsMayShareIt) {
   void* shared = open("shared");
   std::atomic<int> ready = 0;
-  std::vector<std::thread> threads;
-  for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([shared, &ready] {
+  std::thread threads[4];
+  for (std::thread& thread : threads) {
+    thread = std::thread([shared, &ready] {
       for (++ready; ready < 4;) std::this_thread::yield();
       for (int round = 0; round < 200; ++round) {
         void* own = nullptr;

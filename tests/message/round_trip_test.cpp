@@ -58,10 +58,10 @@ void fill(const Field& field, uint8_t* record, Slot& slot) {
     if (field.kind == Kind::version) {
       std::memcpy(native, wire, 2);
     } else if (field.width == 4) {
-      const uint32_t value = wire[0] | wire[1] << 8 | wire[2] << 16 | static_cast<uint32_t>(wire[3]) << 24;
+      const uint32_t value = wire[0] + 0x100U * wire[1] + 0x10000U * wire[2] + 0x1000000U * wire[3];
       std::memcpy(native, &value, 4);
     } else if (field.width == 2) {
-      const auto value = static_cast<uint16_t>(wire[2 * i] | wire[2 * i + 1] << 8);
+      const auto value = static_cast<uint16_t>(wire[2 * i] + 0x100U * wire[2 * i + 1]);
       std::memcpy(native, &value, 2);
     } else {
       native[0] = wire[i];
