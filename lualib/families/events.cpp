@@ -13,18 +13,25 @@ swig_type_entry* untyped_pointer() {
   return type;
 }
 
+int fail_handle(lua_State* L, const command_call& call, int index, const char* got) {
+  return swig_fail_argument(L, call.name(), index, "live subscription handle", got);
+}
+
+// The handle at an index when it is a live one; raises otherwise.
+swig_subscription_object* check_any_handle(lua_State* L, const command_call& call, int index) {
+  swig_wrapped_object* const wrapped = swig_wrapped_object_at(L, index);
+  if (!wrapped || wrapped->kind != SWIG_SUBSCRIPTION) {
+    const bool spent = wrapped && wrapped->kind == SWIG_SPENT;
+    fail_handle(L, call, index, spent ? "spent subscription handle" : swig_argument_type_name(L, index));
+  }
+  return reinterpret_cast<swig_subscription_object*>(wrapped);
+}
+
 // The handle at an index when it is a live one of the call's event; raises otherwise.
 swig_subscription_object* check_handle(lua_State* L, const command_call& call, int index) {
-  swig_wrapped_object* const wrapped = swig_wrapped_object_at(L, index);
-  const char* got = swig_argument_type_name(L, index);
-  if (wrapped && wrapped->kind == SWIG_SPENT) got = "spent subscription handle";
-  if (wrapped && wrapped->kind == SWIG_SUBSCRIPTION) {
-    auto* const handle = reinterpret_cast<swig_subscription_object*>(wrapped);
-    if (handle->event == call.row.detail) return handle;
-    got = "handle of another event";
-  }
-  swig_fail_argument(L, call.name(), index, "live subscription handle", got);
-  return nullptr;
+  swig_subscription_object* const handle = check_any_handle(L, call, index);
+  if (handle->event != call.row.detail) fail_handle(L, call, index, "handle of another event");
+  return handle;
 }
 
 }  // namespace
@@ -65,11 +72,19 @@ int rovk_run_unregister(lua_State* L, const command_call& call) {
 }
 
 int rovk_run_internal_command(lua_State* L, const command_call& call) {
-  // The reference of a command under way is the library's alone: no object that a script can have
-  // stands for one.
   const int last = call.row.argument_count;
   if (!lua_isnil(L, last)) {
-    return swig_fail_argument(L, call.name(), last, "reference of a command", swig_argument_type_name(L, last));
+    // A command's callback releases the reference it is given, but a subscription's is still the
+    // library's. So the function moves to a reference of its own; the subscription's stays until the
+    // script unsubscribes, empty, and events find nothing there to run.
+    auto* const reference = static_cast<swiglua_ref*>(check_any_handle(L, call, last)->wrapped.object.pointer);
+    if (!reference->state) return fail_handle(L, call, last, "released subscription handle");
+    lua_rawgeti(L, LUA_REGISTRYINDEX, reference->ref);
+    swiglua_ref* const moved = buildCallbackRef({L, lua_gettop(L)});
+    lua_pop(L, 1);
+    if (!moved) return 0;
+    swiglua_ref_clear(reference);
+    call.arguments.values[last - 1].pointer = moved;
   }
   invokers[call.row.invoker](call.target(), call.arguments.values, L);
   return 0;

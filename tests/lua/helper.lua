@@ -139,20 +139,23 @@ function helper.close(context)
   return require("rovk_message").rovktrans_deinit(context)
 end
 
--- The address of a service's peripheral.
-function helper.address(context, service)
+-- The addresses of all peripherals, by the name of their service; the first where there are several.
+function helper.addresses(context)
   local rovk = require("rovk_message")
-  local id = rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"]
+  local names, list = {}, {}
+  for _, service in ipairs(helper.model().services) do
+    if service.id then
+      names[service.id] = service.name
+    end
+  end
   local status, _, count = rovk.rovktrans_router_0000_get_count(context, rovk.ROVK_ROUTER_PERIPHERAL_ADDRESS)
   luassert.are.equal(0, status)
   for index = 0, count - 1 do
     local _, _, address = rovk.rovktrans_router_0000_get_route(context, rovk.ROVK_ROUTER_PERIPHERAL_ADDRESS, index)
-    local _, _, found = rovk.rovktrans_common_get_peripheral_info(context, address)
-    if found == id then
-      return address
-    end
+    local _, _, id = rovk.rovktrans_common_get_peripheral_info(context, address)
+    list[names[id]] = list[names[id]] or address
   end
-  error("no route to " .. service)
+  return list
 end
 
 -- Leaks ----------------------------------------------------------------------------------------

@@ -162,7 +162,17 @@ local function outs(texts, count)
   return texts
 end
 
--- What differs by family. Each returns what went wrong as a failed assertion that names the function.
+-- The values of a callback, as rows like those of results.
+local function callback_values(record)
+  local list = {}
+  for _, field in ipairs(record and record.values or {}) do
+    list[#list + 1] = { kind = field.kind == "record" and "version" or field.kind, width = field.width,
+      signed = field.signed, count = field.count }
+  end
+  return list
+end
+
+-- What differs by family.
 local check = {}
 
 function check.initialize(item)
@@ -247,12 +257,7 @@ end
 
 -- An accepted command: nothing is run before the library calls back, then once, then all is released.
 local function check_async(item)
-  local record = item.command.response
-  local results = {}
-  for _, field in ipairs(record and record.values or {}) do
-    results[#results + 1] = { kind = field.kind == "record" and "version" or field.kind, width = field.width,
-      signed = field.signed, count = field.count }
-  end
+  local results = callback_values(item.command.response)
   for _, case in ipairs { { "fill" }, { "untouched", 4 }, { "fill", 11, true } } do
     local got
     local state = new_state(function(...)
@@ -281,21 +286,17 @@ local function check_async(item)
   end
 end
 
-local function subscription()
-  local got = {}
-  local _, context = rovk.rovktrans_init(nil, nil)
-  local handle = rovk.rovktrans_common_reset_occurred_register_callback_lua(context, 7, function(...)
-    got[#got + 1] = helper.pack(...)
-  end)
-  return context, handle, got
-end
-
--- The internal callbacks, called from a script: a nil reference does nothing; a live one runs its
--- function with the values given, and a command's releases it.
+-- The internal callbacks, called from a script: a nil reference does nothing; that of a subscription
+-- runs its function with the values given, and a command's callback releases the function then.
 local function check_internal(item, with_error)
   recorder.reset()
   recorder.behave {}
-  local context, handle, got = subscription()
+  local got = {}
+  local _, context = rovk.rovktrans_init(nil, nil)
+  local event = with_error and "rovktrans_common_reset_occurred" or item.name:match("^internal_(.*)_event_callback$")
+  local handle = rovk[event .. "_register_callback_lua"](context, 7, function(...)
+    got[#got + 1] = helper.pack(...)
+  end)
   local state = { context = context }
   local values = samples(item, state)
   local last = #item.arguments
@@ -306,7 +307,7 @@ local function check_internal(item, with_error)
   values[last] = handle
   assert.are.equal(0, call(item, values).n, item.name)
   local expected = {}
-  for position, result in ipairs(item.values) do
+  for position, result in ipairs(callback_values((item.command or item.event)[with_error and "response" or "event"])) do
     local given = values[position + (with_error and 3 or 2)]
     if result.kind == "number" then
       expected[position] = helper.to_width(given, result.width, result.signed)
@@ -328,9 +329,17 @@ local function check_internal(item, with_error)
   expected.n = #expected
   assert.are.same({ expected }, got, item.name)
   assert.are.equal("", recorder.calls())
-  if not with_error then
-    assert.are.equal(0, rovk.rovktrans_common_reset_occurred_unregister_callback_lua(context, 7, handle))
+  assert.are.equal(1, recorder.raise())
+  assert.are.equal(with_error and 1 or 2, #got)
+  if with_error then
+    helper.refused(rovk[item.name], unpack(values, 1, values.n))
   end
+  local unregister = rovk[event .. "_unregister_callback_lua"]
+  helper.refused(unregister, context, 8, handle)
+  assert.are.equal(0, unregister(context, 7, handle))
+  assert.are.equal(0, recorder.raise())
+  helper.refused(unregister, context, 7, handle)
+  helper.refused(rovk[item.name], unpack(values, 1, values.n))
   recorder.reset()
 end
 
@@ -360,10 +369,7 @@ function check.register(item)
   assert.are.equal("userdata", type(handle))
   assert.are.equal("void *", swig_type(handle))
   assert.are.same(spelled(base .. "_register_callback", texts), recorded())
-  local results = {}
-  for _, field in ipairs(item.event.event.values) do
-    results[#results + 1] = { kind = field.kind, width = field.width, signed = field.signed, count = field.count }
-  end
+  local results = callback_values(item.event.event)
   local expected = values_of(results)
   expected.n = #expected
   for turn = 1, 3 do
