@@ -141,8 +141,8 @@ function c_types.callback_parameters(service, record, with_error)
     add(("struct rovk_error_%s_error *"):format(service.name), "error")
   end
   for _, field in ipairs(record and record.values or {}) do
-    add(value({ kind = field.kind == "record" and "version" or field.kind, width = field.width, signed = field.signed }),
-      field.name)
+    local kind = field.kind == "record" and "version" or field.kind
+    add(value({ kind = kind, width = field.width, signed = field.signed }), field.name)
   end
   add("void *", "user")
   return list

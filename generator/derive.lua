@@ -157,7 +157,8 @@ local function derive_functions(model)
   end
   for _, service in ipairs(model.services) do
     local error_text = ("struct rovk_error_%s_error *"):format(service.name)
-    local error_pointer = { kind = "pointer", text = error_text, type = ("_p_rovk_error_%s_error"):format(service.name) }
+    local error_pointer = { kind = "pointer", text = error_text,
+      type = ("_p_rovk_error_%s_error"):format(service.name) }
     for _, command in ipairs(service.commands) do
       local base = ("rovk_%s_%%s_%s"):format(service.name, command.name)
       local common = { service = service, command = command }
@@ -256,7 +257,8 @@ local function derive_constants(model)
     end
     add(prefix .. "_API_VERSION_MAJOR", service.api.major)
     add(prefix .. "_API_VERSION_MINOR", service.api.minor)
-    for _, group in ipairs { { "COMMAND", service.commands }, { "EVENT", service.events }, { "ERROR", service.errors } } do
+    for _, group in ipairs { { "COMMAND", service.commands }, { "EVENT", service.events },
+      { "ERROR", service.errors } } do
       for _, item in ipairs(group[2]) do
         item.constant = ("%s_%s_%s"):format(prefix, group[1], item.name:upper())
         add(item.constant, item.number, service.file)

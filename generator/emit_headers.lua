@@ -36,9 +36,11 @@ end
 
 local function emit_constants(model, folder)
   local out = begin(folder .. "/constants.h", "ROVK_CONSTANTS_H", {})
+  out:line("// NOLINTBEGIN(bugprone-reserved-identifier): some names of the protocol have two underscores.")
   for _, constant in ipairs(model.all_constants) do
     out:line("#define %s %d", constant.name, constant.value)
   end
+  out:line("// NOLINTEND(bugprone-reserved-identifier)")
   finish(out)
 end
 
