@@ -37,6 +37,7 @@ class DayNight : public Model {
   void reset() override {
     Model::reset();
     forget_plan();
+    update();
   }
 
   void sense(Input input, unsigned, int64_t) override {

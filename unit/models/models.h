@@ -30,13 +30,15 @@ std::unique_ptr<Model> make_eeprom_raw_0012(const Setup& setup);
 std::unique_ptr<Model> make_eeprom_partition_table_0013(const Setup& setup);
 // image_control.cpp
 std::unique_ptr<Model> make_imgctrl_0006(const Setup& setup);
-// lens.cpp
+// lens.cpp: the motors of the lens
 std::unique_ptr<Model> make_linear_actuator_000d(const Setup& setup);
 std::unique_ptr<Model> make_linear_actuator_0028(const Setup& setup);
 std::unique_ptr<Model> make_iris_0010(const Setup& setup);
-std::unique_ptr<Model> make_lens_focus_001f(const Setup& setup);
 std::unique_ptr<Model> make_zoom_0021(const Setup& setup);
 std::unique_ptr<Model> make_auto_back_focus_0020(const Setup& setup);
+// lens_focus.cpp
+std::unique_ptr<Model> make_lens_focus_001f(const Setup& setup);
+// day_night.cpp
 std::unique_ptr<Model> make_day_night_001d(const Setup& setup);
 // positioning.cpp
 std::unique_ptr<Model> make_positioning_002a(const Setup& setup);

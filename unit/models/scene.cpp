@@ -20,6 +20,11 @@ constexpr int64_t contrast = 4;
 constexpr int64_t steep_half = 20;
 constexpr int64_t gentle_half = 250;
 
+// Limits that are the wrong way round leave the lower one.
+double within(double value, int64_t low, int64_t high) {
+  return std::clamp(value, static_cast<double>(low), static_cast<double>(std::max(low, high)));
+}
+
 int64_t metric(int64_t contrast_seen, int64_t steps_off, int64_t half) {
   return contrast_seen * 1000 * half * half / (half * half + steps_off * steps_off);
 }
@@ -33,17 +38,16 @@ uint32_t raw_image_address(bool thermal) { return thermal ? 0x1f00'0000 : 0x1e00
 ImageStatistics image_statistics(Host& host, const Exposure& exposure) {
   Lens& lens = lens_of(host);
   const int64_t light = std::max<int64_t>(host.world().get(Input::light) / (lens.day_filter() ? filter_loss : 1), 0);
-  int64_t time = exposure.max_time;
-  int64_t gain = exposure.min_gain;
+  auto time = static_cast<double>(exposure.max_time);
+  auto gain = static_cast<double>(exposure.min_gain);
   if (exposure.automatic) {
     // Time first, gain only when the longest time is too short: gain shows the noise.
-    const int64_t wanted = exposure.target * exposure_per_step;
-    time = std::clamp(wanted / std::max<int64_t>(light * gain, 1), exposure.min_time,
-                      std::max(exposure.min_time, exposure.max_time));
-    gain = std::clamp(wanted / std::max<int64_t>(light * time, 1), exposure.min_gain,
-                      std::max(exposure.min_gain, exposure.max_gain));
+    const double wanted =
+        static_cast<double>(exposure.target) * exposure_per_step / static_cast<double>(std::max<int64_t>(light, 1));
+    time = within(wanted / gain, exposure.min_time, exposure.max_time);
+    gain = within(wanted / time, exposure.min_gain, exposure.max_gain);
   }
-  const int64_t signal = light * time / exposure_per_step * gain;
+  const auto signal = static_cast<int64_t>(static_cast<double>(light) * time * gain / exposure_per_step);
   ImageStatistics seen = {};
   seen.average = std::min(black_level + signal, raw_pixel_high);
   seen.minimum = std::min(black_level + signal / contrast, raw_pixel_high);
