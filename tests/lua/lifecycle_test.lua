@@ -1,0 +1,147 @@
+-- Contexts: opening, closing, looking peripherals up, and what is no context.
+
+local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
+package.path = folder .. "/?.lua;" .. package.path
+local helper = require("helper")
+local probe = require("probe")
+local rovk = require("rovk_message")
+local unit = require("rovk_unit")
+local loop = require("rovk_loop")
+
+local EINVAL = -22
+
+describe("contexts", function()
+  helper.watch(before_each, after_each)
+
+  it("open on a simulated unit by default, and close once", function()
+    for _, text in ipairs { false, "", "sim", "sim?timeout_ms=500", "sim?clock=virtual",
+      "sim?clock=virtual&latency_ms=5&timeout_ms=100", "sim?unit=named&clock=real" } do
+      local results = helper.pack(rovk.rovktrans_init(text or nil, nil))
+      assert.are.equal(2, results.n)
+      assert.are.equal(0, results[1], tostring(text))
+      assert.are.equal("void *", swig_type(results[2]))
+      assert.are.equal(0, (rovk.rovktrans_common_nop(results[2], 0, 0)))
+      assert.are.same({ n = 1, 0 }, helper.pack(rovk.rovktrans_deinit(results[2])))
+      assert.are.same({ n = 1, EINVAL }, helper.pack(rovk.rovktrans_deinit(results[2])))
+    end
+    for _, text in ipairs { "unknown", "sim?", "sim?x=1", "sim?timeout_ms=", "sim?timeout_ms=x", "sim?timeout_ms=-1",
+      "sim?clock=odd", "sim?clock=virtual&clock=virtual", "?timeout_ms=5", "sim&clock=virtual", 42, "sim?unit=" } do
+      assert.are.same({ n = 2, EINVAL }, helper.pack(rovk.rovktrans_init(text, nil)), tostring(text))
+    end
+    local status, context = rovk.rovktrans_init(nil, rovk.rovk_version()) -- the pointer is not used
+    assert.are.equal(0, status)
+    assert.are.equal(0, rovk.rovktrans_deinit(context))
+  end)
+
+  it("that are none are answered with a status or a Lua error, never used", function()
+    local spent = helper.open()
+    assert.are.equal(0, helper.close(spent))
+    local message = rovk.rovk_message()
+    local function nothing() end
+    for _, wrong in ipairs { spent, rovk.rovk_version(), message, message.cre.c.payload, rovk.rovk_protocol_version,
+      false } do
+      wrong = wrong or nil
+      assert.are.equal(EINVAL, (rovk.rovktrans_deinit(wrong)))
+      assert.are.same({ n = 3, EINVAL, { error_id = 0 }, 0 },
+        helper.pack(rovk.rovktrans_unittest_ffff_add_one(wrong, 65535, 1)))
+      assert.are.equal(EINVAL, rovk.rovktrans_unittest_ffff_add_one_async(wrong, 65535, nil, nil, 1))
+      assert.are.equal(EINVAL, rovk.rovktrans_unittest_ffff_add_one_async_lua(wrong, 65535, nothing, 1))
+      assert.is_nil(rovk.rovktrans_button_0002_state_change_register_callback_lua(wrong, 1, nothing))
+      assert.are.equal(EINVAL, rovk.rovktrans_button_0002_state_change_register_callback(wrong, 1, nil, nil))
+      assert.are.equal(EINVAL, rovk.rovktrans_button_0002_state_change_unregister_callback(wrong, 1, nil))
+      assert.are.equal(EINVAL, rovk.rovktrans_button_0002_state_change_unregister_callback_lua(wrong, 1, nil))
+      assert.are.equal(EINVAL, rovk.rovktrans_button_0002_register_default_callbacks(wrong, 1))
+      assert.is_nil(rovk.rovktrans_find_peripheral(wrong, 1))
+      assert.is_nil(rovk.rovktrans_find_device(wrong, 1, 1))
+      assert.are.equal(0, select("#", rovk.rovktrans_log_message(wrong, 7, "a line without a context")))
+      for _, result in ipairs { helper.pack(pcall(loop.dispatch, wrong, 0)), helper.pack(pcall(loop.fd, wrong)),
+        helper.pack(pcall(unit.now, wrong)), helper.pack(pcall(unit.advance, wrong, 1)) } do
+        assert.is_true(result[1] == false or result[2] == nil)
+      end
+    end
+    for _, foreign in ipairs { io.stdout, newproxy(), probe.light() } do
+      helper.refused(rovk.rovktrans_deinit, foreign)
+      helper.refused(rovk.rovktrans_unittest_ffff_add_one, foreign, 65535, 1)
+      helper.refused(rovk.rovktrans_find_device, foreign, 1, 1)
+      helper.refused(rovk.rovktrans_log_message, foreign, 3, "x")
+      helper.refused(rovk.rovktrans_button_0002_state_change_register_callback_lua, foreign, 1, nothing)
+      helper.refused(rovk.rovktrans_button_0002_state_change_unregister_callback_lua, nil, 1, foreign)
+    end
+  end)
+
+  it("find peripherals and devices", function()
+    local context = helper.open()
+    local at = helper.addresses(context)
+    local found = 0
+    for _, service in ipairs(helper.model().services) do
+      if service.id then
+        local address = rovk.rovktrans_find_peripheral(context, service.id)
+        assert.is_not_nil(address, service.name)
+        assert.is_not_nil(("|" .. swig_type(address) .. "|"):find("|rovk_address *|", 1, true))
+        assert.is_nil(getmetatable(address))
+        local bytes = probe.bytes(address, 2)
+        assert.are.equal(at[service.name], bytes:byte(1) + 256 * bytes:byte(2), service.name)
+        found = found + 1
+      end
+    end
+    assert.are.equal(50, found)
+    assert.is_nil(rovk.rovktrans_find_peripheral(context, 0x1E))
+    assert.is_nil(rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID, 9999))
+    assert.is_nil(rovk.rovktrans_find_device(context, 0x2D, 1))
+    for name, index in pairs { LED_FRONT_PANEL_GREEN = 0, LED_FRONT_PANEL_RED = 1 } do
+      local id = rovk["ROVK_PERIPHERAL_DEVICE_ID_" .. name]
+      local device = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID, id)
+      assert.are.same({ at.led_0001, index }, { device.address, device.index })
+      assert.is_false((select(2, probe.object(device))))
+      local _, _, back = rovk.rovktrans_common_get_peripheral_device_id(context, device.address, device.index)
+      assert.are.equal(id, back)
+      assert.are.equal(0, (rovk.rovktrans_led_0001_set_state(context, device.address, device.index, 1, 10, 20)))
+    end
+    -- Boards that have a peripheral of their own of one service.
+    local boards = {}
+    for id = rovk.ROVK_PERIPHERAL_DEVICE_ID_EEPROM_PARTITION_TABLE_IMAGER_0_BOARD,
+      rovk.ROVK_PERIPHERAL_DEVICE_ID_EEPROM_PARTITION_TABLE_IMAGER_3_BOARD do
+      local device = rovk.rovktrans_find_device(context, rovk.ROVK_EEPROM_PARTITION_TABLE_0013_PERIPHERAL_ID, id)
+      assert.is_nil(boards[device.address])
+      boards[device.address] = true
+    end
+    -- What was found stays readable when the object and the context are gone.
+    local address = rovk.rovktrans_find_peripheral(context, 1)
+    collectgarbage()
+    helper.close(context)
+    assert.are.equal(2, #probe.bytes(address, 2))
+  end)
+
+  it("are apart from each other, unless they share a unit by name", function()
+    local a, b = helper.open(), helper.open()
+    local c, d = helper.open("sim?unit=house"), helper.open("sim?unit=house")
+    local led = helper.addresses(a).led_0001
+    local set, get = rovk.rovktrans_led_0001_set_state, rovk.rovktrans_led_0001_get_state
+    assert.are.equal(0, (set(a, led, 0, 1, 11, 22)))
+    assert.are.equal(0, (set(c, led, 0, 1, 33, 44)))
+    assert.are.same({ 0, { error_id = 0 }, 1, 11, 22 }, { get(a, led, 0) })
+    assert.are_not.equal(11, (select(4, get(b, led, 0))))
+    assert.are.same({ 0, { error_id = 0 }, 1, 33, 44 }, { get(d, led, 0) })
+    helper.close(c)
+    assert.are.equal(33, (select(4, get(d, led, 0))))
+  end)
+
+  it("take lines for their log and give nothing back", function()
+    local context = helper.open()
+    for _, call in ipairs { { 7, "text" }, { -1, "50% %s %n %d" }, { 100, 42 }, { "7", "" } } do
+      assert.are.equal(0, helper.pack(rovk.rovktrans_log_message(context, call[1], call[2])).n)
+    end
+    assert.are.equal(0, helper.pack(rovk.rovktrans_log_message(context, 7, nil)).n)
+  end)
+
+  it("keep the clock of their unit", function()
+    local context = helper.open()
+    local start = unit.now(context)
+    assert.is_true(unit.advance(context, 1500))
+    assert.are.equal(start + 1500, unit.now(context))
+    helper.refused(unit.advance, context, -1)
+    local real = helper.open("sim")
+    local ok, _, status = unit.advance(real, 1)
+    assert.are.same({ "nil", -1 }, { type(ok), status }) -- EPERM
+  end)
+end)

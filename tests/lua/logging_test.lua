@@ -1,0 +1,62 @@
+-- The log of librovk-message as a script has it. What is written goes to syslog; here it is about
+-- arguments, results and survival.
+
+local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
+package.path = folder .. "/?.lua;" .. package.path
+local helper = require("helper")
+local rovk = require("rovk_message")
+
+describe("logging", function()
+  helper.watch(before_each, after_each)
+
+  it("opens and closes the default log", function()
+    for _, name in ipairs { "rovk test", 42, false } do
+      assert.are.same({ n = 1, 0 }, helper.pack(rovk.rovk_logging_init(name or nil, nil)))
+      assert.are.same({ n = 1, 0 }, helper.pack(rovk.rovk_logging_deinit(nil)))
+    end
+    for _, wrong in ipairs { rovk.rovk_version(), rovk.rovk_message(), helper.open() } do
+      assert.are.same({ n = 1, -22 }, helper.pack(rovk.rovk_logging_deinit(wrong)))
+    end
+    for _, foreign in ipairs { io.stdout, newproxy() } do
+      helper.refused(rovk.rovk_logging_deinit, foreign)
+      helper.refused(rovk.rovk_log, foreign, 7, "x")
+      helper.refused(rovk.rovk_log_error, nil, 7, foreign)
+    end
+  end)
+
+  it("takes any priority and any text, and gives nothing back", function()
+    local v, m, e = rovk.rovk_version(), rovk.rovk_message(), rovk.rovk_error_common_error()
+    rovk.rovk_led_0001_initialize_get_state_command(m, 1, 2)
+    for _, handle in ipairs { false, v, helper.open() } do -- nil, and two that are no logs
+      for _, priority in ipairs { rovk.ROVK_LOG_PRIORITY_DEBUG, 100, "7", 1e10 } do
+        for _, text in ipairs { "a line", "%s %n %d %999999s 100%", 42, "", ("x"):rep(10000), "line\nfeed", false } do
+          assert.are.equal(0, helper.pack(rovk.rovk_log(handle or nil, priority, text or nil)).n)
+        end
+        for _, message in ipairs { m, rovk.rovk_message(), false } do
+          assert.are.equal(0, helper.pack(rovk.rovk_log_message(handle or nil, priority, message or nil)).n)
+        end
+        for _, record in ipairs { e, false } do
+          assert.are.equal(0, helper.pack(rovk.rovk_log_error(handle or nil, priority, record or nil)).n)
+        end
+      end
+    end
+  end)
+
+  it("reads an untyped error only as far as the object reaches", function()
+    -- A record of 22 bytes is what an error is; of a shorter object the rest is not its own. Whether it
+    -- is logged or refused, a checked run must stay silent.
+    for _, short in ipairs { rovk.rovk_version(), rovk.rovk_error_payload_common_busy or rovk.rovk_device_address(),
+      rovk.rovk_message().route } do
+      pcall(rovk.rovk_log_error, nil, 7, short)
+    end
+  end)
+
+  it("writes the lines on a terminal only", function()
+    assert.are.equal("", helper.process([[
+      local rovk = require("rovk_message")
+      rovk.rovk_logging_init("rovk test", nil)
+      rovk.rovk_log(nil, 7, "not on a pipe")
+      rovk.rovktrans_log_message(nil, 7, "neither")
+    ]]))
+  end)
+end)
