@@ -231,6 +231,8 @@ int run(const char* folder) {
   lua_getglobal(L, "package");
   lua_pushfstring(L, "%s/?.so", folder);
   lua_setfield(L, -2, "cpath");
+  lua_pushfstring(L, "%s/?.lua", folder);
+  lua_setfield(L, -2, "path");
   if (luaL_loadstring(L, prelude) != 0 || lua_pcall(L, 0, 0, 0) != 0) stop(L);
 
   std::printf("%-52s %12s %12s %7s  %s\n", "", "ours", "by hand", "ratio", "bar");

@@ -47,7 +47,7 @@ local function show_partition(partition, id, size, free, tagged, used)
     local tag_size, offset, checksum, tag =
       check(rovk.rovktrans_eeprom_partition_table_0013_get_tag_info_num(context, address, number, partition))
     print(("  tag %d: %d bytes at %d, checksum %08x: %s"):format(tag, tag_size, offset, checksum,
-      (read_tag(partition, tag, tag_size):gsub("[^%g ]", "."))))
+      (read_tag(partition, tag, tag_size):gsub("[^%w%p ]", "."))))
   end
 end
 

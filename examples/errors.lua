@@ -26,13 +26,13 @@ assert(refused == rovk.ROVK_COMMON_ERROR_INVALID_PAYLOAD)
 tell("nobody at this address", rovk.rovktrans_led_0001_get_state(context, 4711, 0))
 
 -- A peripheral with a fault refuses everything until the fault is cleared.
-assert(unit.fault(context, led.address, 17) == 0)
+assert(unit.fault(context, led.address, 17))
 local _, errors = tell("a faulty peripheral", rovk.rovktrans_led_0001_get_state(context, led.address, led.index))
 assert(errors.fault_id == 17)
 tell("clear the fault", rovk.rovktrans_common_clear_fault(context, led.address))
 
 -- Below the protocol the status is a negative errno.
-assert(unit.disturb(context, "lose", 1, 0) == 0)
+assert(unit.disturb(context, "lose", 1, 0))
 tell("an answer got lost", rovk.rovktrans_led_0001_get_state(context, led.address, led.index))
 
 -- A wrong call is a Lua error, and nothing was sent.

@@ -20,7 +20,7 @@ assert(rovk.rovktrans_button_0002_get_state_async_lua(context, button.address, f
   print("answer: pressed " .. pressed)
   left = left - 1
 end, button.index) == 0)
-assert(unit.press(context, button.index) == 0)
+assert(unit.press(context, button.index))
 
 local descriptors = { [loop.fd(context)] = { events = { IN = true } } }
 while left > 0 do

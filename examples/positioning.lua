@@ -23,8 +23,8 @@ local function show(when)
 end
 
 for _, axis in ipairs { "pan", "tilt", "zoom" } do
-  local low, high, _, _, fastest = positioning("get_implementation_" .. axis .. "_limits")
-  print(("%-4s from %d to %d, at most %d a second"):format(axis, low, high, fastest))
+  local low, high, _, slowest, fastest = positioning("get_implementation_" .. axis .. "_limits")
+  print(("%-4s from %d to %d, by %d to %d a second"):format(axis, low, high, slowest, fastest))
 end
 
 show("at the start")
@@ -42,7 +42,7 @@ positioning("set_velocity", 0, 0, 0)
 show("stopped")
 
 -- Soft limits lie within those of the implementation.
-positioning("set_soft_pan_limits", 60000, 80000, 0, 20000)
+positioning("set_soft_pan_limits", 60000, 80000, 1000, 20000)
 print("soft pan limits", positioning("get_soft_pan_limits"))
 positioning("clear_soft_limits", 1, 1, 1)
 print("valid after clearing", (positioning("get_soft_pan_limits")))

@@ -45,11 +45,11 @@ local EXPECTED = {
   },
   positioning = {
     "pan +from 0 to %d+",
-    "half a second on +pan +%d+",
+    "half a second on +pan +22500",
     "at the target +pan +90000, tilt +%-10000 millidegrees, zoom +50 deciX",
     "velocity now\t%-10000\t0\t0",
     "stopped +pan +70000",
-    "soft pan limits\t1\t60000\t80000",
+    "soft pan limits\t1\t60000\t80000\t1000\t20000",
     "valid after clearing\t0",
   },
   logging = { "four lines logged" },

@@ -107,7 +107,7 @@ if ((EUID == 0)); then
   expect "configures" logged "cmake --preset release"
   expect "builds what a script needs" logged "release rovk_scripts"
   expect "runs the script with its arguments" logged "lua5.1 examples/tour.lua one two words"
-  expect "finds our modules first, then Lua's own" printed "with $work/checkout/build/release/lib/?.so;;"
+  expect "finds our modules first, then Lua's own" printed "with $work/checkout/build/release/lualib/?.so;;"
 
   call run examples/tour.lua
   expect "a second run installs nothing" not_logged apt-get
@@ -127,7 +127,7 @@ if ((EUID == 0)); then
   settings=(LC_ALL=C LUA_CPATH=/mine/?.so)
   call run examples/tour.lua
   expect "nothing missing: no apt-get" not_logged apt-get
-  expect "keeps the caller's path" printed "lib/?.so;/mine/?.so"
+  expect "keeps the caller's path" printed "lualib/?.so;/mine/?.so"
 
   fresh
   settings=(UPDATE_STATUS=100)
