@@ -108,6 +108,7 @@ class Registers {
   };
   void declare(const Register& row);
   const Cell& cell(std::string_view subject, std::string_view field) const;
+  Cell& cell(std::string_view subject, std::string_view field);
   void read(Call& call, unsigned device, std::string_view subject) const;
   void write(const Call& call, unsigned device, std::string_view subject);
 

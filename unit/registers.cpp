@@ -49,6 +49,10 @@ Register of_type(std::string_view subject, const Field& field) {
   return {subject, field.name, low, low + span - 1, 0};
 }
 
+[[noreturn]] void no_register(std::string_view subject, std::string_view field) {
+  throw std::logic_error("no register " + std::string(subject) + "." + std::string(field));
+}
+
 }  // namespace
 
 Registers::Registers(const catalogue::Service& service, unsigned devices, std::span<const Register> declared)
@@ -76,9 +80,13 @@ void Registers::declare(const Register& row) {
 
 const Registers::Cell& Registers::cell(std::string_view subject, std::string_view field) const {
   const auto found = cells_.find({subject, field});
-  if (found == cells_.end()) {
-    throw std::logic_error("no register " + std::string(subject) + "." + std::string(field));
-  }
+  if (found == cells_.end()) no_register(subject, field);
+  return found->second;
+}
+
+Registers::Cell& Registers::cell(std::string_view subject, std::string_view field) {
+  const auto found = cells_.find({subject, field});
+  if (found == cells_.end()) no_register(subject, field);
   return found->second;
 }
 
@@ -87,7 +95,7 @@ int64_t Registers::get(std::string_view subject, std::string_view field, unsigne
 }
 
 void Registers::set(std::string_view subject, std::string_view field, unsigned device, int64_t value) {
-  const_cast<Cell&>(cell(subject, field)).values.at(device) = value;
+  cell(subject, field).values.at(device) = value;
 }
 
 int64_t Registers::low(std::string_view subject, std::string_view field) const { return cell(subject, field).row.low; }

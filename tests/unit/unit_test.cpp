@@ -132,6 +132,25 @@ TEST(Unit, KeepsTheOrderOfMessages) {
   EXPECT_EQ(bench.unit.clock().now(), Time{5s});
 }
 
+// As many commands as a peripheral says it can hold, and not one more, until the first is done.
+TEST(Unit, RefusesMoreCommandsThanItsQueueHolds) {
+  Bench bench;
+  const uint16_t slow = address_of("calibration_0015");
+  const int64_t depth = bench.ask("common", "get_peripheral_info", {}, slow)["queue_depth"];
+  const auto calibrate = [&] {
+    bench.send("calibration_0015", "run_color_calibration");
+    return bench.next();
+  };
+  for (int64_t i = 0; i < depth; ++i) EXPECT_FALSE(calibrate()) << "it takes time";
+  const auto refused = calibrate();
+  ASSERT_TRUE(refused);
+  EXPECT_EQ(refused->error, ROVK_COMMON_ERROR_BUSY);
+  EXPECT_EQ(bench.ask("common", "get_fault", {}, slow).error, 0);
+  bench.advance(60s);
+  for (int64_t i = 0; i < depth; ++i) ASSERT_TRUE(bench.next());
+  EXPECT_FALSE(calibrate());
+}
+
 TEST(Unit, RealClockRuns) {
   Unit unit(Options{});
   const uint16_t application = unit.join();
