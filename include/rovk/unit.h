@@ -17,14 +17,14 @@ extern "C" {
 int32_t rovk_unit_now(void* context, uint64_t* now_ns);
 
 /* Moves a virtual clock forward and lets the unit do all that falls due on the way. -EPERM: the clock
- * is the real one. */
+ * is the real one. -EINVAL: beyond the clock's range. */
 int32_t rovk_unit_advance(void* context, uint64_t duration_ns);
 
 /* Sets what an input sees. Names and units: "temperature" (millidegrees Celsius), "light" (millilux),
  * "bus_voltage" (mV), "current" (mA), "analog" (mV), "button" (0, 1), "alarm" (0 open, 1 closed,
  * 2 sabotaged), "switch_contact" (0, 1), "fan_blocked" (0, 1), "motor_blocked" (0, 1),
  * "port_taken" (0, 1).
- * -ENOENT: no such input. */
+ * -ENOENT: no such input. -EINVAL: an index above 255. */
 int32_t rovk_unit_set_input(void* context, const char* input, uint32_t index, int64_t value);
 int32_t rovk_unit_get_input(void* context, const char* input, uint32_t index, int64_t* value);
 

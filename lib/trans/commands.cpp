@@ -71,6 +71,21 @@ int32_t finish_removal(Context& context, uint16_t address, unsigned count) {
 
 const catalogue::Event* event_of(EventKey key) { return &catalogue::services()[key.service].events[key.event]; }
 
+// A wait that is known to the context for as long as this stands.
+class Waiting {
+ public:
+  Waiting(Transactions& transactions, Wait& wait) : transactions_(transactions), wait_(wait) {
+    transactions_.enter(wait_);
+  }
+  ~Waiting() { transactions_.leave(wait_); }
+  Waiting(const Waiting&) = delete;
+  Waiting& operator=(const Waiting&) = delete;
+
+ private:
+  Transactions& transactions_;
+  Wait& wait_;
+};
+
 }  // namespace
 
 int32_t transact(Context& context, const Command& command, uint16_t address, const void* const* inputs, Mode mode,
@@ -79,10 +94,9 @@ int32_t transact(Context& context, const Command& command, uint16_t address, con
   int32_t status = compose(context, command, address, inputs, message);
   if (status != 0) return status;
   Wait wait = {.uuid = wire::uuid(message), .address = address, .deadline_ns = context.now_ns() + context.limit_ns};
-  context.transactions.enter(wait);
+  const Waiting waiting(context.transactions, wait);
   status = rovk_transport_send(context.transport.get(), &message);
   if (status == 0) status = await(context, wait, mode);
-  context.transactions.leave(wait);
   if (status != 0) return status;
   answer = wait.answer;
   return status_of(answer);

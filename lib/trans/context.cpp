@@ -11,7 +11,7 @@ namespace {
 struct Register {
   std::mutex mutex;
   std::unordered_map<void*, std::shared_ptr<Context>> live;
-  uintptr_t last = 0;
+  uintptr_t last = 0x54720001;
 };
 
 // Never destroyed: a context may still be open while the process ends.
@@ -20,11 +20,12 @@ Register& contexts() {
   return *instance;
 }
 
-// Handles are odd numbers, so no address of an object is one by chance. Null: all are used up.
+// Handles are odd numbers, so no address of an object is one by chance; nor are they near to 0, where
+// other numbers that serve as handles begin. Null: all are used up.
 void* next_handle() {
   const std::lock_guard lock(contexts().mutex);
   if (contexts().last >= UINTPTR_MAX - 2) return nullptr;
-  contexts().last += contexts().last == 0 ? 1 : 2;
+  contexts().last += 2;
   return reinterpret_cast<void*>(contexts().last);
 }
 

@@ -80,10 +80,17 @@ unsigned run_kept(Context& context) {
   return call(context, *done, nullptr, &error);
 }
 
+// Takes in all that is there. 0, or what the transport failed with.
+int32_t receive_all(Context& context) {
+  int32_t status = 0;
+  do {
+    status = receive(context, 0);
+  } while (status == 0);
+  return status == -ETIMEDOUT || status == -ENODATA ? 0 : status;
+}
+
 // Runs all that is due now and nothing that callbacks add to it.
 unsigned run_due(Context& context) {
-  while (receive(context, 0) == 0) {
-  }
   const uint64_t now = context.now_ns();
   unsigned count = 0;
   for (std::size_t left = context.kept.size(); left > 0 && !context.kept.empty(); --left) count += run_kept(context);
@@ -103,6 +110,11 @@ int32_t await(Context& context, Wait& wait, Mode mode) {
     if (wait.state == Wait::State::closed || context.closed()) return -ECANCELED;
     if (mode == Mode::run_callbacks && !context.kept.empty()) {
       run_kept(context);
+      // Callbacks that keep issuing commands do not hold the call beyond its time.
+      if (!context.closed() && context.now_ns() >= wait.deadline_ns) {
+        const int32_t status = receive_all(context);
+        if (wait.state == Wait::State::waiting) return status != 0 ? status : -ETIMEDOUT;
+      }
       continue;
     }
     uint64_t until = wait.deadline_ns;
@@ -125,8 +137,10 @@ int32_t dispatch(Context& context, int32_t timeout_ms) {
   const uint64_t deadline =
       timeout_ms < 0 ? no_deadline : context.now_ns() + static_cast<uint64_t>(timeout_ms) * 1'000'000;
   for (;;) {
+    const int32_t failure = receive_all(context);
     const unsigned count = run_due(context);
     if (count > 0) return static_cast<int32_t>(std::min<unsigned>(count, INT32_MAX));
+    if (failure != 0) return failure;
     if (context.closed() || timeout_ms == 0 || context.now_ns() >= deadline) return 0;
     const int32_t status = receive(context, std::min(deadline, context.transactions.first_deadline_ns()));
     if (status == -ENODATA) return 0;

@@ -8,6 +8,20 @@
 
 namespace rovk::trans {
 
+// Counts a delivery that is under way; the end of the outermost one tidies the list.
+class Subscriptions::Delivery {
+ public:
+  explicit Delivery(Subscriptions& subscriptions) : subscriptions_(subscriptions) { ++subscriptions_.deliveries_; }
+  ~Delivery() {
+    if (--subscriptions_.deliveries_ == 0) subscriptions_.sweep();
+  }
+  Delivery(const Delivery&) = delete;
+  Delivery& operator=(const Delivery&) = delete;
+
+ private:
+  Subscriptions& subscriptions_;
+};
+
 void Subscriptions::reserve() {
   if (entries_.size() == entries_.capacity()) entries_.reserve(2 * entries_.size() + 4);
 }
@@ -57,7 +71,7 @@ unsigned Subscriptions::deliver(void* context, const rovk_message& message) {
   const uint16_t address = wire::peripheral(message);
   const uint8_t id = wire::body(message);
   const std::size_t end = entries_.size();
-  ++deliveries_;
+  const Delivery delivery(*this);
   for (std::size_t place = 0; place < end; ++place) {
     // A copy: a callback may subscribe, which moves the list.
     const Subscription entry = entries_[place];
@@ -70,7 +84,6 @@ unsigned Subscriptions::deliver(void* context, const rovk_message& message) {
     ++count;
     entry.callback.call(entry.callback.function, context, address, nullptr, values.list(), entry.user);
   }
-  if (--deliveries_ == 0) sweep();
   return count;
 }
 

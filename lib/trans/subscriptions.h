@@ -39,6 +39,7 @@ class Subscriptions {
   unsigned deliver(void* context, const rovk_message& message);
 
  private:
+  class Delivery;
   template <typename Which>
   unsigned remove_if(Which which);
   void sweep();

@@ -61,7 +61,9 @@ int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot
 
 void rovk_transport_close(rovk_transport* transport) { delete transport; }
 
-uint16_t rovk_transport_application(rovk_transport* transport) { return transport->application(); }
+uint16_t rovk_transport_application(rovk_transport* transport) {
+  return transport ? transport->application() : uint16_t{0};
+}
 
 int32_t rovk_transport_send(rovk_transport* transport, const rovk_message* message) {
   if (!transport || !message) return -EINVAL;
@@ -92,6 +94,7 @@ int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message,
 }
 
 uint64_t rovk_transport_now_ns(rovk_transport* transport) {
+  if (!transport) return 0;
   const std::lock_guard lock(transport->shared().mutex);
   return static_cast<uint64_t>(transport->shared().unit.clock().now().count());
 }

@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "scripted_transport.h"
+#include "trans/transaction.h"
 
 namespace {
 
@@ -118,6 +119,7 @@ TEST_F(Scripted, FailuresBelow) {
   scripted.receive_status = -EIO;
   EXPECT_EQ(-EIO, rovktrans_unittest_ffff_add_one(context_, address, nullptr, 1, nullptr));
   EXPECT_EQ(-EIO, rovktrans_dispatch(context_, -1));
+  EXPECT_EQ(-EIO, rovktrans_dispatch(context_, 0));
   EXPECT_EQ(0, calls);
   EXPECT_EQ(0, rovktrans_deinit(context_));
   EXPECT_EQ(1, calls);
@@ -129,21 +131,44 @@ TEST_F(Scripted, FailuresBelow) {
   EXPECT_EQ(nullptr, none);
 }
 
-// Transaction numbers have 24 bits; one that is still in use is passed over when they come round.
-TEST_F(Scripted, NumbersComeRound) {
-  const auto ignore = [](void*, uint16_t, rovk_error_unittest_ffff_error*, uint8_t, void* user) {
-    ++*static_cast<int*>(user);
+// A callback that always issues the next command, with its answer there at once, takes no blocking
+// call beyond its time.
+TEST_F(Scripted, CallsEndInTimeAmongBusyCallbacks) {
+  struct Chain {
+    void* context;
+    int calls = 0;
+    static void run(void*, uint16_t, rovk_error_unittest_ffff_error* error, uint8_t, void* user) {
+      auto* const chain = static_cast<Chain*>(user);
+      ++chain->calls;
+      scripted.now_ns += 1'000'000;
+      if (!error) rovktrans_unittest_ffff_add_one_async(chain->context, address, run, user, 1);
+    }
+  } chain = {context_};
+  answer([](uint8_t*) {}, false);
+  ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_async(context_, address, Chain::run, &chain, 1));
+  const auto answering = scripted.on_send;
+  scripted.on_send = [&](const rovk_message& command) {
+    if (command.cre.c.opcode == ROVK_UNITTEST_FFFF_COMMAND_ADD_ONE) answering(command);
   };
-  int calls = 0;
-  ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_async(context_, address, ignore, &calls, 1));
-  const uint32_t first = scripted.sent[0].route.uuid & 0xffffff;
-  scripted.sent.clear();
-  scripted.sent.reserve(4);
-  scripted.send_status = -EPIPE;
-  for (uint32_t number = first; number < 0xffffff; ++number) {
-    rovktrans_unittest_ffff_add_one(context_, address, nullptr, 1, nullptr);
+  EXPECT_EQ(-ETIMEDOUT, rovktrans_unittest_ffff_fail(context_, address, nullptr, 1));
+  EXPECT_EQ(100, chain.calls);
+  EXPECT_EQ(0, rovktrans_deinit(context_));
+  EXPECT_EQ(101, chain.calls);
+  context_ = nullptr;
+}
+
+// Transaction numbers have 24 bits; one that is still in use is passed over when they come round.
+TEST(Transactions, NumbersComeRound) {
+  rovk::trans::Transactions transactions;
+  const auto number = [&] { return transactions.next_uuid(0x20).value() & 0xffffff; };
+  ASSERT_EQ(1U, number());
+  ASSERT_EQ(2U, number());
+  transactions.add(
+      {.uuid = 0x20000001, .address = address, .deadline_ns = 1, .command = nullptr, .callback = {}, .user = nullptr});
+  rovk::trans::Wait wait = {.uuid = 0x21000002, .address = address, .deadline_ns = 1};
+  transactions.enter(wait);
+  while (number() != 0xffffff) {
   }
-  scripted.send_status = 0;
-  ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_async(context_, address, nullptr, nullptr, 1));
-  EXPECT_EQ(2U, scripted.sent[0].route.uuid & 0xffffff);
+  EXPECT_EQ(3U, number());
+  EXPECT_EQ(0x1fU, *transactions.next_uuid(0x1f) >> 24);
 }
