@@ -73,6 +73,7 @@ struct Unit::State final : Host {
   explicit State(const Options& given) : options(given), clock(given.virtual_clock) {
     const std::vector<Fitting> fitted = fittings();
     std::vector<uint16_t> addresses;
+    addresses.reserve(fitted.size());
     for (const Fitting& fitting : fitted) addresses.push_back(fitting.address);
     for (const Fitting& fitting : fitted) {
       const Setup setup = {*fitting.service, *this, fitting.devices, fitting.location};

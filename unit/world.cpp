@@ -8,8 +8,8 @@ namespace rovk::unit {
 namespace {
 
 constexpr std::array<std::string_view, input_count> names = {
-    "temperature", "light", "bus_voltage",    "current",     "analog",
-    "button",      "alarm", "switch_contact", "fan_blocked", "motor_blocked", "port_taken",
+    "temperature", "light",          "bus_voltage", "current",       "analog",     "button",
+    "alarm",       "switch_contact", "fan_blocked", "motor_blocked", "port_taken",
 };
 
 }  // namespace
