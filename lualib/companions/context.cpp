@@ -7,14 +7,8 @@
 
 namespace {
 
-// The entry of `void *`, or null when rovk_message was never opened in this state.
-const swig_type_entry* untyped_pointer(lua_State* L) {
-  lua_pushliteral(L, "swig_runtime_data_type_pointer4");
-  lua_rawget(L, LUA_REGISTRYINDEX);
-  const auto* const head = static_cast<const swig_module_entry*>(lua_touserdata(L, -1));
-  lua_pop(L, 1);
+const swig_type_entry* find_untyped_pointer(const swig_module_entry* head) {
   const swig_module_entry* module = head;
-  if (!module) return nullptr;
   do {
     for (unsigned i = 0; i < module->size; ++i) {
       if (strcmp(module->types[i]->name, "_p_void") == 0) return module->types[i];
@@ -22,6 +16,23 @@ const swig_type_entry* untyped_pointer(lua_State* L) {
     module = module->next;
   } while (module != head);
   return nullptr;
+}
+
+// The entry of `void *`, or null when rovk_message was never opened in this state.
+const swig_type_entry* untyped_pointer(lua_State* L) {
+  lua_pushliteral(L, "swig_runtime_data_type_pointer4");
+  lua_rawget(L, LUA_REGISTRYINDEX);
+  const auto* const head = static_cast<const swig_module_entry*>(lua_touserdata(L, -1));
+  lua_pop(L, 1);
+  if (!head) return nullptr;
+  // The search goes over all names, once: the ring and its entries stay as long as the process.
+  static thread_local const swig_module_entry* searched_head = nullptr;
+  static thread_local const swig_type_entry* found = nullptr;
+  if (head != searched_head) {
+    found = find_untyped_pointer(head);
+    searched_head = head;
+  }
+  return found;
 }
 
 }  // namespace
