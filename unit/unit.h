@@ -22,6 +22,8 @@ struct Options {
   Time latency{0};  // from a command's arrival to its answer's, on top of what the command itself takes
 };
 
+// Belongs to one thread at a time and starts none. What throws is memory running out, or a defect of a
+// model (std::logic_error): a name that the catalogue does not know.
 class Unit {
  public:
   explicit Unit(const Options& options);
