@@ -112,6 +112,10 @@ TEST_F(Imaging, StatisticsFollowTheLightAndTheExposure) {
   const int64_t some = average();
   unit.set_input(Input::light, 0, 200'000);
   EXPECT_NEAR(static_cast<double>(average() - dark), 2.0 * static_cast<double>(some - dark), 4.0);
+  // Without its filter the sensor sees twice as much.
+  unit.set_input(Input::light, 0, 100'000);
+  set(EXP_DN_MODE, 2);
+  EXPECT_NEAR(static_cast<double>(average() - dark), 2.0 * static_cast<double>(some - dark), 4.0);
   unit.set_input(Input::light, 0, 100'000'000);
   const Received full = ask("imaging_pipe_statistics_0024", "get_image_statistics");
   EXPECT_EQ(full["raw_pixel_average"], 4095);
@@ -219,6 +223,9 @@ TEST_F(BulkDump, TheServerNeedsItsPort) {
   unit.set_input(Input::port_taken, 0, 0);
   EXPECT_EQ(error("http_enable", {{"enable", 1}}), 0);
   EXPECT_GT(get(files, "http_port"), 1023);
+  // A server that runs holds the port itself.
+  unit.set_input(Input::port_taken, 0, 1);
+  EXPECT_EQ(error("http_enable", {{"enable", 1}}), 0);
   EXPECT_EQ(error("http_enable", {{"enable", 0}}), 0);
   EXPECT_EQ(get(files, "http_port"), 0);
 }

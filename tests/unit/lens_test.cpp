@@ -166,8 +166,14 @@ TEST_F(LensTest, ManualFocusFollowsTheFilter) {
   ask(image, "set_param", {{"param", EXP_DN_MODE}, {"value", 2}});
   advance(400ms);
   EXPECT_EQ(movements(day_night), "1");
+  listen(focus);
   advance(5s);
   EXPECT_EQ(position(), 900);
+  for (const Received& event : events()) {
+    if (event.peripheral == address_of(focus)) {
+      EXPECT_EQ(event["index"], 0) << "the thermal lens has no filter";
+    }
+  }
 }
 
 TEST_F(LensTest, WarmthRefocusesWhenItIsAskedFor) {

@@ -70,6 +70,7 @@ TEST_F(PositioningTest, EachAxisArrivesInItsOwnTimeAndSaysSo) {
   advance(1s);
   EXPECT_EQ(movements(), ". ");
   expect_at(30'000, -20'000, 20);
+  EXPECT_EQ(ask(head, "get_velocity", {})["pan_millidegrees_per_second"], 0);
   ASSERT_EQ(go(30'000, -20'000, 20).error, 0);
   ASSERT_EQ(go(40'000, -10'000, 20).error, 0);
   advance(2s);
@@ -152,7 +153,12 @@ TEST_F(PositioningTest, SoftLimitsHoldUntilTheyAreCleared) {
   EXPECT_EQ(ask(head, "get_soft_tilt_limits", {})["valid"], 1);
   ASSERT_EQ(ask(head, "clear_soft_limits", {{"clear_tilt_soft_limits", 1}}).error, 0);
   EXPECT_EQ(ask(head, "get_soft_tilt_limits", {})["valid"], 0);
-  EXPECT_EQ(go(0, -90'000, 10).error, 0);
+  ASSERT_EQ(go(0, -90'000, 10, {{"tilt_millidegrees_per_second", 60'000}}).error, 0);
+  advance(5s);
+  ASSERT_EQ(soft(-10'000, -10'000 + gap, 100, 10'000).error, 0);
+  ASSERT_EQ(run(0, -1'000, 0).error, 0);
+  advance(5s);
+  expect_at(0, -90'000, 10);
 }
 
 TEST_F(PositioningTest, NewSoftLimitsEndAMovementUnderWay) {

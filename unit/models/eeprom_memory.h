@@ -1,6 +1,6 @@
 // The bytes of one board's EEPROM and their layout: a table of partitions, and in a tagged partition a
-// header, a directory of tags from the front and their data from the back. Nothing but
-// the locks is kept beside the bytes, so what is overwritten is really lost, and found by its checksum.
+// header, a directory of tags from the front and their data from the back. Nothing but the locks is kept
+// beside the bytes, so what is overwritten is really lost, and found by its checksum.
 #pragma once
 
 #include <rovk/constants.h>

@@ -183,7 +183,8 @@ class ImageControl : public Model {
     put(WB_MANUAL_GAIN_GG, gain_one);
     put(WB_MANUAL_GAIN_BB, gain_one * gain_one / light.blue);
     if (square == ROVK_IMGCTRL_0006_MACBETH_SQUARE_WHITE_ONLY) {
-      for (const int offset : {WB_MANUAL_OFFSET_R, WB_MANUAL_OFFSET_G, WB_MANUAL_OFFSET_B}) put(static_cast<uint16_t>(offset), 0);
+      for (const int offset : {WB_MANUAL_OFFSET_R, WB_MANUAL_OFFSET_G, WB_MANUAL_OFFSET_B})
+        put(static_cast<uint16_t>(offset), 0);
     }
   }
 
