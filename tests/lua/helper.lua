@@ -37,17 +37,19 @@ function helper.module_path(name)
 end
 
 -- Runs a text in a process of its own, under the interpreter that runs this one, and gives what it
--- wrote, the standard error stream included.
+-- wrote, the standard error stream included, and its exit code.
 function helper.process(text)
   local script = os.tmpname()
   local file = assert(io.open(script, "w"))
   file:write(("package.cpath, package.path = %q, %q\n"):format(package.cpath, package.path), text)
   file:close()
-  local pipe = assert(io.popen(("%s %s 2>&1"):format(helper.luajit and "luajit" or "lua5.1", script)))
+  local interpreter = helper.luajit and "luajit" or "lua5.1"
+  local pipe = assert(io.popen(("%s %s 2>&1; printf '\\n%%d' $?"):format(interpreter, script)))
   local output = pipe:read("*a")
   pipe:close()
   os.remove(script)
-  return output
+  local text_out, code = output:match("^(.*)\n(%d+)$")
+  return text_out, tonumber(code)
 end
 
 local aggressive = os.getenv("ROVK_GC") == "aggressive"
@@ -137,6 +139,21 @@ function helper.close(context)
     end
   end
   return require("rovk_message").rovktrans_deinit(context)
+end
+
+-- Runs what is due and what comes within `ms` milliseconds of the unit's clock; the number of callbacks.
+function helper.deliver(context, ms)
+  local unit, loop = require("rovk_unit"), require("rovk_loop")
+  luassert.is_true(unit.advance(context, ms or 0))
+  local total = 0
+  while true do
+    local count = loop.dispatch(context, 0)
+    luassert.is_number(count)
+    if count == 0 then
+      return total
+    end
+    total = total + count
+  end
 end
 
 -- The addresses of all peripherals, by the name of their service; the first where there are several.

@@ -1,6 +1,7 @@
 // See CMakeLists.txt. The layout of a wrapped object is part of what the module promises to modules
 // that share its types, so it is written down here a second time on purpose.
 #include <dlfcn.h>
+#include <poll.h>
 
 #include <cstdint>
 #include <lua.hpp>
@@ -35,6 +36,14 @@ int object(lua_State* L) {
   return 4;
 }
 
+// probe.readable(fd, ms): is the descriptor readable within the time?
+int readable(lua_State* L) {
+  pollfd descriptor = {static_cast<int>(luaL_checkinteger(L, 1)), POLLIN, 0};
+  lua_pushboolean(L, poll(&descriptor, 1, static_cast<int>(luaL_checkinteger(L, 2))) == 1);
+  return 1;
+}
+
+// probe.light(): a light userdata.
 int light(lua_State* L) {
   static int target;
   lua_pushlightuserdata(L, &target);
@@ -73,8 +82,8 @@ int embed(lua_State* L) {
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) int luaopen_probe(lua_State* L) {
-  static const luaL_Reg functions[] = {{"bytes", bytes}, {"object", object}, {"light", light},
-                                       {"run", run},     {"embed", embed},   {nullptr, nullptr}};
+  static const luaL_Reg functions[] = {{"bytes", bytes}, {"object", object},     {"light", light},  {"run", run},
+                                       {"embed", embed}, {"readable", readable}, {nullptr, nullptr}};
   lua_newtable(L);
   luaL_register(L, nullptr, functions);
   return 1;

@@ -1,0 +1,192 @@
+-- Asynchronous commands: when the function runs, with what, and how often.
+
+local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
+package.path = folder .. "/?.lua;" .. package.path
+local helper = require("helper")
+local rovk = require("rovk_message")
+local loop = require("rovk_loop")
+local unit = require("rovk_unit")
+
+local SELF = rovk.ROVK_UNITTEST_PERIPHERAL_ADDRESS
+local FAILURE = rovk.ROVK_COMMON_ERROR_COMMUNICATION_FAILURE
+
+local function rep(value, count)
+  local list = {}
+  for index = 1, count do
+    list[index] = value
+  end
+  return list
+end
+
+-- A callback that keeps what it got, call by call.
+local function keeper()
+  local got = {}
+  return got, function(...)
+    got[#got + 1] = helper.pack(...)
+  end
+end
+
+describe("asynchronous commands", function()
+  helper.watch(before_each, after_each)
+
+  it("bring what the blocking form brings, each of the 272", function()
+    for _, input in ipairs { 0, 1, 77 } do
+      local one, other = helper.open(), helper.open()
+      local at = helper.addresses(one)
+      helper.addresses(other)
+      local count = 0
+      for _, service in ipairs(helper.model().services) do
+        for _, command in ipairs(service.commands) do
+          local name = "rovktrans_" .. service.name .. "_" .. command.name
+          local address = at[service.name] or 0
+          local inputs = {}
+          for _, field in ipairs(command.command and command.command.values or {}) do
+            inputs[#inputs + 1] = field.kind == "array" and rep(input, 5) or input
+          end
+          local blocking = helper.pack(rovk[name](one, address, unpack(inputs)))
+          local got, keep = keeper()
+          local results = helper.pack(rovk[name .. "_async_lua"](other, address, keep, unpack(inputs)))
+          assert.are.same({ n = 1, 0 }, results, name)
+          assert.are.equal(0, #got, name)
+          for _ = 1, 200 do
+            if #got > 0 or loop.dispatch(other, 60000) == 0 then
+              break
+            end
+          end
+          assert.are.equal(1, #got, name)
+          assert.are.equal(blocking.n - 1, got[1].n, name)
+          assert.are.same(blocking[2], got[1][got[1].n], name)
+          for position = 1, got[1].n - 1 do
+            if blocking[1] == 0 or type(got[1][position]) == "number" then
+              assert.are.same(blocking[position + 2], got[1][position], name)
+            end
+          end
+          count = count + 1
+        end
+      end
+      assert.are.equal(272, count)
+    end
+  end)
+
+  it("run inside dispatch, inside a blocking command and inside deinit, never at once", function()
+    local context = helper.open()
+    local got, keep = keeper()
+    local add = rovk.rovktrans_unittest_ffff_add_one_async_lua
+    assert.are.equal(0, add(context, SELF, keep, 1))
+    assert.are.same({}, got)
+    assert.are.equal(1, loop.dispatch(context, 1000))
+    assert.are.same({ { n = 2, 2, { error_id = 0 } } }, got)
+    assert.are.equal(0, loop.dispatch(context, 1000))
+    assert.are.equal(0, add(context, SELF, keep, 2))
+    assert.are.equal(0, (rovk.rovktrans_unittest_ffff_add_two(context, SELF, 5)))
+    assert.are.equal(0, (rovk.rovktrans_unittest_ffff_add_two(context, SELF, 5)))
+    assert.are.equal(2, #got)
+    assert.are.equal(0, add(context, SELF, keep, 3))
+    assert.are.equal(0, helper.close(context))
+    assert.are.equal(3, #got)
+    assert.are.same({ 2, FAILURE }, { got[3].n, got[3][2].error_id })
+    assert.are.equal(0, got[3][1])
+  end)
+
+  it("answer in order, a thousand at once", function()
+    local context = helper.open()
+    local got, keep = keeper()
+    for value = 1, 1000 do
+      assert.are.equal(0, rovk.rovktrans_unittest_ffff_add_two_async_lua(context, SELF, keep, value))
+    end
+    collectgarbage()
+    helper.deliver(context, 5000)
+    assert.are.equal(1000, #got)
+    for value = 1, 1000 do
+      assert.are.equal(value + 2, got[value][1])
+    end
+  end)
+
+  it("end once when answers are lost, doubled, late, garbled or somebody else's", function()
+    for _, case in ipairs {
+      { "lose", 0, FAILURE }, { "duplicate", 0, 0 }, { "delay", 100, 0 }, { "delay", 3600000, FAILURE },
+      { "corrupt", 0, FAILURE }, { "misdirect", 0, FAILURE },
+    } do
+      local context = helper.open("sim?clock=virtual&timeout_ms=500")
+      local got, keep = keeper()
+      assert.is_true(unit.disturb(context, case[1], 1, case[2]))
+      assert.are.equal(0, rovk.rovktrans_unittest_ffff_add_one_async_lua(context, SELF, keep, 1))
+      helper.deliver(context, 499)
+      assert.are.equal(case[3] == 0 and 1 or 0, #got, case[1])
+      helper.deliver(context, 2)
+      assert.are.equal(1, #got, case[1])
+      assert.are.same({ 2, case[3] }, { got[1].n, got[1][2].error_id }, case[1])
+      assert.are.equal(case[3] == 0 and 2 or 0, got[1][1])
+      if case[3] ~= 0 then
+        assert.are.equal(SELF, got[1][2].peripheral_address)
+        assert.are.equal("number", type(got[1][2].type))
+      end
+      helper.deliver(context, 2 * 3600000)
+      assert.are.equal(1, #got, case[1])
+      assert.are.same({ n = 3, 0, { error_id = 0 }, 8 },
+        helper.pack(rovk.rovktrans_unittest_ffff_add_one(context, SELF, 7)))
+    end
+  end)
+
+  it("keep their function until it has run, and no longer", function()
+    local context = helper.open()
+    local weak, calls = setmetatable({}, { __mode = "v" }), 0
+    for index = 1, 3 do
+      local marker = {}
+      weak[index] = function(_, errors)
+        calls = calls + (marker and errors.error_id == 0 and 1 or 0)
+        if index == 2 then
+          error(marker)
+        end
+      end
+      assert.are.equal(0, rovk.rovktrans_unittest_ffff_add_one_async_lua(context, SELF, weak[index], index))
+    end
+    collectgarbage()
+    collectgarbage()
+    assert.are.same({ "function", "function", "function" }, { type(weak[1]), type(weak[2]), type(weak[3]) })
+    helper.deliver(context, 1000)
+    assert.are.equal(3, calls)
+    collectgarbage()
+    collectgarbage()
+    assert.is_nil(next(weak))
+  end)
+
+  it("that are refused leave nothing behind", function()
+    local _, keep = keeper()
+    for _ = 1, 20 do
+      assert.are.equal(-22, rovk.rovktrans_unittest_ffff_add_one_async_lua(nil, SELF, keep, 1))
+    end
+    helper.fails("Error in rovktrans_common_echo_async_lua (arg 4), expected 'table' got 'string'",
+      rovk.rovktrans_common_echo_async_lua, nil, 1, keep, "x")
+    helper.fails("number must not be negative", rovk.rovktrans_unittest_ffff_add_one_async_lua, nil, SELF, keep, -1)
+  end)
+
+  it("in the raw form drop the answer", function()
+    local context = helper.open()
+    assert.are.same({ n = 1, 0 }, helper.pack(rovk.rovktrans_unittest_ffff_add_one_async(context, SELF, nil, nil, 1)))
+    assert.are.same({ n = 1, 0 },
+      helper.pack(rovk.rovktrans_common_echo_async(context, SELF, nil, rovk.rovk_version(), { 1, 2 })))
+    assert.are.equal(0, rovk.rovktrans_led_0001_set_state_async(context, 0x7777, nil, nil, 1, 2, 3, 4))
+    helper.deliver(context, 5000)
+    assert.are.equal(0, (rovk.rovktrans_common_nop(context, SELF, 0)))
+  end)
+
+  it("do nothing when a script calls their internal callback with nil", function()
+    assert.are.equal(0, select("#", rovk.internal_rovktrans_common_reset_callback(nil, 0, nil, nil)))
+    assert.are.equal(0, select("#", rovk.internal_rovktrans_common_echo_callback(nil, 0, nil, { 1 }, nil)))
+    assert.are.equal(0, select("#", rovk.internal_rovktrans_common_get_aliases_callback(nil, 0, nil, 1, -5, nil)))
+  end)
+
+  it("stand a collection at each allocation", function()
+    helper.collecting(function()
+      local context = helper.open()
+      local got, keep = keeper()
+      assert.are.equal(0, rovk.rovktrans_common_get_peripheral_info_async_lua(context, 0, keep))
+      assert.are.equal(0, rovk.rovktrans_common_echo_async_lua(context, 0, keep, { 9 }))
+      assert.are.equal(0, rovk.rovktrans_unittest_ffff_fail_async_lua(context, SELF, keep, 2))
+      assert.are.equal(0, rovk.rovktrans_common_reset_async_lua(context, 0, function() error({}) end))
+      helper.deliver(context, 1000)
+      assert.are.same({ 3, 7, 9, 2 }, { #got, got[1][2].minor, got[2][1][1], got[3][1].fault_id })
+    end)
+  end)
+end)

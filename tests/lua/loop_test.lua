@@ -1,0 +1,150 @@
+-- rovk_loop: when callbacks run, for scripts with a loop of their own.
+
+local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
+package.path = folder .. "/?.lua;" .. package.path
+local helper = require("helper")
+local probe = require("probe")
+local rovk = require("rovk_message")
+local loop = require("rovk_loop")
+local unit = require("rovk_unit")
+
+local SELF = rovk.ROVK_UNITTEST_PERIPHERAL_ADDRESS
+
+local function ask(context, action)
+  assert.are.equal(0, rovk.rovktrans_unittest_ffff_add_one_async_lua(context, SELF, action, 1))
+end
+
+describe("the loop", function()
+  helper.watch(before_each, after_each)
+
+  it("runs what is due and says how much that was", function()
+    local context = helper.open("sim?clock=virtual&latency_ms=20")
+    local calls = 0
+    local function count()
+      calls = calls + 1
+    end
+    assert.are.equal(0, loop.dispatch(context, 0))
+    assert.are.equal(0, loop.dispatch(context))
+    for _ = 1, 3 do
+      ask(context, count)
+    end
+    assert.are.equal(0, loop.dispatch(context, 0))
+    local start = unit.now(context)
+    assert.are.equal(0, loop.dispatch(context, 19))
+    assert.are.equal(start + 19, unit.now(context))
+    assert.are.equal(3, loop.dispatch(context, 1000)) -- the first ends the wait, all that is due runs
+    assert.are.equal(start + 20, unit.now(context))
+    ask(context, count)
+    assert.are.equal(1, loop.dispatch(context, -1))
+    assert.are.equal(0, loop.dispatch(context, -1)) -- nothing can come any more
+    assert.are.equal(4, calls)
+  end)
+
+  it("waits by the real clock", function()
+    local context = helper.open("sim?latency_ms=30")
+    local calls = 0
+    ask(context, function() calls = calls + 1 end)
+    local start = unit.now(context)
+    assert.are.equal(0, loop.dispatch(context, 0))
+    assert.are.equal(1, loop.dispatch(context, 5000))
+    local took = unit.now(context) - start
+    assert.is_true(calls == 1 and took >= 29 and took < 4000, took)
+  end)
+
+  it("has a descriptor that tells when there is something to do", function()
+    for _, text in ipairs { "sim", "sim?latency_ms=30", "sim?timeout_ms=40" } do
+      local context = helper.open(text)
+      local at = helper.addresses(context)
+      local fd = loop.fd(context)
+      assert.are.equal("number", type(fd))
+      assert.are.equal(fd, loop.fd(context))
+      assert.is_false(probe.readable(fd, 0))
+      local calls = 0
+      local function count()
+        calls = calls + 1
+      end
+      if text:find("timeout", 1, true) then
+        assert.is_true(unit.disturb(context, "lose", 1))
+      end
+      ask(context, count)
+      assert.is_true(probe.readable(fd, 5000), text)
+      for _ = 1, 100 do -- a wake-up may come for what runs no callback
+        if calls == 1 then
+          break
+        end
+        assert.is_true(probe.readable(fd, 5000), text)
+        assert.are.equal("number", type(loop.dispatch(context, 0)))
+      end
+      assert.are.equal(1, calls)
+      assert.is_false(probe.readable(fd, 0), text)
+      local handle = rovk.rovktrans_button_0002_state_change_register_callback_lua(context, at.button_0002, count)
+      unit.press(context, 0)
+      assert.is_true(probe.readable(fd, 5000))
+      assert.are.equal(1, loop.dispatch(context, 5000))
+      assert.is_false(probe.readable(fd, 0))
+      assert.are.equal(0,
+        rovk.rovktrans_button_0002_state_change_unregister_callback_lua(context, at.button_0002, handle))
+    end
+  end)
+
+  it("runs until it is stopped or its context is closed", function()
+    local context = helper.open("sim?latency_ms=5")
+    local calls = 0
+    local function again()
+      calls = calls + 1
+      if calls < 5 then
+        ask(context, again)
+      else
+        loop.stop(context)
+      end
+    end
+    ask(context, again)
+    assert.are.equal(5, loop.run(context))
+    assert.are.equal(5, calls)
+    ask(context, function() loop.stop(context) end)
+    assert.are.equal(1, loop.run(context))
+    local closed
+    ask(context, function()
+      closed = helper.close(context)
+      loop.stop(context)
+    end)
+    assert.are.equal("number", type(loop.run(context)))
+    assert.are.equal(0, closed)
+    local results = helper.pack(loop.run(context))
+    assert.are.same({ n = 3, nil, results[2], -22 }, results)
+    assert.are.equal("string", type(results[2]))
+  end)
+
+  it("may be entered again from a callback", function()
+    local context = helper.open("sim?clock=virtual&latency_ms=10")
+    local order = {}
+    ask(context, function()
+      order[#order + 1] = "outer begins"
+      ask(context, function() order[#order + 1] = "inner" end)
+      assert(loop.dispatch(context, 1000) == 1)
+      order[#order + 1] = "outer ends"
+    end)
+    assert.is_true(loop.dispatch(context, 1000) >= 1)
+    assert.are.same({ "outer begins", "inner", "outer ends" }, order)
+  end)
+
+  it("checks what it is given", function()
+    local context = helper.open()
+    for _, call in ipairs { { loop.dispatch, context, "x" }, { loop.dispatch, {}, 0 }, { loop.fd, 1 },
+      { unit.set, context, "button", -1, 0 }, { unit.set, context, "button", 0.5, 0 }, { unit.set, context, 1 },
+      { unit.advance, context, -1 }, { unit.reset, context, 65536, 0 }, { unit.fault, context, 0, -1 },
+      { unit.spontaneous_error, context, 0, 1, "x" }, { unit.spontaneous_error, context, 0, 1, { 256 } },
+      { unit.spontaneous_error, context, 0, 1, { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19 } },
+      { unit.disturb, context, "lose", "x" } } do
+      helper.refused(unpack(call))
+    end
+    for _, call in ipairs { { unit.set, "weather", 0, 1 }, { unit.get, "weather", 0 }, { unit.reset, 0x7777, 0 },
+      { unit.fault, 0x7777, 1 }, { unit.spontaneous_error, 0x7777, 1 }, { unit.disturb, "paint", 1 } } do
+      local results = helper.pack(call[1](context, unpack(call, 2)))
+      assert.are.same({ n = 3, nil, results[2], results[3] }, results)
+      assert.is_true(type(results[2]) == "string" and results[3] < 0)
+    end
+    assert.is_true(unit.set(context, "temperature", 2, -40000))
+    assert.are.equal(-40000, unit.get(context, "temperature", 2))
+  end)
+end)
