@@ -176,7 +176,8 @@ describe("messages", function()
   end)
 
   it("of the wrong kind give a status and zeros", function()
-    local c, r, e, record = rovk.rovk_message(), rovk.rovk_message(), rovk.rovk_message(), rovk.rovk_error_common_error()
+    local c, r, e = rovk.rovk_message(), rovk.rovk_message(), rovk.rovk_message()
+    local record = rovk.rovk_error_common_error()
     rovk.rovk_led_0001_initialize_get_state_command(c, 1, 2)
     rovk.rovk_led_0001_initialize_get_state_response(r, c, 1, 2, 3)
     rovk.rovk_common_initialize_fault_exists_error(e, c, 5, 0xABCD)
@@ -233,7 +234,8 @@ describe("messages", function()
     local build, read = rovk.rovk_common_initialize_get_aliases_response, rovk.rovk_common_retrieve_get_aliases_response
     local ten = { 1, 2, 3, 4, 5, 6, 7, 8, 9, 65535 }
     for _, case in ipairs {
-      { 1, 0x1234, { 0x1234, 0, 0, 0, 0, 0, 0, 0, 0, 0 } }, { 10, ten, ten }, { 0, {}, { 0, 0, 0, 0, 0, 0, 0, 0, 0, 0 } },
+      { 1, 0x1234, { 0x1234, 0, 0, 0, 0, 0, 0, 0, 0, 0 } }, { 10, ten, ten },
+      { 0, {}, { 0, 0, 0, 0, 0, 0, 0, 0, 0, 0 } },
       { 3, { "7", 65536, -4 }, { 7, 0, 0, 0, 0, 0, 0, 0, 0, 0 } }, { 65535, 9, { 9, 0, 0, 0, 0, 0, 0, 0, 0, 0 } },
     } do
       assert.are.equal(0, helper.pack(build(r, c, case[1], case[2])).n)
@@ -251,8 +253,8 @@ describe("messages", function()
       rovk.rovk_common_initialize_get_peripheral_info_response(r, c, 1, version(1, 2), version(3, 4), version(5, 6), 1,
         2, 3, 4)
       local results = { rovk.rovk_common_retrieve_get_peripheral_info_response(r) }
-      assert.are.same({ 0, 1, { major = 1, minor = 2 }, { major = 3, minor = 4 }, { major = 5, minor = 6 }, 1, 2, 3, 4 },
-        results)
+      assert.are.same({ 0, 1, { major = 1, minor = 2 }, { major = 3, minor = 4 }, { major = 5, minor = 6 }, 1, 2, 3,
+        4 }, results)
       rovk.rovk_common_initialize_echo_response(r, r, { 1, 2, 3 })
     end)
   end)

@@ -278,8 +278,8 @@ describe("wrapped objects", function()
   -- The functions of a metatable are within a script's reach.
   describe("called out of turn", function()
     local function wrong_values()
-      return { 1, "x", true, {}, print, io.stdout, newproxy(), newproxy(true), probe.light(), coroutine.create(function() end),
-        setmetatable({}, getmetatable(rovk.rovk_version())) }
+      return { 1, "x", true, {}, print, io.stdout, newproxy(), newproxy(true), probe.light(),
+        coroutine.create(function() end),        setmetatable({}, getmetatable(rovk.rovk_version())) }
     end
 
     it("refuse whatever is no object", function()

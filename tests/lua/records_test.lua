@@ -32,8 +32,8 @@ local BY_HAND = {
     .. "num_cycles:u8@10 final_state_open:u8@11 =12",
   command_payload_eeprom_partition_table_0013_write = "size:u8@0 partition_index:u8@1 offset:u32@2 data:b16@6 =22",
   command_payload_eeprom_partition_table_0013_read_tag = "tag_id:u16@0 partition_index:u8@2 size:u8@3 offset:u16@4 =6",
-  response_payload_eeprom_partition_table_0013_get_tag_info_num = "size:u16@0 offset:u32@2 checksum:u32@6 tag_id:u16@10 "
-    .. "=12",
+  response_payload_eeprom_partition_table_0013_get_tag_info_num = "size:u16@0 offset:u32@2 checksum:u32@6 "
+    .. "tag_id:u16@10 =12",
   response_payload_imgctrl_0006_get_param = "echo_param:u16@0 current_val:i32@2 default_val:i32@6 min_val:i32@10 "
     .. "max_val:i32@14 q_bits:u8@18 =19",
   command_payload_imgctrl_0006_set_param = "param:u16@0 value:i32@2 index:u8@6 =7",
@@ -46,15 +46,16 @@ local BY_HAND = {
   command_payload_triangle_overlay_002b_set_triangle_positioning_coordinates = "reserved:u8@0 index:u8@1 "
     .. "triangle_index:u16@2 reserved2:u16@4 pan_millidegrees:u32@6 tilt_millidegrees:u32@10 zoom_deciX:u16@14 =16",
   command_payload_linear_actuator_000d_move_steps = "reserved:u8@0 index:u8@1 steps:i32@2 block:u8@6 =7",
-  response_payload_linear_actuator_0028_get_position = "reserved:u16@0 position:u32@2 speed:u32@6 min:u32@10 max:u32@14 "
-    .. "home:u32@18 =22",
+  response_payload_linear_actuator_0028_get_position = "reserved:u16@0 position:u32@2 speed:u32@6 min:u32@10 "
+    .. "max:u32@14 home:u32@18 =22",
   command_payload_positioning_002a_set_position = "index:u8@0 reserved:u8@1 pan_millidegrees:u32@2 "
-    .. "tilt_millidegrees:i32@6 pan_millidegrees_per_second:u32@10 tilt_millidegrees_per_second:u32@14 zoom_deciX:u16@18 "
-    .. "zoom_deciX_per_second:u16@20 =22",
+    .. "tilt_millidegrees:i32@6 pan_millidegrees_per_second:u32@10 tilt_millidegrees_per_second:u32@14 "
+    .. "zoom_deciX:u16@18 zoom_deciX_per_second:u16@20 =22",
   response_payload_positioning_002a_get_velocity = "reserved:u16@0 pan_millidegrees_per_second:i32@2 "
     .. "tilt_millidegrees_per_second:i32@6 zoom_deciX_per_second:i16@10 =12",
   response_payload_heater_000a_get_pwm = "reserved:u16@0 frequency_hz:u32@2 min_frequency_hz:u32@6 "
-    .. "max_frequency_hz:u32@10 duty_cycle_percent:u16@14 min_duty_cycle_percent:u16@16 max_duty_cycle_percent:u16@18 =20",
+    .. "max_frequency_hz:u32@10 duty_cycle_percent:u16@14 min_duty_cycle_percent:u16@16 "
+    .. "max_duty_cycle_percent:u16@18 =20",
   event_payload_fan_000b_state_change = "reserved:u8@0 state:u8@1 rpm:u16@2 stall:u8@4 =5",
   response_payload_power_pwm_0025_get_control_loop_parameters = "reserved:u8@0 duty_cycle_percent:u8@1 "
     .. "frequency_hz:u32@2 min_frequency_hz:u32@6 max_frequency_hz:u32@10 min_duty_cycle_percent:u8@14 "
