@@ -36,11 +36,7 @@ const char* object_text(lua_State* L, const attribute_row& row) {
 // The record behind argument 1 when it is an object of the row's class that has its record; null for
 // everything else, which check_receiver tells apart.
 inline uint8_t* receiver(lua_State* L, const attribute_row& row) {
-  auto* const wrapped = static_cast<swig_wrapped_object*>(lua_touserdata(L, 1));
-  if (!wrapped || lua_objlen(L, 1) != sizeof(swig_wrapped_object)) return nullptr;
-  if (wrapped->object.type != swig_type_table[class_rows[row.class_row].type]) return nullptr;
-  if (wrapped->owner && !wrapped->owner->pointer) return nullptr;
-  return static_cast<uint8_t*>(wrapped->object.pointer);
+  return static_cast<uint8_t*>(swig_exact_pointer(L, 1, swig_type_table[class_rows[row.class_row].type]));
 }
 
 // What receiver() did not take: nil, another type that may stand in, or a failure. Null: nil, or an

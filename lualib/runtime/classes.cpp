@@ -11,28 +11,17 @@ namespace {
 
 const char registry_key[] = "SWIG";
 
-// Raises unless the value at index 1 is a wrapped object with a metatable; leaves the metatable on top.
-swig_object* check_object(lua_State* L, const char* function) {
-  swig_object* const object = swig_object_at(L, 1);
-  if (!object || !lua_getmetatable(L, 1)) {
-    swig_fail_argument(L, function, 1, "record object", swig_argument_type_name(L, 1));
+// Leaves on the stack: the object at 1, its arguments up to `top`, its metatable, and the metatable's
+// table `field`. Raises when the value at 1 has nothing of the kind, so that what is called behind gets
+// some object; each accessor makes sure itself that it is one of its own.
+void open_class(lua_State* L, const char* function, int top, const char* field, size_t length) {
+  if (lua_gettop(L) != top) lua_settop(L, top);
+  if (lua_touserdata(L, 1) && lua_getmetatable(L, 1)) {
+    lua_pushlstring(L, field, length);
+    lua_rawget(L, top + 1);
+    if (lua_istable(L, -1)) return;
   }
-  return object;
-}
-
-// Replaces the key on top by what `table`, a field of the metatable at `metatable`, has under the key at
-// index 2; nil when that field is no table.
-void raw_field(lua_State* L, int metatable, const char* table, size_t length) {
-  lua_pushlstring(L, table, length);
-  lua_rawget(L, metatable);
-  if (!lua_istable(L, -1)) {
-    lua_pop(L, 1);
-    lua_pushnil(L);
-    return;
-  }
-  lua_pushvalue(L, 2);
-  lua_rawget(L, -2);
-  lua_remove(L, -2);
+  swig_fail_argument(L, function, 1, "record object", swig_argument_type_name(L, 1));
 }
 
 void set_function(lua_State* L, const char* name, lua_CFunction function) {
@@ -48,9 +37,8 @@ struct shared_function {
 };
 
 const shared_function shared_functions[] = {
-    {"__disown", SWIG_Lua_class_disown},    {"__index", SWIG_Lua_class_get},
-    {"__newindex", SWIG_Lua_class_set},     {"__gc", SWIG_Lua_class_destruct},
-    {"__tostring", SWIG_Lua_class_tostring},
+    {"__disown", SWIG_Lua_class_disown}, {"__index", SWIG_Lua_class_get},         {"__newindex", SWIG_Lua_class_set},
+    {"__gc", SWIG_Lua_class_destruct},   {"__tostring", SWIG_Lua_class_tostring},
 };
 
 enum { SHARED_COUNT = sizeof shared_functions / sizeof *shared_functions };
@@ -164,16 +152,21 @@ void SWIG_Lua_add_class_variable(lua_State* L, const char* name, lua_CFunction g
 }
 
 int SWIG_Lua_class_get(lua_State* L) {
-  lua_settop(L, 2);
-  check_object(L, "__index");
-  raw_field(L, 3, ".get", 4);
+  open_class(L, "__index", 2, ".get", 4);
+  lua_pushvalue(L, 2);
+  lua_rawget(L, 4);
   if (lua_iscfunction(L, -1)) {
     lua_pushvalue(L, 1);
     lua_call(L, 1, 1);
     return 1;
   }
-  raw_field(L, 3, ".fn", 3);
-  if (lua_isfunction(L, -1)) return 1;
+  lua_pushliteral(L, ".fn");
+  lua_rawget(L, 3);
+  if (lua_istable(L, -1)) {
+    lua_pushvalue(L, 2);
+    lua_rawget(L, -2);
+    if (lua_isfunction(L, -1)) return 1;
+  }
   lua_pushliteral(L, "__getitem");
   lua_rawget(L, 3);
   if (lua_iscfunction(L, -1)) {
@@ -186,9 +179,9 @@ int SWIG_Lua_class_get(lua_State* L) {
 }
 
 int SWIG_Lua_class_set(lua_State* L) {
-  lua_settop(L, 3);
-  check_object(L, "__newindex");
-  raw_field(L, 4, ".set", 4);
+  open_class(L, "__newindex", 3, ".set", 4);
+  lua_pushvalue(L, 2);
+  lua_rawget(L, 5);
   if (lua_iscfunction(L, -1)) {
     lua_pushvalue(L, 1);
     lua_pushvalue(L, 3);
@@ -229,8 +222,8 @@ int SWIG_Lua_class_disown(lua_State* L) {
 }
 
 int SWIG_Lua_class_tostring(lua_State* L) {
-  lua_settop(L, 1);
-  const swig_object* const object = check_object(L, "__tostring");
+  open_class(L, "__tostring", 1, ".get", 4);
+  const void* const object = lua_touserdata(L, 1);
   lua_pushliteral(L, ".type");
   lua_rawget(L, 2);
   if (lua_type(L, -1) != LUA_TSTRING) return swig_fail_argument(L, "__tostring", 1, "record object", "object");

@@ -59,6 +59,16 @@ swig_object* swig_object_at(lua_State* L, int index);
 swig_wrapped_object* swig_wrapped_object_at(lua_State* L, int index);
 // The native address, null once the record behind it is gone.
 void* swig_object_address(lua_State* L, int index, const swig_object* object);
+// The address behind an object of this module that has just the wanted type and a record that lives: all
+// there is to see in nearly every call. Null: anything else, which SWIG_Lua_ConvertPtr tells apart.
+inline void* swig_exact_pointer(lua_State* L, int index, const swig_type_entry* type) {
+  const auto* const wrapped = static_cast<const swig_wrapped_object*>(lua_touserdata(L, index));
+  if (!wrapped || lua_objlen(L, index) != sizeof(swig_wrapped_object)) return nullptr;
+  if (wrapped->object.type != type) return nullptr;
+  if (wrapped->owner && !wrapped->owner->pointer) return nullptr;
+  return wrapped->object.pointer;
+}
+
 // Bytes that may be reached through the object at an index: the size of a class's record, the extent of
 // another pointer. 0: unknown.
 uint32_t swig_object_extent(lua_State* L, int index);
