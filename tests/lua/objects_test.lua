@@ -279,7 +279,7 @@ describe("wrapped objects", function()
   describe("called out of turn", function()
     local function wrong_values()
       return { 1, "x", true, {}, print, io.stdout, newproxy(), newproxy(true), probe.light(),
-        coroutine.create(function() end),        setmetatable({}, getmetatable(rovk.rovk_version())) }
+        coroutine.create(function() end), setmetatable({}, getmetatable(rovk.rovk_version())) }
     end
 
     it("refuse whatever is no object", function()
