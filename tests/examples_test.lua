@@ -1,5 +1,5 @@
 -- Runs an example as its reader would and looks for what matters in its output.
---   lua5.1 examples_test.lua INTERPRETER EXAMPLE
+--   lua5.1 examples_test.lua INTERPRETER MODULE_FOLDER EXAMPLE
 -- Lines are patterns, found in this order; what stands between them does not matter.
 local EXPECTED = {
   tour = {
@@ -67,11 +67,12 @@ local EXPECTED = {
   luv_loop = { "degrees", "degrees", "button pressed: 1", "done" },
 }
 
-local interpreter, example = ...
+local interpreter, modules, example = ...
 local name = example:match("([^/]*)%.lua$")
 local expected = assert(EXPECTED[name], "no expectations for " .. name .. ": add them to " .. arg[0])
 
-local pipe = io.popen(("%s %s 2>&1; echo exit code $?"):format(interpreter, example))
+local command = "LUA_CPATH='%s/?.so;;' LUA_PATH='%s/?.lua;;' %s %s 2>&1; echo exit code $?"
+local pipe = io.popen(command:format(modules, modules, interpreter, example))
 local lines = {}
 for line in pipe:lines() do
   lines[#lines + 1] = line
