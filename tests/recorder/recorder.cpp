@@ -3,6 +3,7 @@
 
 #include <dlfcn.h>
 
+#include <algorithm>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -40,19 +41,27 @@ State& state() {
   return instance;
 }
 
-// Heap blocks that the module has to free. A fixed table, since free() itself looks into it.
+// Heap blocks that the module has to free. A fixed table, since free() itself looks into it. A sanitizer
+// has a free() of its own, and finds by itself what is not freed.
+#if defined(__SANITIZE_ADDRESS__)
+constexpr bool watches_free = false;
+#else
+constexpr bool watches_free = true;
+#endif
 std::array<void*, 64> blocks{};
 
 void* heap_block(const std::vector<uint8_t>& content) {
-  for (void*& slot : blocks) {
-    if (!slot) {
-      void* block = std::malloc(content.size());
-      std::memcpy(block, content.data(), content.size());
-      return slot = block;
+  void* block = std::malloc(content.size());
+  std::memcpy(block, content.data(), content.size());
+  if (watches_free) {
+    void** slot = std::find(blocks.begin(), blocks.end(), nullptr);
+    if (slot == blocks.end()) {
+      std::fprintf(stderr, "recorder: more blocks are open than it can hold\n");
+      std::abort();
     }
+    *slot = block;
   }
-  std::fprintf(stderr, "recorder: more blocks are open than it can hold\n");
-  std::abort();
+  return block;
 }
 
 std::vector<uint8_t> pattern_bytes(size_t position, size_t size) {
@@ -244,13 +253,7 @@ size_t open_blocks() {
 
 namespace {
 
-void forget_block(void* block) {
-  for (void*& slot : blocks) {
-    if (slot == block) {
-      slot = nullptr;
-    }
-  }
-}
+[[maybe_unused]] void forget_block(void* block) { std::replace(blocks.begin(), blocks.end(), block, {}); }
 
 // The functions of one library that no service owns are written out below; `Row` spares each the
 // counting.
@@ -276,7 +279,6 @@ using recorder::U16;
 using recorder::U32;
 using recorder::U8;
 
-// A sanitizer has a free() of its own and finds what is not freed by itself.
 #if !defined(__SANITIZE_ADDRESS__)
 RECORDED void free(void* block) {
   static auto* const next = reinterpret_cast<void (*)(void*)>(dlsym(RTLD_NEXT, "free"));
