@@ -7,10 +7,10 @@
 
 #include "bridge/callbacks.h"
 #include "runtime/classes.h"
+#include "runtime/failures.h"
 #include "runtime/lua_api.h"
 #include "runtime/objects.h"
 #include "runtime/tables.h"
-#include "runtime/wrapper.h"
 
 // Both are the host program's to use: the text is run at the end of every open.
 ROVK_EXPORT const char* luaopen_rovk_message_luacode;

@@ -2,8 +2,8 @@
 // handle, at any time; only the handle of a live subscription, used for what it was made for, goes down.
 #include "bridge/callbacks.h"
 #include "families.h"
+#include "runtime/failures.h"
 #include "runtime/objects.h"
-#include "runtime/wrapper.h"
 
 namespace {
 

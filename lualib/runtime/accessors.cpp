@@ -3,6 +3,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include "failures.h"
 #include "numbers.h"
 #include "objects.h"
 #include "wrapper.h"
@@ -129,16 +130,6 @@ int set_text(lua_State* L, const attribute_row& row) {
 }
 
 }  // namespace
-
-int swig_fail_count(lua_State* L, const char* name, int wanted) {
-  lua_pushfstring(L, "Error in %s expected %d..%d args, got %d", name, wanted, wanted, lua_gettop(L));
-  return lua_error(L);
-}
-
-int swig_fail_argument(lua_State* L, const char* name, int argument, const char* expected, const char* got) {
-  lua_pushfstring(L, "Error in %s (arg %d), expected '%s' got '%s'", name, argument, expected, got);
-  return lua_error(L);
-}
 
 int swig_run_constructor(lua_State* L, unsigned class_number) {
   const class_row& row = class_rows[class_number];

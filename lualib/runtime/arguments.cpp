@@ -4,6 +4,7 @@
 
 #include <string.h>
 
+#include "failures.h"
 #include "numbers.h"
 #include "objects.h"
 #include "wrapper.h"

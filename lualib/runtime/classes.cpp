@@ -4,8 +4,8 @@
 
 #include <stdio.h>
 
+#include "failures.h"
 #include "objects.h"
-#include "wrapper.h"
 
 namespace {
 

@@ -5,7 +5,6 @@
 #include <string.h>
 
 #include "classes.h"
-#include "wrapper.h"
 
 namespace {
 
