@@ -36,15 +36,18 @@ function helper.module_path(name)
   error("no module " .. name)
 end
 
+require("probe").pin(helper.module_path("rovk_message"))
+
 -- Runs a text in a process of its own, under the interpreter that runs this one, and gives what it
--- wrote, the standard error stream included, and its exit code.
+-- wrote, the standard error stream included, and its exit code. What it leaves behind is not looked at.
 function helper.process(text)
   local script = os.tmpname()
   local file = assert(io.open(script, "w"))
   file:write(("package.cpath, package.path = %q, %q\n"):format(package.cpath, package.path), text)
   file:close()
   local interpreter = helper.luajit and "luajit" or "lua5.1"
-  local pipe = assert(io.popen(("%s %s 2>&1; printf '\\n%%d' $?"):format(interpreter, script)))
+  local command = ("ASAN_OPTIONS=detect_leaks=0 %s %s 2>&1; printf '\\n%%d' $?"):format(interpreter, script)
+  local pipe = assert(io.popen(command))
   local output = pipe:read("*a")
   pipe:close()
   os.remove(script)
@@ -224,7 +227,8 @@ function helper.watch(before_each, after_each)
   local rovk = require("rovk_message")
   local _ = rovk.rovk_message().route
   coroutine.wrap(function()
-    rovk.rovktrans_common_reset_async_lua(nil, 0, function() end)
+    local handle = rovk.rovktrans_common_reset_occurred_register_callback_lua(nil, 0, function() end)
+    rovk.rovktrans_common_reset_occurred_unregister_callback_lua(nil, 0, handle)
   end)()
   local before
   before_each(function()

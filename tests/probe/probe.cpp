@@ -4,6 +4,7 @@
 #include <poll.h>
 
 #include <cstdint>
+#include <cstdlib>
 #include <lua.hpp>
 
 namespace {
@@ -14,16 +15,26 @@ struct Object {
   void* pointer;
 };
 
+void* pointer_at(lua_State* L, int index) {
+  return reinterpret_cast<void*>(static_cast<uintptr_t>(luaL_checknumber(L, index)));
+}
+
 const Object& object_at(lua_State* L, int index) {
   luaL_argcheck(L, lua_isuserdata(L, index) && lua_objlen(L, index) >= sizeof(Object), index, "a wrapped object");
   return *static_cast<const Object*>(lua_touserdata(L, index));
 }
 
-// probe.bytes(object, count): the bytes behind the object.
+// probe.bytes(object, count): the bytes behind the object, or behind an address.
 int bytes(lua_State* L) {
-  const auto count = static_cast<size_t>(luaL_checkinteger(L, 2));
-  lua_pushlstring(L, static_cast<const char*>(object_at(L, 1).pointer), count);
+  const void* block = lua_isnumber(L, 1) ? pointer_at(L, 1) : object_at(L, 1).pointer;
+  lua_pushlstring(L, static_cast<const char*>(block), static_cast<size_t>(luaL_checkinteger(L, 2)));
   return 1;
+}
+
+// probe.free(address): frees a record that no object owns any more.
+int free_block(lua_State* L) {
+  std::free(pointer_at(L, 1));
+  return 0;
 }
 
 // probe.object(object): type name, own, address of the native block, address of the userdata.
@@ -65,6 +76,15 @@ int run(lua_State* L) {
   return failed ? lua_error(L) : 1;
 }
 
+// probe.pin(path): a loaded module stays loaded when the state that loaded it is closed, so that a leak
+// checker, which looks at the end of the process, still sees what it holds.
+int pin(lua_State* L) {
+  if (!dlopen(luaL_checkstring(L, 1), RTLD_NOW | RTLD_NODELETE)) {
+    return luaL_error(L, "%s", dlerror());
+  }
+  return 0;
+}
+
 // probe.embed(path, text): what the module at the path runs when it is opened. The text stays.
 int embed(lua_State* L) {
   void* library = dlopen(luaL_checkstring(L, 1), RTLD_NOW);
@@ -82,8 +102,9 @@ int embed(lua_State* L) {
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) int luaopen_probe(lua_State* L) {
-  static const luaL_Reg functions[] = {{"bytes", bytes}, {"object", object},     {"light", light},  {"run", run},
-                                       {"embed", embed}, {"readable", readable}, {nullptr, nullptr}};
+  static const luaL_Reg functions[] = {{"bytes", bytes},   {"free", free_block},   {"pin", pin},
+                                       {"object", object}, {"light", light},       {"run", run},
+                                       {"embed", embed},   {"readable", readable}, {nullptr, nullptr}};
   lua_newtable(L);
   luaL_register(L, nullptr, functions);
   return 1;
