@@ -94,11 +94,9 @@ int swig_class_functions_push(lua_State* L) {
 void swig_class_register(lua_State* L, swig_class_entry* entry, int functions) {
   if (entry->constructor) set_function(L, entry->name, entry->constructor);
   const int attributes = attribute_count(entry);
-  swig_class_registry_push(L);
-  lua_pushstring(L, entry->name);
   lua_createtable(L, 0, 8);
   lua_pushliteral(L, ".type");
-  lua_pushvalue(L, -3);
+  lua_pushstring(L, entry->name);
   lua_rawset(L, -3);
   set_new_table(L, ".get", attributes);
   set_new_table(L, ".set", attributes);
@@ -110,9 +108,11 @@ void swig_class_register(lua_State* L, swig_class_entry* entry, int functions) {
     lua_rawset(L, -3);
     if (i == 0) lua_rawset(L, -3);  // .fn is complete
   }
+  swig_class_registry_push(L);
+  lua_pushstring(L, entry->name);
+  lua_pushvalue(L, -3);
   lua_rawset(L, -3);
   lua_pop(L, 1);
-  swig_class_metatable_push(L, entry->name);
   SWIG_Lua_add_class_details(L, entry);
   lua_pop(L, 1);
 }
