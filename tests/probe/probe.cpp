@@ -76,6 +76,65 @@ int run(lua_State* L) {
   return failed ? lua_error(L) : 1;
 }
 
+// An allocator that gives so many blocks and no more.
+struct Budget {
+  bool limited = false;
+  size_t left = 0;
+  bool refused = false;
+};
+
+void* allocate(void* data, void* block, size_t old_size, size_t new_size) {
+  auto& budget = *static_cast<Budget*>(data);
+  if (new_size == 0) {
+    std::free(block);
+    return nullptr;
+  }
+  if (budget.limited && new_size > old_size) {
+    if (budget.left == 0) {
+      budget.refused = true;
+      return nullptr;
+    }
+    --budget.left;
+  }
+  return std::realloc(block, new_size);
+}
+
+// probe.starve(text, step): runs the text in a fresh state; it gives two functions. The first is called
+// with no memory left, then with `step` more blocks each time until it misses none; the second, with all
+// memory, after each. Gives how often that was. nil: this Lua takes no allocator.
+int starve(lua_State* L) {
+  Budget budget;
+  lua_State* other = lua_newstate(allocate, &budget);
+  if (!other) {
+    lua_pushnil(L);
+    return 1;
+  }
+  luaL_openlibs(other);
+  bool failed = luaL_loadstring(other, luaL_checkstring(L, 1)) != 0 || lua_pcall(other, 0, 2, 0) != 0;
+  const auto step = static_cast<size_t>(luaL_optinteger(L, 2, 1));
+  size_t turns = 0;
+  for (bool done = false; !failed && !done; ++turns) {
+    lua_pushvalue(other, 1);
+    budget = {true, turns * step};
+    const int result = lua_pcall(other, 0, 0, 0);
+    budget.limited = false;
+    done = !budget.refused;
+    failed = result != 0 && result != LUA_ERRMEM;
+    if (!failed) {
+      lua_settop(other, 2);
+      lua_pushvalue(other, 2);
+      failed = lua_pcall(other, 0, 0, 0) != 0;
+    }
+  }
+  if (failed) {
+    lua_pushfstring(L, "in turn %d: %s", static_cast<int>(turns), lua_tostring(other, -1));
+  } else {
+    lua_pushnumber(L, static_cast<double>(turns));
+  }
+  lua_close(other);
+  return failed ? lua_error(L) : 1;
+}
+
 // probe.pin(path): a loaded module stays loaded when the state that loaded it is closed, so that a leak
 // checker, which looks at the end of the process, still sees what it holds.
 int pin(lua_State* L) {
@@ -102,9 +161,9 @@ int embed(lua_State* L) {
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) int luaopen_probe(lua_State* L) {
-  static const luaL_Reg functions[] = {{"bytes", bytes},   {"free", free_block},   {"pin", pin},
-                                       {"object", object}, {"light", light},       {"run", run},
-                                       {"embed", embed},   {"readable", readable}, {nullptr, nullptr}};
+  static const luaL_Reg functions[] = {{"bytes", bytes},       {"free", free_block}, {"pin", pin}, {"starve", starve},
+                                       {"object", object},     {"light", light},     {"run", run}, {"embed", embed},
+                                       {"readable", readable}, {nullptr, nullptr}};
   lua_newtable(L);
   luaL_register(L, nullptr, functions);
   return 1;
