@@ -15,9 +15,7 @@ helper.root = here .. "/../.."
 local build = os.getenv("ROVK_BUILD") or helper.root .. "/build"
 helper.build = build
 
-for _, folder in ipairs { "/lualib", "/lualib/companions", "/tests/recorder", "/tests/probe" } do
-  package.cpath = build .. folder .. "/?.so;" .. package.cpath
-end
+package.cpath = build .. "/lualib/?.so;" .. package.cpath
 package.path = helper.root .. "/lualib/?.lua;" .. build .. "/lualib/?.lua;" .. package.path
 
 -- The one difference that shows: the text of a syntax error.
@@ -35,8 +33,6 @@ function helper.module_path(name)
   end
   error("no module " .. name)
 end
-
-require("probe").pin(helper.module_path("rovk_message"))
 
 -- Runs a text in a process of its own, under the interpreter that runs this one, and gives what it
 -- wrote, the standard error stream included, and its exit code. What it leaves behind is not looked at.

@@ -135,15 +135,6 @@ int starve(lua_State* L) {
   return failed ? lua_error(L) : 1;
 }
 
-// probe.pin(path): a loaded module stays loaded when the state that loaded it is closed, so that a leak
-// checker, which looks at the end of the process, still sees what it holds.
-int pin(lua_State* L) {
-  if (!dlopen(luaL_checkstring(L, 1), RTLD_NOW | RTLD_NODELETE)) {
-    return luaL_error(L, "%s", dlerror());
-  }
-  return 0;
-}
-
 // probe.embed(path, text): what the module at the path runs when it is opened. The text stays.
 int embed(lua_State* L) {
   void* library = dlopen(luaL_checkstring(L, 1), RTLD_NOW);
@@ -161,9 +152,9 @@ int embed(lua_State* L) {
 }  // namespace
 
 extern "C" __attribute__((visibility("default"))) int luaopen_probe(lua_State* L) {
-  static const luaL_Reg functions[] = {{"bytes", bytes},       {"free", free_block}, {"pin", pin}, {"starve", starve},
-                                       {"object", object},     {"light", light},     {"run", run}, {"embed", embed},
-                                       {"readable", readable}, {nullptr, nullptr}};
+  static const luaL_Reg functions[] = {{"bytes", bytes},   {"free", free_block},   {"starve", starve},
+                                       {"object", object}, {"light", light},       {"run", run},
+                                       {"embed", embed},   {"readable", readable}, {nullptr, nullptr}};
   lua_newtable(L);
   luaL_register(L, nullptr, functions);
   return 1;
