@@ -8,7 +8,7 @@
 
 namespace {
 
-// Registry table from a reference to the coroutine that it was made on, and keeps alive.
+// Registry table from the key of a reference to the coroutine that it was made on, and keeps alive.
 const char coroutines_key = 0;
 
 // A reference as this module allocates it. A program may bring a swiglua_ref of its own, so only
@@ -24,8 +24,8 @@ std::atomic<callback_record*> retired_records;
 
 thread_local rovk_starting_command* starting_commands;
 
-// Expects a thread on top of the stack, or nil to forget it; pops it.
-void set_coroutine(lua_State* L, swiglua_ref* reference) {
+// Expects the coroutine on top of the stack; pops it.
+void set_coroutine(lua_State* L, int key) {
   lua_pushlightuserdata(L, const_cast<char*>(&coroutines_key));
   lua_rawget(L, LUA_REGISTRYINDEX);
   if (lua_isnil(L, -1)) {
@@ -35,25 +35,23 @@ void set_coroutine(lua_State* L, swiglua_ref* reference) {
     lua_pushvalue(L, -2);
     lua_rawset(L, LUA_REGISTRYINDEX);
   }
-  lua_pushlightuserdata(L, reference);
-  lua_pushvalue(L, -3);
-  lua_rawset(L, -3);
+  lua_pushvalue(L, -2);
+  lua_rawseti(L, -2, key);
   lua_pop(L, 2);
 }
 
-void forget_coroutine(lua_State* L, swiglua_ref* reference) {
+void forget_coroutine(lua_State* L, int key) {
   lua_pushlightuserdata(L, const_cast<char*>(&coroutines_key));
   lua_rawget(L, LUA_REGISTRYINDEX);
   if (lua_istable(L, -1)) {
-    lua_pushlightuserdata(L, reference);
-    lua_rawget(L, -2);
-    // Setting a key that is there to nil needs no memory, so it cannot raise.
-    if (!lua_isnil(L, -1)) {
-      lua_pushlightuserdata(L, reference);
-      lua_pushnil(L);
-      lua_rawset(L, -4);
-    }
+    lua_rawgeti(L, -1, key);
+    const bool is_there = !lua_isnil(L, -1);
     lua_pop(L, 1);
+    // Setting a key that is there to nil needs no memory, so it cannot raise.
+    if (is_there) {
+      lua_pushnil(L);
+      lua_rawseti(L, -2, key);
+    }
   }
   lua_pop(L, 1);
 }
@@ -70,7 +68,7 @@ ROVK_EXPORT void swiglua_ref_set(swiglua_ref* reference, lua_State* L, int index
   if (lua_pushthread(L)) {
     lua_pop(L, 1);
   } else {
-    set_coroutine(L, reference);
+    set_coroutine(L, key);
   }
 }
 
@@ -81,8 +79,8 @@ ROVK_EXPORT void swiglua_ref_get(swiglua_ref* reference) {
 ROVK_EXPORT void swiglua_ref_clear(swiglua_ref* reference) {
   lua_State* const L = reference->state;
   if (L && reference->ref != LUA_NOREF && reference->ref != LUA_REFNIL) {
+    forget_coroutine(L, reference->ref);
     luaL_unref(L, LUA_REGISTRYINDEX, reference->ref);
-    forget_coroutine(L, reference);
   }
   reference->state = nullptr;
   reference->ref = 0;
