@@ -204,9 +204,12 @@ describe("blocking commands", function()
       collectgarbage()
       return collectgarbage("count")
     end
-    work()
-    local before = work()
-    assert.is_true(work() - before < 4)
+    local before, growth = work(), math.huge
+    for _ = 1, 4 do -- a leak shows every time, what else happens in the heap does not
+      local now = work()
+      growth, before = math.min(growth, now - before), now
+    end
+    assert.is_true(growth < 1, growth)
     helper.collecting(function()
       for _ = 1, 3 do
         local status, _, _, api = rovk.rovktrans_common_get_peripheral_info(context, 0)

@@ -92,11 +92,6 @@ local SCENARIOS = {
   ]],
 }
 
--- luajit may need memory to push a light userdata, and ends the process when that fails on a coroutine.
-if helper.luajit then
-  SCENARIOS.coroutines = nil
-end
-
 describe("without memory", function()
   helper.watch(before_each, after_each)
 
