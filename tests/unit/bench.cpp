@@ -1,6 +1,7 @@
 #include "tests/unit/bench.h"
 
 #include <algorithm>
+#include <sstream>
 
 #include "unit/devices.h"
 
@@ -116,6 +117,97 @@ int64_t Bench::get(std::string_view service, std::string_view command, const Val
     if (!field.reserved) return received.values.at(field.name);
   }
   return 0;
+}
+
+bool Bench::name_peripheral(const std::string& word) {
+  const std::string of_commands = word.substr(0, word.find_first_of("@/"));
+  if (!catalogue::find_service(of_commands)) return false;
+  service_ = of_commands;
+  const std::string target = word.substr(word.find('@') + 1);  // all of it when there is none
+  const std::size_t slash = target.find('/');
+  const unsigned board = slash == std::string::npos ? 0 : static_cast<unsigned>(std::stoul(target.substr(slash + 1)));
+  address_ = address_of(target.substr(0, slash), board);
+  return true;
+}
+
+void Bench::play_command(std::string word, std::istream& words) {
+  const bool waits = word != "send";
+  if (!waits) words >> word;
+  std::string command = word;
+  if (name_peripheral(word)) words >> command;
+  Values inputs;
+  std::string data;
+  while (words >> word && word != "->" && word != "!") {
+    const std::size_t equals = word.find('=');
+    if (word[0] == '\'') {
+      data = word.substr(1, word.size() - 2);
+    } else {
+      inputs[word.substr(0, equals)] = std::stoll(word.substr(equals + 1), nullptr, 0);
+    }
+  }
+  if (!waits) return send(service_, command, inputs, address_, data);
+  const Received received = ask(service_, command, inputs, address_, data);
+  if (words && word == "!") {
+    words >> word;
+    const catalogue::Error* error = catalogue::find_error(*catalogue::find_service(service_), word);
+    if (!error) error = catalogue::find_error(catalogue::common(), word);
+    ASSERT_TRUE(error) << word;
+    ASSERT_EQ(received.error, error->id);
+    unsigned detail = 0;
+    if (words >> detail) {
+      EXPECT_EQ(catalogue::load(received.detail.data(), 2), detail);
+    }
+    return;
+  }
+  ASSERT_EQ(received.error, 0);
+  while (words >> word) {
+    const std::size_t equals = word.find('=');
+    if (word[0] == '\'') {
+      const std::string bytes = word.substr(1, word.size() - 2);
+      EXPECT_EQ(std::string(received.payload.begin(), received.payload.begin() + std::ssize(bytes)), bytes);
+      continue;
+    }
+    const auto first = std::find_if(answer_->fields.begin(), answer_->fields.end(),
+                                    [](const catalogue::Field& field) { return !field.reserved; });
+    const std::string name = equals == std::string::npos ? first->name : word.substr(0, equals);
+    EXPECT_EQ(received[name], std::stoll(word.substr(equals + 1), nullptr, 0)) << name;
+  }
+}
+
+void Bench::play(const std::string& story) {
+  const std::map<std::string, Time> times = {{"ns", 1ns}, {"ms", 1ms}, {"s", 1s}};
+  std::istringstream steps(story);
+  for (std::string step; std::getline(steps, step, ';');) {
+    SCOPED_TRACE(step);
+    std::istringstream words(step);
+    std::string word, name;
+    int64_t index = 0, value = 0;
+    if (!(words >> word)) continue;
+    if (word == "wait" || word == "at") {
+      words >> value >> name;
+      if (word == "at") {
+        EXPECT_EQ(unit.clock().now(), value * times.at(name));
+      } else {
+        advance(value * times.at(name));
+      }
+    } else if (word == "events") {
+      words >> value;
+      EXPECT_EQ(std::ssize(events()), value);
+    } else if (word == "input") {
+      words >> name >> index >> value;
+      unit.set_input(find_input(name).value(), static_cast<unsigned>(index), value);
+    } else if (word == "listen" || word == "reset") {
+      words >> name;
+      ASSERT_TRUE(name_peripheral(name));
+      if (word == "listen") {
+        listen_at(address_);
+      } else {
+        ASSERT_TRUE(unit.reset_peripheral(address_, static_cast<uint16_t>(ResetType::commanded)));
+      }
+    } else {
+      play_command(word, words);
+    }
+  }
 }
 
 std::vector<Received> Bench::events() {

@@ -1,8 +1,11 @@
-// A unit on a virtual clock and one application that talks to it in the catalogue's names.
+// A unit on a virtual clock and one application that talks to it in the
+// catalogue's names.
 #pragma once
 
 #include <gtest/gtest.h>
+#include <rovk/constants.h>
 
+#include <istream>
 #include <map>
 #include <optional>
 #include <string>
@@ -50,9 +53,11 @@ class Bench {
             std::optional<uint16_t> address = {}, std::string_view data = {}) {
     unit.submit(application, compose(service, command, inputs, address, 0x20000001, data));
   }
-  // The next message, read by the last command sent with ask(), or as an event of its peripheral.
+  // The next message, read by the last command sent with ask(), or as an event
+  // of its peripheral.
   std::optional<Received> next(uint16_t to = 0);
-  // Sends a command and gives its answer, which has to be the next response; events before it are kept.
+  // Sends a command and gives its answer, which has to be the next response;
+  // events before it are kept.
   Received ask(std::string_view service, std::string_view command, const Values& inputs = {},
                std::optional<uint16_t> address = {}, std::string_view data = {});
   // The value of an answer that has one, or the first of several.
@@ -62,6 +67,19 @@ class Bench {
     ASSERT_EQ(ask("router_0000", "register_event", {{"peripheral_address", address}}).error, 0);
   }
   void advance(Time duration) { unit.advance_to(unit.clock().now() + duration); }
+  // Plays a story, each of whose steps ends with a semicolon:
+  //   SERVICE COMMAND field=value 'bytes'             asks and expects no
+  //   error; with "send" in front, asks no more
+  //   ... -> value field=value 'bytes'                expects also: first
+  //   value, values by name, first bytes
+  //   ... ! error detail                              expects the error of this
+  //   name, and what its detail starts with wait 5ms   at 5ms   events 2 moves
+  //   the clock; expects its reading; expects so many new events input light 0
+  //   100   listen SERVICE   reset SERVICE
+  // A service may be left out for the one before; eeprom_partition_table_0013/1
+  // is that of board 1, and common@led_0001 takes the commands of the first to
+  // the address of the second.
+  void play(const std::string& story);
   // All events that have come, those kept by ask() first.
   std::vector<Received> events();
 
@@ -69,8 +87,23 @@ class Bench {
   uint16_t application = 0;
 
  private:
+  void play_command(std::string word, std::istream& words);
+  bool name_peripheral(const std::string& word);
+
   std::vector<Received> kept_;
+  std::string service_;  // of the story's last step
+  uint16_t address_ = 0;
   const catalogue::Record* answer_ = nullptr;
+};
+
+class UnitTest : public ::testing::Test, public Bench {
+ protected:
+  // Refused for the input at this place of the record.
+  static void expect_refused(const Received& received, int64_t offset) {
+    EXPECT_EQ(received.error, ROVK_COMMON_ERROR_INVALID_PAYLOAD);
+    ASSERT_FALSE(received.detail.empty());
+    EXPECT_EQ(received.detail[0], offset);
+  }
 };
 
 }  // namespace rovk::unit

@@ -1,6 +1,4 @@
 // Image control, the pipeline around it, and the files that frames go to.
-#include <rovk/constants.h>
-
 #include <set>
 
 #include "tests/unit/bench.h"
@@ -12,12 +10,8 @@ constexpr std::string_view image = "imgctrl_0006";
 constexpr std::string_view files = "bulk_dump_000c";
 constexpr std::string_view triangles = "triangle_overlay_002b";
 
-class Imaging : public ::testing::Test, public Bench {
+class Imaging : public UnitTest {
  protected:
-  void expect_refused(const Received& received, int64_t offset) {
-    EXPECT_EQ(received.error, ROVK_COMMON_ERROR_INVALID_PAYLOAD);
-    EXPECT_EQ(received.detail.at(0), offset);
-  }
   Received set(int64_t param, int64_t value) { return ask(image, "set_param", {{"param", param}, {"value", value}}); }
   int64_t value(int64_t param) { return ask(image, "get_param", {{"param", param}})["current_val"]; }
 };
@@ -78,18 +72,12 @@ TEST_F(Imaging, ParametersMoveTheLens) {
 }
 
 TEST_F(Imaging, TheFocusRegionIsSetWholeOrNotAtAll) {
-  const Values region = {{"startx", 100}, {"starty", 200}, {"stopx", 300}, {"stopy", 400}};
-  ASSERT_EQ(ask(image, "set_focus_region", region).error, 0);
-  const auto with = [&region](const char* field, int64_t value) {
-    Values changed = region;
-    changed[field] = value;
-    return changed;
-  };
-  expect_refused(ask(image, "set_focus_region", with("stopx", 100)), 4);
-  expect_refused(ask(image, "set_focus_region", with("stopy", 65'535)), 6);
-  expect_refused(ask(image, "set_focus_region", with("starty", 400)), 6);
+  play(R"(imgctrl_0006 set_focus_region startx=100 starty=200 stopx=300 stopy=400;
+          set_focus_region startx=100 starty=200 stopx=100 stopy=400 ! invalid_payload 4;
+          set_focus_region startx=100 starty=200 stopx=300 stopy=65535 ! invalid_payload 6;
+          set_focus_region startx=100 starty=400 stopx=300 stopy=400 ! invalid_payload 6;
+          get_focus_region -> startx=100 starty=200 stopx=300 stopy=400;)");
   const Received kept = ask(image, "get_focus_region");
-  for (const auto& [field, value] : region) EXPECT_EQ(kept[field], value) << field;
   EXPECT_EQ(value(FOCUS_RGN_STOP_Y), 400);
   EXPECT_EQ(kept["qbits"], ask(image, "get_param", {{"param", FOCUS_RGN_STOP_Y}})["q_bits"]);
 }
@@ -123,24 +111,17 @@ TEST_F(Imaging, StatisticsFollowTheLightAndTheExposure) {
 }
 
 TEST_F(Imaging, AWhiteSquareSetsTheGainsAgainstTheLight) {
-  const Values place = {{"upper_left_x_decipercent", 400},
-                        {"upper_left_y_decipercent", 400},
-                        {"lower_right_x_decipercent", 500},
-                        {"lower_right_y_decipercent", 500}};
-  const auto square = [&place](int64_t which) {
-    Values inputs = place;
-    inputs["macbeth_square"] = which;
-    return inputs;
-  };
+  const std::string measure =
+      "imgctrl_0006 white_balance_macbeth_square upper_left_x_decipercent=400 upper_left_y_decipercent=400 "
+      "lower_right_x_decipercent=500 ";
   set(GENERAL_ILLUMINANT, 2);  // tungsten: much red, little blue
-  ASSERT_EQ(ask(image, "white_balance_macbeth_square", square(ROVK_IMGCTRL_0006_MACBETH_SQUARE_WHITE)).error, 0);
+  play(measure +
+       "lower_right_y_decipercent=500 macbeth_square=" + std::to_string(ROVK_IMGCTRL_0006_MACBETH_SQUARE_WHITE));
   EXPECT_EQ(value(WB_AUTO_MODE), 0);
   EXPECT_LT(value(WB_MANUAL_GAIN_RR), value(WB_MANUAL_GAIN_GG));
   EXPECT_GT(value(WB_MANUAL_GAIN_BB), value(WB_MANUAL_GAIN_GG));
-  expect_refused(ask(image, "white_balance_macbeth_square", square(5)), 1);
-  Values inputs = square(0);
-  inputs["lower_right_y_decipercent"] = 400;
-  expect_refused(ask(image, "white_balance_macbeth_square", inputs), 8);
+  play(measure + "lower_right_y_decipercent=500 macbeth_square=5 ! invalid_payload 1;");
+  play(measure + "lower_right_y_decipercent=400 ! invalid_payload 8;");
 }
 
 TEST_F(Imaging, SensorsDifferInSize) {
@@ -164,9 +145,9 @@ TEST_F(Imaging, TrianglesAreApart) {
     EXPECT_EQ(get(triangles, "get_triangle_enable", {{"triangle_index", i}}), i % 2);
   }
   expect_refused(ask(triangles, "get_triangle_color", {{"triangle_index", count}}), 2);
-  expect_refused(
-      ask(triangles, "set_triangle_positioning_coordinates", {{"pan_millidegrees", 360'000}, {"zoom_deciX", 10}}), 6);
-  expect_refused(ask(triangles, "set_triangle_field_of_view_coordinates", {{"point3_y_decipercent", 1'001}}), 14);
+  play(R"(triangle_overlay_002b set_triangle_positioning_coordinates pan_millidegrees=360000 zoom_deciX=10
+            ! invalid_payload 6;
+          set_triangle_field_of_view_coordinates point3_y_decipercent=1001 ! invalid_payload 14;)");
 }
 
 class BulkDump : public Imaging {
@@ -178,15 +159,11 @@ class BulkDump : public Imaging {
 
 TEST_F(BulkDump, FilesAreKnownByTheirNames) {
   const std::string longest(21, 'n');
-  EXPECT_EQ(error("get_frame", {{"bayer", 1}}, "a.raw"), 0);
-  EXPECT_EQ(error("get_frame", {{"bayer", 0}}, longest), 0);
-  EXPECT_EQ(error("delete_file", {}, "a"), ROVK_BULK_DUMP_000C_ERROR_DELETE_FILE);
-  EXPECT_EQ(error("delete_file", {}, longest + "n"), ROVK_BULK_DUMP_000C_ERROR_DELETE_FILE);
-  EXPECT_EQ(error("delete_file", {}, longest), 0);
+  play("bulk_dump_000c get_frame bayer=1 'a.raw'; get_frame '" + longest + "'; delete_file 'a' ! delete_file;" +
+       "delete_file '" + longest + "n' ! delete_file; delete_file '" + longest + "';");
   EXPECT_EQ(error("delete_file", {}, std::string_view("a.raw\0junk", 10)), 0);
-  EXPECT_EQ(error("delete_file", {}, "a.raw"), ROVK_BULK_DUMP_000C_ERROR_DELETE_FILE);
-  expect_refused(ask(files, "get_frame", {}), 1);
-  expect_refused(ask(files, "get_averaged_bayer_frame", {{"average_count", 0}}, {}, "x"), 0);
+  play(R"(bulk_dump_000c delete_file 'a.raw' ! delete_file; get_frame ! invalid_payload 1;
+          get_averaged_bayer_frame 'x' ! invalid_payload 0;)");
 }
 
 TEST_F(BulkDump, TheStoreIsFiniteAndAFileReplacesItsNamesake) {
@@ -201,14 +178,9 @@ TEST_F(BulkDump, TheStoreIsFiniteAndAFileReplacesItsNamesake) {
 }
 
 TEST_F(BulkDump, FramesTakeTheirTimeAndTheImager) {
-  const Time start = unit.clock().now();
-  EXPECT_EQ(error("get_averaged_bayer_frame", {{"average_count", 30}}, "avg"), 0);
-  EXPECT_EQ(unit.clock().now() - start, 990ms);
-  send(files, "get_frame", {}, {}, "one");
-  EXPECT_EQ(error("get_frame", {}, "two"), ROVK_BULK_DUMP_000C_ERROR_GET_FRAME);
-  advance(1s);
-  while (next()) {
-  }
+  play(R"(bulk_dump_000c get_averaged_bayer_frame average_count=30 'avg'; at 990 ms;
+          send get_frame 'one'; get_frame 'two' ! get_frame; wait 1 s;)");
+  events();  // takes the answer to the first
   set(GENERAL_MODE, 0);
   EXPECT_EQ(error("get_frame", {}, "two"), ROVK_BULK_DUMP_000C_ERROR_GET_FRAME);
   set(GENERAL_MODE, 1);
@@ -216,18 +188,11 @@ TEST_F(BulkDump, FramesTakeTheirTimeAndTheImager) {
 }
 
 TEST_F(BulkDump, TheServerNeedsItsPort) {
-  EXPECT_EQ(get(files, "http_port"), 0);
-  unit.set_input(Input::port_taken, 0, 1);
-  EXPECT_EQ(error("http_enable", {{"enable", 1}}), ROVK_BULK_DUMP_000C_ERROR_HTTP_SERVER_START);
-  EXPECT_EQ(get(files, "http_port"), 0);
-  unit.set_input(Input::port_taken, 0, 0);
-  EXPECT_EQ(error("http_enable", {{"enable", 1}}), 0);
+  play(R"(bulk_dump_000c http_port -> 0; input port_taken 0 1; http_enable enable=1 ! http_server_start; http_port -> 0;
+          input port_taken 0 0; http_enable enable=1;)");
   EXPECT_GT(get(files, "http_port"), 1023);
   // A server that runs holds the port itself.
-  unit.set_input(Input::port_taken, 0, 1);
-  EXPECT_EQ(error("http_enable", {{"enable", 1}}), 0);
-  EXPECT_EQ(error("http_enable", {{"enable", 0}}), 0);
-  EXPECT_EQ(get(files, "http_port"), 0);
+  play("input port_taken 0 1; bulk_dump_000c http_enable enable=1; http_enable enable=0; http_port -> 0;");
 }
 
 }  // namespace

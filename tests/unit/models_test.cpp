@@ -1,52 +1,38 @@
 // Behaviour of the models beyond get and set, in time.
-#include <rovk/constants.h>
-
 #include "tests/unit/bench.h"
 
 namespace rovk::unit {
 namespace {
 
-TEST(Inputs, ButtonRemembersHowItWasAtPowerOn) {
-  Bench bench;
-  bench.unit.set_input(Input::button, 0, 1);
-  EXPECT_EQ(bench.get("button_0002", "get_state"), 1);
-  EXPECT_EQ(bench.get("button_0002", "get_initial_state"), 0);
-  bench.ask("common", "reset", {}, address_of("button_0002"));
-  bench.unit.set_input(Input::button, 0, 0);
-  EXPECT_EQ(bench.get("button_0002", "get_state"), 0);
-  EXPECT_EQ(bench.get("button_0002", "get_initial_state"), 1);
+using Inputs = UnitTest;
+using Alarms = UnitTest;
+using Relays = UnitTest;
+using Drives = UnitTest;
+using Unittest = UnitTest;
+
+TEST_F(Inputs, ButtonRemembersHowItWasAtPowerOn) {
+  play(R"(input button 0 1; button_0002 get_state -> 1; get_initial_state -> 0;
+          common@button_0002 reset; input button 0 0; button_0002 get_state -> 0; get_initial_state -> 1;)");
 }
 
-TEST(Inputs, SensorsTellWhatTheySee) {
-  Bench bench;
-  const auto check = [&](Input input, unsigned index, int64_t value, const char* service, const char* command,
-                         const Values& inputs, int64_t expected) {
-    bench.unit.set_input(input, index, value);
-    EXPECT_EQ(bench.get(service, command, inputs), expected) << service << " " << command << " " << value;
-  };
-  check(Input::temperature, 2, -40'125, "temperature_sensor_0009", "get_millidegree_celsius", {{"index", 2}}, -40'125);
-  check(Input::temperature, 3, 900'000, "temperature_sensor_0009", "get_millidegree_celsius", {{"index", 3}}, 150'000);
-  check(Input::light, 0, 4'000'000'000, "light_sensor_0007", "get_millilux", {}, 4'000'000'000);
-  check(Input::light, 0, -1, "light_sensor_0007", "get_millilux", {}, 0);
-  const Values temperature_channel = {{"adc_index", 1}, {"channel_index", 2}};
-  check(Input::analog, 6, 1'650, "a_d_converter_0016", "get_voltage", temperature_channel, 1'650);
-  check(Input::analog, 6, 1'650, "a_d_converter_0016", "get_value", temperature_channel, 2'048);
-  check(Input::analog, 6, 5'000, "a_d_converter_0016", "get_value", temperature_channel, 4'095);
-  check(Input::analog, 4, 1'650, "a_d_converter_0029", "get_raw", {{"index", 1}}, 2'048);
-  check(Input::analog, 4, 1'650, "a_d_converter_0029", "get_voltage", {{"index", 1}}, 1'650);
-  check(Input::current, 0, 1'500, "power_monitor_000f", "get_power", {}, 18'000'000);
-  check(Input::current, 0, -1'500, "power_monitor_002e", "get_power", {}, -18'000'000);
-  check(Input::current, 0, 400'000, "power_monitor_002e", "get_power", {}, INT32_MAX);
-  for (const auto& [adc, channel, offset] : {std::tuple{2, 0, 0}, {0, 4, 1}}) {
-    const Received refused =
-        bench.ask("a_d_converter_0016", "get_voltage", {{"adc_index", adc}, {"channel_index", channel}});
-    EXPECT_EQ(refused.error, ROVK_COMMON_ERROR_INVALID_PAYLOAD);
-    EXPECT_EQ(refused.detail[0], offset);
-  }
+TEST_F(Inputs, SensorsTellWhatTheySee) {
+  play(
+      R"(input temperature 2 -40125; temperature_sensor_0009 get_millidegree_celsius index=2 -> -40125;
+          input temperature 3 900000; get_millidegree_celsius index=3 -> 150000;
+          input light 0 4000000000; light_sensor_0007 get_millilux -> 4000000000;
+          input light 0 -1; get_millilux -> 0;
+          input analog 6 1650; a_d_converter_0016 get_voltage adc_index=1 channel_index=2 -> 1650;
+          get_value adc_index=1 channel_index=2 -> 2048;
+          input analog 6 5000; get_value adc_index=1 channel_index=2 -> 4095;
+          get_voltage adc_index=2 ! invalid_payload 0; get_voltage channel_index=4 ! invalid_payload 1;
+          input analog 4 1650; a_d_converter_0029 get_raw index=1 -> 2048; get_voltage index=1 -> 1650;
+          input current 0 1500; power_monitor_000f get_power -> 18000000;
+          input current 0 -1500; power_monitor_002e get_power -> -18000000;
+          input current 0 400000; get_power -> 2147483647;)");
 }
 
 // Contact, configuration and the state that both generations make of it.
-TEST(Alarms, TellTheirStateByConfiguration) {
+TEST_F(Alarms, TellTheirStateByConfiguration) {
   struct Row {
     int64_t contact, enable, normally_closed, supervised, state_0004, state_0017;
   };
@@ -65,241 +51,160 @@ TEST(Alarms, TellTheirStateByConfiguration) {
     bench.advance(1s);
     EXPECT_EQ(bench.get("alarm_0004", "get_state"), row.state_0004);
     EXPECT_EQ(bench.get("alarm_0017", "get_state"), row.state_0017);
-    const Values comparators = bench.ask("alarm_0004", "get_comparator_values").values;
-    EXPECT_EQ(bench.ask("alarm_diagnostic_0018", "get_comparator_values").values, comparators);
-    EXPECT_EQ(comparators, (Values{{"pin_y", row.contact != 1}, {"pin_z", row.contact == 0}}));
+    for (const char* service : {"alarm_0004", "alarm_diagnostic_0018"}) {
+      EXPECT_EQ(bench.ask(service, "get_comparator_values").values,
+                (Values{{"pin_y", row.contact != 1}, {"pin_z", row.contact == 0}}));
+    }
   }
 }
 
-TEST(Alarms, BelieveAContactAfterTheDebounceTime) {
-  Bench bench;
-  bench.listen("alarm_0004");
-  bench.ask("alarm_0004", "set_debounce_ms", {{"debounce_ms", 300}});
-  bench.unit.set_input(Input::alarm, 0, 1);
-  bench.advance(299ms);
-  // Back in time: a glitch, and no alarm.
-  bench.unit.set_input(Input::alarm, 0, 0);
-  bench.advance(10s);
-  auto events = bench.events();
-  ASSERT_EQ(events.size(), 1U);
-  EXPECT_EQ(events[0].body, ROVK_COMMON_EVENT_SPONTANEOUS_ERROR);
-  EXPECT_EQ(events[0]["id"], ROVK_COMMON_ERROR_DEBOUNCE_FILTER_GLITCH);
-  bench.unit.set_input(Input::alarm, 0, 1);
-  bench.advance(300ms - 1ns);
-  EXPECT_EQ(bench.get("alarm_0004", "get_state"), 0);
-  bench.advance(1ns);
-  EXPECT_EQ(bench.get("alarm_0004", "get_state"), 1);
-  EXPECT_EQ(bench.events().size(), 1U);
+TEST_F(Alarms, BelieveAContactAfterTheDebounceTime) {
+  play(R"(listen alarm_0004; alarm_0004 set_debounce_ms debounce_ms=300;
+          input alarm 0 1; wait 299 ms; input alarm 0 0; wait 10 s;)");
+  const auto glitch = events();
+  ASSERT_EQ(glitch.size(), 1U);
+  EXPECT_EQ(glitch[0].body, ROVK_COMMON_EVENT_SPONTANEOUS_ERROR);
+  EXPECT_EQ(glitch[0]["id"], ROVK_COMMON_ERROR_DEBOUNCE_FILTER_GLITCH);
+  play(
+      "input alarm 0 1; wait 299999999 ns; alarm_0004 get_state -> 0; wait 1 "
+      "ns; get_state -> 1; events 1;");
 }
 
-TEST(Alarms, DwellOnAnAlarmThatIsOver) {
-  Bench bench;
-  bench.listen("alarm_0004");
-  bench.ask("alarm_0004", "set_debounce_ms", {{"debounce_ms", 0}});
-  bench.ask("alarm_0004", "set_dwell_ds", {{"dwell_ds", 20}});
-  const auto contact = [&](int64_t closed) { bench.unit.set_input(Input::alarm, 0, closed); };
-  contact(1);
-  contact(0);
-  bench.advance(1'999ms);
-  contact(1);  // again before the dwell time is over: the same alarm goes on
-  bench.advance(5s);
-  contact(0);
-  bench.advance(2s - 1ns);
-  EXPECT_EQ(bench.get("alarm_0004", "get_state"), 1);
-  bench.advance(1ns);
-  EXPECT_EQ(bench.get("alarm_0004", "get_state"), 0);
-  EXPECT_EQ(bench.events().size(), 2U);
+TEST_F(Alarms, DwellOnAnAlarmThatIsOver) {
+  // The contact opens again before the dwell time is over: the same alarm goes
+  // on.
+  play(
+      R"(listen alarm_0004; alarm_0004 set_debounce_ms debounce_ms=0; set_dwell_ds dwell_ds=20;
+          input alarm 0 1; input alarm 0 0; wait 1999 ms; input alarm 0 1; wait 5 s; input alarm 0 0;
+          wait 1999999999 ns; alarm_0004 get_state -> 1; wait 1 ns; get_state -> 0; events 2;)");
 }
 
-TEST(Alarms, SayNothingWhileNotEnabled) {
-  Bench bench;
-  bench.listen("alarm_0004");
-  bench.listen("alarm_0017");
-  bench.ask("alarm_0004", "set_configuration");
-  bench.ask("alarm_0017", "set_configuration");
-  bench.unit.set_input(Input::alarm, 0, 1);
-  bench.advance(1s);
-  EXPECT_TRUE(bench.events().empty());
+TEST_F(Alarms, SayNothingWhileNotEnabled) {
+  play(
+      R"(listen alarm_0004; listen alarm_0017; alarm_0004 set_configuration; alarm_0017 set_configuration;
+          input alarm 0 1; wait 1 s; events 0;)");
 }
 
-// The state of a relay over time, as "time in ms, state" at each change, and when the sequence ended.
-std::string trace(Bench& bench, const char* service, Time until) {
-  std::string text;
-  int64_t state = bench.get(service, "get_state");
-  const Time start = bench.unit.clock().now();
-  for (;;) {
-    text += std::to_string(state);
-    const auto due = bench.unit.next_due();
-    if (!due || *due - start > until) break;
-    bench.unit.advance_to(*due);
-    text += " " + std::to_string((*due - start) / 1ms) + ":";
-    if (!bench.events().empty()) text += "end";
-    state = bench.get(service, "get_state");
-  }
-  return text;
-}
-
-TEST(Relays, FirstGenerationRunsItsConfiguration) {
-  struct Row {
-    Values configuration;
-    const char* trace;
+// The state of a relay over time, as "time in ms:state" at each change, and
+// when the sequence ended.
+TEST_F(Relays, RunTheirSequences) {
+  const struct {
+    const char *service, *story, *trace;
+  } rows[] = {
+      {"relay_0005",
+       "set_configuration enable=1 delay_ds=3 on_time_ds=2 off_time_ds=1; "
+       "trigger;",
+       "0 300:1 500:0 600:end0"},
+      {"relay_0005",
+       "set_configuration enable=1 on_time_ds=2 off_time_ds=5 repeat_cycles=1; "
+       "trigger;",
+       "1 200:0 700:1 900:0 1400:end0"},
+      {"relay_0005",
+       "set_configuration enable=1 monostable=1 on_time_ds=2 off_time_ds=5 "
+       "repeat_cycles=9; trigger;",
+       "1 200:end0"},
+      {"relay_0019",
+       "trigger initial_state_open=1 open_time_ms=30 close_time_ms=50 "
+       "num_cycles=2;",
+       "1 30:0 80:1 110:0 160:end0"},
+      {"relay_0019",
+       "trigger open_time_ms=30 close_time_ms=50 num_cycles=1 "
+       "final_state_open=1;",
+       "0 50:1 80:end1"},
   };
-  const Row rows[] = {
-      {{{"delay_ds", 3}, {"on_time_ds", 2}, {"off_time_ds", 1}}, "0 300:1 500:0 600:end0"},
-      {{{"on_time_ds", 2}, {"off_time_ds", 5}, {"repeat_cycles", 1}}, "1 200:0 700:1 900:0 1400:end0"},
-      {{{"monostable", 1}, {"on_time_ds", 2}, {"off_time_ds", 5}, {"repeat_cycles", 9}}, "1 200:end0"},
-  };
-  for (const Row& row : rows) {
+  for (const auto& row : rows) {
     Bench bench;
-    bench.listen("relay_0005");
-    Values configuration = row.configuration;
-    configuration["enable"] = 1;
-    ASSERT_EQ(bench.ask("relay_0005", "set_configuration", configuration).error, 0);
-    ASSERT_EQ(bench.ask("relay_0005", "trigger").error, 0);
-    EXPECT_EQ(trace(bench, "relay_0005", 10s), row.trace);
+    bench.listen(row.service);
+    bench.play(std::string(row.service) + " " + row.story);
+    std::string trace = std::to_string(bench.get(row.service, "get_state"));
+    while (const auto due = bench.unit.next_due()) {
+      bench.unit.advance_to(*due);
+      trace += " " + std::to_string(*due / 1ms) + (bench.events().empty() ? ":" : ":end");
+      trace += std::to_string(bench.get(row.service, "get_state"));
+    }
+    EXPECT_EQ(trace, row.trace);
   }
 }
 
-TEST(Relays, SecondGenerationRunsItsCommand) {
-  struct Row {
-    int64_t initial, cycles, last;
-    const char* trace;
-  };
-  for (const Row& row : {Row{1, 2, 0, "1 30:0 80:1 110:0 160:end0"}, Row{0, 1, 1, "0 50:1 80:end1"}}) {
-    Bench bench;
-    bench.listen("relay_0019");
-    ASSERT_EQ(bench
-                  .ask("relay_0019", "trigger",
-                       {{"initial_state_open", row.initial},
-                        {"open_time_ms", 30},
-                        {"close_time_ms", 50},
-                        {"num_cycles", row.cycles},
-                        {"final_state_open", row.last}})
-                  .error,
-              0);
-    EXPECT_EQ(trace(bench, "relay_0019", 10s), row.trace);
-  }
+TEST_F(Relays, SetStateEndsASequence) {
+  play(
+      R"(listen relay_0005; relay_0005 trigger; trigger ! busy; set_state state=1; wait 3600 s; events 0;
+          get_state -> 1; trigger;
+          listen relay_0019; relay_0019 trigger open_time_ms=100 close_time_ms=100 num_cycles=5;
+          trigger open_time_ms=100 close_time_ms=100 num_cycles=5 ! busy; set_state open=1; wait 3600 s;)");
+  for (const Received& event : events()) EXPECT_EQ(event.peripheral, address_of("relay_0005"));
+  play(
+      "relay_0019 get_state -> 1; trigger open_time_ms=100 close_time_ms=100 "
+      "num_cycles=5;");
 }
 
-TEST(Relays, SetStateEndsASequence) {
-  for (const auto& [service, field, inputs] :
-       {std::tuple{"relay_0005", "state", Values{}},
-        {"relay_0019", "open", Values{{"open_time_ms", 100}, {"close_time_ms", 100}, {"num_cycles", 5}}}}) {
-    Bench bench;
-    bench.listen(service);
-    bench.ask(service, "trigger", inputs);
-    EXPECT_EQ(bench.ask(service, "trigger", inputs).error, ROVK_COMMON_ERROR_BUSY) << service;
-    EXPECT_EQ(bench.ask(service, "set_state", {{field, 1}}).error, 0);
-    bench.advance(1h);
-    EXPECT_TRUE(bench.events().empty()) << service;
-    EXPECT_EQ(bench.get(service, "get_state"), 1);
-    EXPECT_EQ(bench.ask(service, "trigger", inputs).error, 0) << service;
-  }
+TEST_F(Relays, MonostableFallsBackAndDisabledRests) {
+  play(
+      R"(listen relay_0005; relay_0005 set_configuration enable=1 monostable=1 on_time_ds=4;
+          set_state state=1; wait 399 ms; get_state -> 1; wait 1 ms; get_state -> 0; events 0;
+          set_configuration enable=0;)");
+  play("trigger ! invalid_sequence " + std::to_string(ROVK_RELAY_0005_COMMAND_TRIGGER));
 }
 
-TEST(Relays, MonostableFallsBackAndDisabledRests) {
-  Bench bench;
-  bench.listen("relay_0005");
-  bench.ask("relay_0005", "set_configuration", {{"enable", 1}, {"monostable", 1}, {"on_time_ds", 4}});
-  bench.ask("relay_0005", "set_state", {{"state", 1}});
-  bench.advance(399ms);
-  EXPECT_EQ(bench.get("relay_0005", "get_state"), 1);
-  bench.advance(1ms);
-  EXPECT_EQ(bench.get("relay_0005", "get_state"), 0);
-  EXPECT_TRUE(bench.events().empty()) << "no sequence was triggered";
-  bench.ask("relay_0005", "set_configuration", {{"enable", 0}});
-  const Received refused = bench.ask("relay_0005", "trigger");
-  EXPECT_EQ(refused.error, ROVK_COMMON_ERROR_INVALID_SEQUENCE);
-  EXPECT_EQ(refused.detail[0], ROVK_RELAY_0005_COMMAND_TRIGGER);
-}
-
-TEST(Drives, KeepPwmAndAmountTogether) {
-  struct Row {
+TEST_F(Drives, KeepPwmAndAmountTogetherAndFollowTheSurroundings) {
+  const struct {
     const char *service, *amount, *field;
     int64_t full;
+    Input input;
+    int64_t off, on;
+  } rows[] = {
+      {"ir_illuminator_0008", "power", "milliWatts", 8'000, Input::light, 300'000, 100},
+      {"heater_000a", "power", "milliWatts", 15'000, Input::temperature, 20'000, 0},
+      {"fan_000b", "speed", "rpm", 6'000, Input::temperature, 30'000, 70'000},
   };
-  for (const Row& row : {Row{"ir_illuminator_0008", "power", "milliWatts", 8'000},
-                         Row{"heater_000a", "power", "milliWatts", 15'000}, Row{"fan_000b", "speed", "rpm", 6'000}}) {
+  for (const auto& row : rows) {
     SCOPED_TRACE(row.service);
     Bench bench;
     const std::string get = std::string("get_") + row.amount;
-    const std::string set = std::string("set_") + row.amount;
     const int64_t frequency = bench.ask(row.service, "get_pwm")["frequency_hz"];
     bench.ask(row.service, "set_pwm", {{"frequency_hz", frequency}, {"duty_cycle_percent", 75}});
     EXPECT_EQ(bench.get(row.service, get), row.full * 3 / 4);
-    bench.ask(row.service, set, {{row.field, row.full / 2}});
+    bench.ask(row.service, std::string("set_") + row.amount, {{row.field, row.full / 2}});
     EXPECT_EQ(bench.ask(row.service, "get_pwm")["duty_cycle_percent"], 50);
     EXPECT_EQ(bench.get(row.service, get), row.full / 2);
+    bench.unit.set_input(row.input, 0, row.on);
+    EXPECT_EQ(bench.get(row.service, "get_state"), 0);
     bench.ask(row.service, "set_control_loop_enable", {{"enable", 1}});
     EXPECT_EQ(bench.ask(row.service, "set_state", {{"state", 1}}).error, ROVK_COMMON_ERROR_INVALID_SEQUENCE);
-  }
-}
-
-TEST(Drives, ControlLoopsFollowTheSurroundings) {
-  struct Row {
-    const char* service;
-    Input input;
-    int64_t off, on;
-  };
-  for (const Row& row :
-       {Row{"ir_illuminator_0008", Input::light, 300'000, 100}, Row{"heater_000a", Input::temperature, 20'000, 0},
-        Row{"fan_000b", Input::temperature, 30'000, 70'000}}) {
-    Bench bench;
-    bench.unit.set_input(row.input, 0, row.on);
-    EXPECT_EQ(bench.get(row.service, "get_state"), 0) << row.service;
-    bench.ask(row.service, "set_control_loop_enable", {{"enable", 1}});
-    EXPECT_EQ(bench.get(row.service, "get_state"), 1) << row.service;
+    EXPECT_EQ(bench.get(row.service, "get_state"), 1);
     bench.unit.set_input(row.input, 0, row.off);
-    EXPECT_EQ(bench.get(row.service, "get_state"), 0) << row.service;
+    EXPECT_EQ(bench.get(row.service, "get_state"), 0);
   }
 }
 
-TEST(Drives, FanFeedbackTellsAStall) {
-  Bench bench;
-  bench.ask("fan_000b", "set_state", {{"state", 1}});
-  EXPECT_EQ(bench.ask("fan_000b", "get_feedback").values, (Values{{"enabled", 1}, {"rpm", 3'000}, {"stall", 0}}));
-  bench.unit.set_input(Input::fan_blocked, 0, 1);
-  EXPECT_EQ(bench.ask("fan_000b", "get_feedback").values, (Values{{"enabled", 1}, {"rpm", 0}, {"stall", 1}}));
-  bench.ask("fan_000b", "set_state", {{"state", 0}});
-  EXPECT_EQ(bench.ask("fan_000b", "get_feedback").values, (Values{{"enabled", 0}, {"rpm", 0}, {"stall", 0}}));
+TEST_F(Drives, FanFeedbackTellsAStall) {
+  play(
+      R"(fan_000b set_state state=1; get_feedback -> enabled=1 rpm=3000 stall=0;
+          input fan_blocked 0 1; get_feedback -> enabled=1 rpm=0 stall=1;
+          set_state state=0; get_feedback -> enabled=0 rpm=0 stall=0;)");
 }
 
-TEST(Drives, OutputsKeepBothModes) {
-  Bench bench;
-  bench.ask("power_pwm_0025", "set_manual_control_loop_parameters",
-            {{"duty_cycle_percent", 30}, {"frequency_hz", 500}});
-  bench.ask("power_pwm_0025", "set_auto_power", {{"power_milliwatts", 16'000}});
-  EXPECT_EQ(bench.get("power_pwm_0025", "get_power"), 0) << "off";
-  for (const auto& [automatic, duty, power] : {std::tuple{0, 30, 6'000}, {1, 80, 16'000}}) {
-    bench.ask("power_pwm_0025", "set_enable", {{"output", 1}, {"auto_mode", automatic}});
-    const Received loop = bench.ask("power_pwm_0025", "get_control_loop_parameters");
-    EXPECT_EQ(loop["duty_cycle_percent"], duty);
-    EXPECT_EQ(loop["frequency_hz"], 500);
-    const Received told = bench.ask("power_pwm_0025", "get_power");
-    EXPECT_EQ(told["power_milliwatts"], power);
-    EXPECT_EQ(told["auto_power_milliwatts"], 16'000);
-  }
-  const Received limits = bench.ask("speed_pwm_0026", "get_speed");
-  const Received refused = bench.ask("speed_pwm_0026", "set_auto_speed", {{"speed_rpm", limits["max_speed_rpm"] + 1}});
-  EXPECT_EQ(refused.error, ROVK_COMMON_ERROR_INVALID_PAYLOAD);
+TEST_F(Drives, OutputsKeepBothModes) {
+  play(
+      R"(power_pwm_0025 set_manual_control_loop_parameters duty_cycle_percent=30 frequency_hz=500;
+          set_auto_power power_milliwatts=16000; get_power -> 0;
+          set_enable output=1; get_control_loop_parameters -> duty_cycle_percent=30 frequency_hz=500;
+          get_power -> power_milliwatts=6000 auto_power_milliwatts=16000;
+          set_enable output=1 auto_mode=1; get_control_loop_parameters -> duty_cycle_percent=80 frequency_hz=500;
+          get_power -> power_milliwatts=16000 auto_power_milliwatts=16000;)");
+  const Received limits = ask("speed_pwm_0026", "get_speed");
+  expect_refused(ask("speed_pwm_0026", "set_auto_speed", {{"speed_rpm", limits["max_speed_rpm"] + 1}}), 2);
 }
 
-TEST(Unittest, AddsWithinTheWidthOfTheField) {
-  Bench bench;
-  EXPECT_EQ(bench.get("unittest_ffff", "add_one", {{"input", 255}}), 0);
-  EXPECT_EQ(bench.get("unittest_ffff", "add_two", {{"input", 65'535}}), 1);
-  EXPECT_EQ(bench
-                .ask("unittest_ffff", "add_one_to_types",
-                     {{"i1", 127}, {"i2", 255}, {"i3", -1}, {"i4", 65'535}, {"i5", INT32_MAX}, {"i6", 7}})
-                .values,
-            (Values{{"o1", -128}, {"o2", 0}, {"o3", 0}, {"o4", 0}, {"o5", INT32_MIN}, {"o6", 8}}));
-  EXPECT_EQ(bench.ask("unittest_ffff", "group_in_both", {{"one", 9}, {"two", 8}}).values,
-            (Values{{"rone", 9}, {"rtwo", 8}}));
+TEST_F(Unittest, AddsWithinTheWidthOfTheField) {
+  play(R"(unittest_ffff add_one input=255 -> 0; add_two input=65535 -> 1;
+          add_one_to_types i1=127 i2=255 i3=-1 i4=65535 i5=2147483647 i6=7
+            -> o1=-128 o2=0 o3=0 o4=0 o5=-2147483648 o6=8;
+          group_in_both one=9 two=8 -> rone=9 rtwo=8;)");
 }
 
-TEST(Unittest, FailsAsTold) {
-  Bench bench;
-  const auto fail = [&](int64_t code) { return bench.ask("unittest_ffff", "fail", {{"error_code", code}}); };
+TEST_F(Unittest, FailsAsTold) {
+  const auto fail = [&](int64_t code) { return ask("unittest_ffff", "fail", {{"error_code", code}}); };
   EXPECT_EQ(fail(0).error, 0);
   for (const int code : {1, 2, 7, 12, 32, 33}) EXPECT_EQ(fail(code).error, code);
   EXPECT_EQ(fail(33).detail[0], 33);

@@ -1,8 +1,4 @@
 // The head: places and speeds on the way, limits of both kinds, and the events of its three axes.
-#include <rovk/constants.h>
-
-#include <cstring>
-
 #include "tests/unit/bench.h"
 
 namespace rovk::unit {
@@ -10,7 +6,7 @@ namespace {
 
 constexpr std::string_view head = "positioning_002a";
 
-class PositioningTest : public ::testing::Test, public Bench {
+class PositioningTest : public UnitTest {
  protected:
   Received go(int64_t pan, int64_t tilt, int64_t zoom, const Values& other = {}) {
     Values inputs = {{"pan_millidegrees", pan},
@@ -29,14 +25,15 @@ class PositioningTest : public ::testing::Test, public Bench {
                 {"zoom_deciX_per_second", zoom}});
   }
   void expect_at(int64_t pan, int64_t tilt, int64_t zoom) {
-    const Received place = ask(head, "get_position", {});
-    EXPECT_EQ(place["pan_millidegrees"], pan);
-    EXPECT_EQ(place["tilt_millidegrees"], tilt);
-    EXPECT_EQ(place["zoom_deciX"], zoom);
+    const Received place = ask(head, "get_position");
+    EXPECT_EQ(place.values, (Values{{"pan_millidegrees", pan}, {"tilt_millidegrees", tilt}, {"zoom_deciX", zoom}}));
   }
-  void expect_refused(const Received& received, int64_t offset) {
-    EXPECT_EQ(received.error, ROVK_COMMON_ERROR_INVALID_PAYLOAD);
-    EXPECT_EQ(received.detail.at(0), offset);
+  Received soft(const std::string& axis, int64_t low, int64_t high, int64_t slow, int64_t fast) {
+    return ask(head, "set_soft_" + axis + "_limits",
+               {{"min_position_millidegrees", low},
+                {"max_position_millidegrees", high},
+                {"min_velocity_millidegrees_per_second", slow},
+                {"max_velocity_millidegrees_per_second", fast}});
   }
   // Which axes each event says are moving, as in "pt" for pan and tilt, and "." for none.
   std::string movements() {
@@ -58,19 +55,17 @@ TEST_F(PositioningTest, EachAxisArrivesInItsOwnTimeAndSaysSo) {
   ASSERT_EQ(go(30'000, -20'000, 20).error, 0);  // 3 s, 2 s, 1 s
   advance(500ms);
   expect_at(5'000, -5'000, 15);
-  const Received speed = ask(head, "get_velocity", {});
-  EXPECT_EQ(speed["pan_millidegrees_per_second"], 10'000);
-  EXPECT_EQ(speed["tilt_millidegrees_per_second"], -10'000);
-  EXPECT_EQ(speed["zoom_deciX_per_second"], 10);
+  const Received speed = ask(head, "get_velocity");
+  EXPECT_EQ(speed.values, (Values{{"pan_millidegrees_per_second", 10'000},
+                                  {"tilt_millidegrees_per_second", -10'000},
+                                  {"zoom_deciX_per_second", 10}}));
   EXPECT_EQ(movements(), "ptz ");
-  advance(500ms);
-  EXPECT_EQ(movements(), "pt ");
-  advance(1s);
-  EXPECT_EQ(movements(), "p ");
-  advance(1s);
-  EXPECT_EQ(movements(), ". ");
+  for (const auto& [duration, axes] : {std::pair{500ms, "pt "}, {1000ms, "p "}, {1000ms, ". "}}) {
+    advance(duration);
+    EXPECT_EQ(movements(), axes);
+  }
   expect_at(30'000, -20'000, 20);
-  EXPECT_EQ(ask(head, "get_velocity", {})["pan_millidegrees_per_second"], 0);
+  EXPECT_EQ(ask(head, "get_velocity")["pan_millidegrees_per_second"], 0);
   ASSERT_EQ(go(30'000, -20'000, 20).error, 0);
   ASSERT_EQ(go(40'000, -10'000, 20).error, 0);
   advance(2s);
@@ -117,26 +112,19 @@ TEST_F(PositioningTest, InputsBeyondTheLimitsNameTheFieldAndMoveNothing) {
 }
 
 TEST_F(PositioningTest, SoftLimitsHoldUntilTheyAreCleared) {
-  const auto soft = [this](int64_t low, int64_t high, int64_t slow, int64_t fast) {
-    return ask(head, "set_soft_tilt_limits",
-               {{"min_position_millidegrees", low},
-                {"max_position_millidegrees", high},
-                {"min_velocity_millidegrees_per_second", slow},
-                {"max_velocity_millidegrees_per_second", fast}});
-  };
-  const Received hard = ask(head, "get_implementation_tilt_limits", {});
+  const Received hard = ask(head, "get_implementation_tilt_limits");
   const int64_t gap = hard["min_position_separation_millidegrees"];
-  Received set = ask(head, "get_soft_tilt_limits", {});
+  Received set = ask(head, "get_soft_tilt_limits");
   EXPECT_EQ(set["valid"], 0);
   EXPECT_EQ(set["min_position_millidegrees"], hard["min_position_millidegrees"]);
-  expect_refused(soft(-90'001, 0, 100, 200), 2);
-  expect_refused(soft(0, 20'001, 100, 200), 6);
-  expect_refused(soft(-10'000, -10'000 + gap - 1, 100, 200), 6);
-  expect_refused(soft(-10'000, 0, 49, 200), 10);
-  expect_refused(soft(-10'000, 0, 100, 99), 14);
-  EXPECT_EQ(ask(head, "get_soft_tilt_limits", {})["valid"], 0);
-  ASSERT_EQ(soft(-10'000, -10'000 + gap, 100, 10'000).error, 0);
-  set = ask(head, "get_soft_tilt_limits", {});
+  expect_refused(soft("tilt", -90'001, 0, 100, 200), 2);
+  expect_refused(soft("tilt", 0, 20'001, 100, 200), 6);
+  expect_refused(soft("tilt", -10'000, -10'000 + gap - 1, 100, 200), 6);
+  expect_refused(soft("tilt", -10'000, 0, 49, 200), 10);
+  expect_refused(soft("tilt", -10'000, 0, 100, 99), 14);
+  EXPECT_EQ(ask(head, "get_soft_tilt_limits")["valid"], 0);
+  ASSERT_EQ(soft("tilt", -10'000, -10'000 + gap, 100, 10'000).error, 0);
+  set = ask(head, "get_soft_tilt_limits");
   EXPECT_EQ(set["valid"], 1);
   EXPECT_EQ(set["max_position_millidegrees"], -10'000 + gap);
   EXPECT_EQ(set["max_velocity_millidegrees_per_second"], 10'000);
@@ -150,47 +138,40 @@ TEST_F(PositioningTest, SoftLimitsHoldUntilTheyAreCleared) {
   advance(5s);
   expect_at(0, -10'000, 10);
   ASSERT_EQ(ask(head, "clear_soft_limits", {{"clear_pan_soft_limits", 1}, {"clear_zoom_soft_limits", 1}}).error, 0);
-  EXPECT_EQ(ask(head, "get_soft_tilt_limits", {})["valid"], 1);
+  EXPECT_EQ(ask(head, "get_soft_tilt_limits")["valid"], 1);
   ASSERT_EQ(ask(head, "clear_soft_limits", {{"clear_tilt_soft_limits", 1}}).error, 0);
-  EXPECT_EQ(ask(head, "get_soft_tilt_limits", {})["valid"], 0);
+  EXPECT_EQ(ask(head, "get_soft_tilt_limits")["valid"], 0);
   ASSERT_EQ(go(0, -90'000, 10, {{"tilt_millidegrees_per_second", 60'000}}).error, 0);
   advance(5s);
-  ASSERT_EQ(soft(-10'000, -10'000 + gap, 100, 10'000).error, 0);
+  ASSERT_EQ(soft("tilt", -10'000, -10'000 + gap, 100, 10'000).error, 0);
   ASSERT_EQ(run(0, -1'000, 0).error, 0);
   advance(5s);
   expect_at(0, -90'000, 10);
 }
 
 TEST_F(PositioningTest, NewSoftLimitsEndAMovementUnderWay) {
-  const auto soft = [this](int64_t low, int64_t high) {
-    return ask(head, "set_soft_pan_limits",
-               {{"min_position_millidegrees", low},
-                {"max_position_millidegrees", high},
-                {"min_velocity_millidegrees_per_second", 50},
-                {"max_velocity_millidegrees_per_second", 120'000}});
-  };
   ASSERT_EQ(go(100'000, 0, 10).error, 0);
   advance(1s);
-  ASSERT_EQ(soft(0, 50'000).error, 0);
+  ASSERT_EQ(soft("pan", 0, 50'000, 50, 120'000).error, 0);
   advance(1s);
   expect_at(20'000, 0, 10);
   advance(10s);
   expect_at(50'000, 0, 10);
   ASSERT_EQ(run(-10'000, 0, 0).error, 0);
   advance(1s);
-  ASSERT_EQ(soft(45'000, 60'000).error, 0);  // passed already
+  ASSERT_EQ(soft("pan", 45'000, 60'000, 50, 120'000).error, 0);  // passed already
   advance(10s);
   expect_at(40'000, 0, 10);
 }
 
 TEST_F(PositioningTest, TheAngleOfViewNarrowsWithTheZoom) {
-  const Received wide = ask(head, "get_angle_of_view", {});
+  const Received wide = ask(head, "get_angle_of_view");
   const int64_t widest = wide["min_magnification_angle_of_view_millidegrees"];
   EXPECT_EQ(wide["current_magnification_angle_of_view_millidegrees"], widest);
   EXPECT_EQ(widest, 60'000);
   ASSERT_EQ(go(0, 0, 20, {{"zoom_deciX_per_second", 100}}).error, 0);
   advance(1s);
-  const Received twice = ask(head, "get_angle_of_view", {});
+  const Received twice = ask(head, "get_angle_of_view");
   EXPECT_EQ(twice["current_magnification_angle_of_view_millidegrees"], 32'204);  // 2 atan(tan(30 deg) / 2)
   EXPECT_LT(twice["max_magnification_angle_of_view_millidegrees"], 3'000);
 }

@@ -1,6 +1,4 @@
 // The unit as a whole: the clock, the order of messages, disturbances, what every peripheral answers.
-#include <rovk/constants.h>
-
 #include "tests/unit/bench.h"
 #include "unit/devices.h"
 
@@ -9,11 +7,12 @@ namespace {
 
 constexpr uint16_t led = 0x0101;
 
-TEST(Unit, TellsWhoEachPeripheralIs) {
-  Bench bench;
+using UnitAsAWhole = UnitTest;
+
+TEST_F(UnitAsAWhole, TellsWhoEachPeripheralIs) {
   for (const Fitting& fitting : fittings()) {
     SCOPED_TRACE(fitting.service->name);
-    const Received info = bench.ask("common", "get_peripheral_info", {}, fitting.address);
+    const Received info = ask("common", "get_peripheral_info", {}, fitting.address);
     EXPECT_EQ(info["id"], fitting.service->id);
     EXPECT_EQ(info.payload[2], fitting.service->api.major);
     EXPECT_EQ(info.payload[3], fitting.service->api.minor);
@@ -22,14 +21,14 @@ TEST(Unit, TellsWhoEachPeripheralIs) {
     EXPECT_EQ(info["device_count"], static_cast<int64_t>(fitting.devices.size()));
     for (std::size_t i = 0; i < fitting.devices.size(); ++i) {
       const Values index = {{"index", static_cast<int64_t>(i)}};
-      EXPECT_EQ(bench.ask("common", "get_peripheral_device_id", index, fitting.address)["peripheral_device_id"],
+      EXPECT_EQ(ask("common", "get_peripheral_device_id", index, fitting.address)["peripheral_device_id"],
                 fitting.devices[i]);
     }
   }
 }
 
 // All devices of the table of numbers are somewhere, each once per service that shows it.
-TEST(Unit, HasEveryNumberedDevice) {
+TEST_F(UnitAsAWhole, HasEveryNumberedDevice) {
   std::map<uint32_t, unsigned> seen;
   for (const Fitting& fitting : fittings()) {
     for (const uint32_t device : fitting.devices) ++seen[device];
@@ -39,76 +38,63 @@ TEST(Unit, HasEveryNumberedDevice) {
   EXPECT_EQ(address_of("eeprom_partition_table_0013", 5), 0x5113);
 }
 
-TEST(Unit, EchoesAllBytes) {
-  Bench bench;
+TEST_F(UnitAsAWhole, EchoesAllBytes) {
   rovk_message message = Bench::compose("common", "echo", {}, led);
   for (unsigned i = 0; i < 22; ++i) message.cre.c.payload[i] = static_cast<uint8_t>(255 - i);
-  bench.unit.submit(bench.application, message);
-  const auto answer = bench.next();
+  unit.submit(application, message);
+  const auto answer = next();
   ASSERT_TRUE(answer);
   EXPECT_TRUE(std::equal(answer->payload.begin(), answer->payload.end(), message.cre.c.payload));
 }
 
-TEST(Unit, RefusesWhatNobodyAnswers) {
-  Bench bench;
-  const Received nobody = bench.ask("common", "get_fault", {}, 0x7777);
+TEST_F(UnitAsAWhole, RefusesWhatNobodyAnswers) {
+  const Received nobody = ask("common", "get_fault", {}, 0x7777);
   EXPECT_EQ(nobody.peripheral, 0x7777);
   EXPECT_EQ(nobody.error, ROVK_COMMON_ERROR_UNKNOWN_PERIPHERAL);
   EXPECT_EQ(nobody.error_peripheral, ROVK_ROUTER_PERIPHERAL_ADDRESS);
   for (const int opcode : {9, 30, 34, 255}) {
     rovk_message message = Bench::compose("led_0001", "get_state", {});
     message.cre.c.opcode = static_cast<uint8_t>(opcode);
-    bench.unit.submit(bench.application, message);
-    const auto answer = bench.next();
+    unit.submit(application, message);
+    const auto answer = next();
     ASSERT_TRUE(answer);
     EXPECT_EQ(answer->error, ROVK_COMMON_ERROR_UNKNOWN_COMMAND) << opcode;
     EXPECT_EQ(answer->error_peripheral, led);
   }
 }
 
-TEST(Unit, DropsWhatIsNoCommand) {
-  Bench bench;
+TEST_F(UnitAsAWhole, DropsWhatIsNoCommand) {
   for (const int type : {0, 2, 3, 255}) {
     rovk_message message = Bench::compose("led_0001", "get_state", {});
     message.route.type = static_cast<uint8_t>(type);
-    bench.unit.submit(bench.application, message);
+    unit.submit(application, message);
   }
-  bench.unit.submit(0x1234, Bench::compose("led_0001", "get_state", {}));
-  EXPECT_EQ(bench.unit.dropped(), 5U);
-  EXPECT_FALSE(bench.next());
+  unit.submit(0x1234, Bench::compose("led_0001", "get_state", {}));
+  EXPECT_EQ(unit.dropped(), 5U);
+  EXPECT_FALSE(next());
 }
 
-TEST(Unit, WithAFaultAnswersOnlyCommonCommands) {
-  Bench bench;
-  ASSERT_TRUE(bench.unit.set_fault(led, 77));
-  EXPECT_FALSE(bench.unit.set_fault(0x7777, 1));
-  const Received refused = bench.ask("led_0001", "get_state");
-  EXPECT_EQ(refused.error, ROVK_COMMON_ERROR_FAULT_EXISTS);
-  EXPECT_EQ(refused.detail[0], 77);
-  EXPECT_EQ(bench.ask("common", "get_fault", {}, led)["id"], 77);
-  EXPECT_EQ(bench.ask("common", "self_test", {}, led).error, ROVK_COMMON_ERROR_SELF_TEST_FAILED);
-  EXPECT_EQ(bench.ask("common", "clear_fault", {}, led).error, 0);
-  EXPECT_EQ(bench.ask("led_0001", "get_state").error, 0);
-  EXPECT_EQ(bench.ask("common", "get_fault", {}, led)["id"], 0);
-  EXPECT_EQ(bench.ask("common", "self_test", {}, led).error, 0);
+TEST_F(UnitAsAWhole, WithAFaultAnswersOnlyCommonCommands) {
+  ASSERT_TRUE(unit.set_fault(led, 77));
+  EXPECT_FALSE(unit.set_fault(0x7777, 1));
+  play(R"(led_0001 get_state ! fault_exists 77; common@led_0001 get_fault -> id=77; self_test ! self_test_failed;
+          clear_fault; get_fault -> id=0; self_test; led_0001 get_state;)");
 }
 
-TEST(Unit, ResetRestoresThePowerOnState) {
-  Bench bench;
-  bench.listen("imaging_001a");
-  const int64_t before = bench.get("imaging_001a", "get_contrast");
-  bench.ask("imaging_001a", "set_contrast", {{"contrast", before + 7}});
-  bench.ask("common", "reset", {}, address_of("imaging_001a"));
-  EXPECT_EQ(bench.get("imaging_001a", "get_contrast"), before);
-  ASSERT_TRUE(bench.unit.reset_peripheral(address_of("imaging_001a"), 2));
-  EXPECT_FALSE(bench.unit.reset_peripheral(0x7777, 2));
-  const auto events = bench.events();
-  ASSERT_EQ(events.size(), 2U);
-  EXPECT_EQ(events[0]["type"], static_cast<int64_t>(ResetType::commanded));
-  EXPECT_EQ(events[1]["type"], static_cast<int64_t>(ResetType::watchdog));
+TEST_F(UnitAsAWhole, ResetRestoresThePowerOnState) {
+  const std::string before = std::to_string(get("imaging_001a", "get_contrast"));
+  play(R"(listen imaging_001a; imaging_001a set_contrast contrast=7; get_contrast -> 7;
+          common@imaging_001a reset; imaging_001a get_contrast -> )" +
+       before);
+  ASSERT_TRUE(unit.reset_peripheral(address_of("imaging_001a"), 2));
+  EXPECT_FALSE(unit.reset_peripheral(0x7777, 2));
+  const auto resets = events();
+  ASSERT_EQ(resets.size(), 2U);
+  EXPECT_EQ(resets[0]["type"], static_cast<int64_t>(ResetType::commanded));
+  EXPECT_EQ(resets[1]["type"], static_cast<int64_t>(ResetType::watchdog));
 }
 
-TEST(Unit, AnswersAfterItsLatency) {
+TEST_F(UnitAsAWhole, AnswersAfterItsLatency) {
   Bench bench(3ms);
   bench.send("led_0001", "get_state");
   EXPECT_EQ(bench.unit.next_due(), Time{3ms});
@@ -121,51 +107,49 @@ TEST(Unit, AnswersAfterItsLatency) {
 }
 
 // Messages that fall due together keep the order of their making; the clock never goes back.
-TEST(Unit, KeepsTheOrderOfMessages) {
-  Bench bench;
+TEST_F(UnitAsAWhole, KeepsTheOrderOfMessages) {
   for (uint32_t uuid = 1; uuid <= 20; ++uuid) {
-    bench.unit.submit(bench.application, Bench::compose("unittest_ffff", "add_one", {}, {}, uuid));
+    unit.submit(application, Bench::compose("unittest_ffff", "add_one", {}, {}, uuid));
   }
-  for (uint32_t uuid = 1; uuid <= 20; ++uuid) EXPECT_EQ(bench.next()->uuid, uuid);
-  bench.unit.advance_to(5s);
-  bench.unit.advance_to(2s);
-  EXPECT_EQ(bench.unit.clock().now(), Time{5s});
+  for (uint32_t uuid = 1; uuid <= 20; ++uuid) EXPECT_EQ(next()->uuid, uuid);
+  unit.advance_to(5s);
+  unit.advance_to(2s);
+  EXPECT_EQ(unit.clock().now(), Time{5s});
 }
 
 // As many commands as a peripheral says it can hold, and not one more, until the first is done.
-TEST(Unit, RefusesMoreCommandsThanItsQueueHolds) {
-  Bench bench;
+TEST_F(UnitAsAWhole, RefusesMoreCommandsThanItsQueueHolds) {
   const uint16_t slow = address_of("calibration_0015");
-  const int64_t depth = bench.ask("common", "get_peripheral_info", {}, slow)["queue_depth"];
+  const int64_t depth = ask("common", "get_peripheral_info", {}, slow)["queue_depth"];
   const auto calibrate = [&] {
-    bench.send("calibration_0015", "run_color_calibration");
-    return bench.next();
+    send("calibration_0015", "run_color_calibration");
+    return next();
   };
   for (int64_t i = 0; i < depth; ++i) EXPECT_FALSE(calibrate()) << "it takes time";
   const auto refused = calibrate();
   ASSERT_TRUE(refused);
   EXPECT_EQ(refused->error, ROVK_COMMON_ERROR_BUSY);
-  EXPECT_EQ(bench.ask("common", "get_fault", {}, slow).error, 0);
-  bench.advance(60s);
-  for (int64_t i = 0; i < depth; ++i) ASSERT_TRUE(bench.next());
+  EXPECT_EQ(ask("common", "get_fault", {}, slow).error, 0);
+  advance(60s);
+  for (int64_t i = 0; i < depth; ++i) ASSERT_TRUE(next());
   EXPECT_FALSE(calibrate());
 }
 
-TEST(Unit, RealClockRuns) {
-  Unit unit(Options{});
-  const uint16_t application = unit.join();
-  const Time before = unit.clock().now();
-  unit.submit(application, Bench::compose("unittest_ffff", "add_one", {{"input", 4}}));
+TEST_F(UnitAsAWhole, RealClockRuns) {
+  Unit real(Options{});
+  const uint16_t caller = real.join();
+  const Time before = real.clock().now();
+  real.submit(caller, Bench::compose("unittest_ffff", "add_one", {{"input", 4}}));
   rovk_message answer = {};
-  ASSERT_TRUE(unit.take(application, answer));
+  ASSERT_TRUE(real.take(caller, answer));
   EXPECT_EQ(answer.cre.r.pei.payload[0], 5);
-  EXPECT_GE(unit.clock().now(), before);
-  const Time now = unit.clock().now();
-  unit.advance_to(now + 1h);
-  EXPECT_LT(unit.clock().now(), now + 1h);
+  EXPECT_GE(real.clock().now(), before);
+  const Time now = real.clock().now();
+  real.advance_to(now + 1h);
+  EXPECT_LT(real.clock().now(), now + 1h);
 }
 
-TEST(Unit, DisturbsAnswersAsAskedAndThenNoMore) {
+TEST_F(UnitAsAWhole, DisturbsAnswersAsAskedAndThenNoMore) {
   const auto answers = [](std::string_view what, uint32_t value) {
     Bench bench;
     EXPECT_TRUE(bench.unit.disturb(bench.application, what, 1, value));
@@ -188,7 +172,7 @@ TEST(Unit, DisturbsAnswersAsAskedAndThenNoMore) {
   EXPECT_FALSE(bench.unit.disturb(0x1234, "lose", 1, 0));
 }
 
-TEST(Unit, ForgetsAnApplicationThatLeft) {
+TEST_F(UnitAsAWhole, ForgetsAnApplicationThatLeft) {
   Bench bench(1ms);
   const uint16_t other = bench.unit.join();
   EXPECT_NE(other, bench.application);
