@@ -30,7 +30,7 @@ describe("asynchronous commands", function()
   helper.watch(before_each, after_each)
 
   it("bring what the blocking form brings, each of the 272", function()
-    for _, input in ipairs { 0, 1, 77 } do
+    for _, input in ipairs(helper.aggressive and { 1 } or { 0, 1, 77 }) do
       local one, other = helper.open(), helper.open()
       local at = helper.addresses(one)
       helper.addresses(other)

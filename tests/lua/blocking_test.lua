@@ -33,7 +33,8 @@ describe("blocking commands", function()
 
   it("give a status, an error table and every value, each of the 272, whatever the answer", function()
     local model, count = helper.model(), 0
-    for _, input in ipairs { 0, 1, 200 } do
+    local rounds = helper.aggressive and { 1 } or { 0, 1, 200 }
+    for _, input in ipairs(rounds) do
       local context = helper.open()
       local addresses = helper.addresses(context)
       for _, service in ipairs(model.services) do
@@ -72,7 +73,7 @@ describe("blocking commands", function()
       end
       helper.close(context)
     end
-    assert.are.equal(3 * 3 * 272, count)
+    assert.are.equal(#rounds * 3 * 272, count)
   end)
 
   it("answer for each service by its own peripheral", function()

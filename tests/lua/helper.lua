@@ -57,7 +57,7 @@ if aggressive then
   collectgarbage("setstepmul", 1000)
   debug.sethook(function()
     collectgarbage()
-  end, "", 20011)
+  end, "", 100003)
 end
 helper.aggressive = aggressive
 
