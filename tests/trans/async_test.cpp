@@ -46,56 +46,29 @@ TEST(Async, GivesErrorsAndZeroValues) {
   EXPECT_EQ((Answers{{ROVK_COMMON_ERROR_FAULT_EXISTS, 5, 0}}), answers);
 }
 
-TEST(Async, GivesValuesOfEveryKind) {
-  struct Got {
-    int echoed = 0, typed = 0, informed = 0, aliases = 0;
-  } got;
+TEST(Async, GivesNumbersOfEveryWidthAndSign) {
   const Session session;
-  const uint8_t sent[22] = {1, 2, 3};
-  ASSERT_EQ(0, rovktrans_common_echo_async(
-                   session.handle, unittest,
-                   [](void*, uint16_t, rovk_error_common_error* error, uint8_t* payload, void* user) {
-                     EXPECT_EQ(nullptr, error);
-                     EXPECT_EQ(3, payload[2]);
-                     EXPECT_EQ(0, payload[21]);
-                     ++static_cast<Got*>(user)->echoed;
-                   },
-                   &got, sent));
+  int calls = 0;
   ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_to_types_async(
                    session.handle, unittest,
                    [](void*, uint16_t, rovk_error_unittest_ffff_error*, int8_t o1, uint8_t o2, int16_t o3, uint16_t o4,
                       int32_t o5, uint32_t o6, void* user) {
-                     EXPECT_EQ(-4, o1);
-                     EXPECT_EQ(251, o2);
-                     EXPECT_EQ(-29999, o3);
-                     EXPECT_EQ(65001, o4);
-                     EXPECT_EQ(-1999999999, o5);
-                     EXPECT_EQ(4000000001U, o6);
-                     ++static_cast<Got*>(user)->typed;
+                     EXPECT_TRUE(o1 == -4 && o2 == 251 && o3 == -29999 && o4 == 65001);
+                     EXPECT_TRUE(o5 == -1999999999 && o6 == 4000000001U);
+                     ++*static_cast<int*>(user);
                    },
-                   &got, -5, 250, -30000, 65000, -2000000000, 4000000000U));
-  ASSERT_EQ(0, rovktrans_common_get_peripheral_info_async(
-                   session.handle, unittest,
-                   [](void*, uint16_t, rovk_error_common_error*, uint16_t id, rovk_version api, rovk_version,
-                      rovk_version protocol, uint16_t, uint8_t, uint8_t count, uint8_t, void* user) {
-                     EXPECT_EQ(ROVK_UNITTEST_FFFF_PERIPHERAL_ID, id);
-                     EXPECT_EQ(ROVK_UNITTEST_FFFF_API_VERSION_MINOR, api.minor);
-                     EXPECT_EQ(ROVK_PROTOCOL_VERSION_MINOR, protocol.minor);
-                     EXPECT_EQ(1, count);
-                     ++static_cast<Got*>(user)->informed;
-                   },
-                   &got));
+                   &calls, -5, 250, -30000, 65000, -2000000000, 4000000000U));
   // Values come with an error as well, and an array is never null.
   ASSERT_EQ(0, rovktrans_common_get_aliases_async(
                    session.handle, 0x7777,
                    [](void*, uint16_t, rovk_error_common_error* error, uint16_t count, uint16_t* alias, void* user) {
                      EXPECT_EQ(ROVK_COMMON_ERROR_UNKNOWN_PERIPHERAL, error->id);
                      EXPECT_EQ(0, count + alias[0] + alias[9]);
-                     ++static_cast<Got*>(user)->aliases;
+                     ++*static_cast<int*>(user);
                    },
-                   &got));
-  EXPECT_EQ(4, rovktrans_dispatch(session.handle, 0));
-  EXPECT_EQ(1111, got.echoed * 1000 + got.typed * 100 + got.informed * 10 + got.aliases);
+                   &calls));
+  EXPECT_EQ(2, rovktrans_dispatch(session.handle, 0));
+  EXPECT_EQ(2, calls);
 }
 
 // The cost of a command does not depend on how many are in flight.
@@ -107,13 +80,9 @@ TEST(Async, TenThousandInFlight) {
   session.disturb("lose", total / 2);
   const auto start = std::chrono::steady_clock::now();
   for (unsigned i = 0; i < total; ++i) ASSERT_EQ(0, add_one_async(session, answers, static_cast<uint8_t>(i)));
-  unsigned ran = 0;
-  while (const int32_t count = rovktrans_dispatch(session.handle, -1)) {
-    ASSERT_GT(count, 0);
-    ran += static_cast<unsigned>(count);
+  while (rovktrans_dispatch(session.handle, -1) > 0) {
   }
   const auto duration = std::chrono::steady_clock::now() - start;
-  EXPECT_EQ(total, ran);
   ASSERT_EQ(total, answers.size());
   for (unsigned i = 0; i < total; ++i) {
     const Answer expected = i < total / 2 ? Answer{0, 0, (total / 2 + i + 1) & 0xff} : timed_out;
@@ -124,20 +93,16 @@ TEST(Async, TenThousandInFlight) {
 
 TEST(Async, DeinitEndsWhatIsPending) {
   Answers answers;
-  {
-    const Session session("latency_ms=50");
-    for (uint8_t i = 0; i < 5; ++i) ASSERT_EQ(0, add_one_async(session, answers, i));
-    EXPECT_EQ(0, rovktrans_deinit(session.handle));
-    EXPECT_EQ(Answers(5, closed), answers);
-    EXPECT_EQ(-EINVAL, rovktrans_dispatch(session.handle, 0));
-  }
-  EXPECT_EQ(5U, answers.size());
+  const Session session("latency_ms=50");
+  for (uint8_t i = 0; i < 5; ++i) ASSERT_EQ(0, add_one_async(session, answers, i));
+  EXPECT_EQ(0, rovktrans_deinit(session.handle));
+  EXPECT_EQ(Answers(5, closed), answers);
 }
 
 TEST(Dispatch, EndsAtItsTimeLimit) {
   const Session session;
-  EXPECT_EQ(0, rovktrans_dispatch(session.handle, 0));
-  EXPECT_EQ(0U, session.now_ms());
-  EXPECT_EQ(0, rovktrans_dispatch(session.handle, 250));
-  EXPECT_EQ(250U, session.now_ms());
+  for (const int32_t limit : {0, 250}) {
+    EXPECT_EQ(0, rovktrans_dispatch(session.handle, limit));
+    EXPECT_EQ(static_cast<uint64_t>(limit), session.now_ms());
+  }
 }

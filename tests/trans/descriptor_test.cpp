@@ -43,10 +43,17 @@ TEST(Descriptor, FollowsTheVirtualClock) {
   EXPECT_FALSE(readable(fd, 0));
 }
 
-TEST(Descriptor, ShowsWhatWasKeptBack) {
+TEST(Descriptor, ShowsEventsAndWhatWasKeptBack) {
   const Session session;
   const int fd = rovktrans_fd(session.handle);
+  Listener listener;
   Answers answers;
+  ASSERT_EQ(0, subscribe(session, listener));
+  EXPECT_FALSE(readable(fd, moment_ms));
+  ASSERT_EQ(0, rovk_unit_reset(session.handle, unittest, 1));
+  EXPECT_TRUE(readable(fd, moment_ms));
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+  EXPECT_FALSE(readable(fd, 0));
   ASSERT_EQ(0, add_one_async(session, answers, 1));
   session.find(ROVK_LED_0001_PERIPHERAL_ID);
   EXPECT_TRUE(answers.empty());
@@ -55,38 +62,21 @@ TEST(Descriptor, ShowsWhatWasKeptBack) {
   EXPECT_FALSE(readable(fd, 0));
 }
 
-TEST(Descriptor, ShowsEvents) {
-  const Session session;
-  const int fd = rovktrans_fd(session.handle);
-  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(
-                   session.handle, unittest, [](void*, uint16_t, uint16_t, void*) {}, nullptr));
-  EXPECT_FALSE(readable(fd, moment_ms));
-  ASSERT_EQ(0, rovk_unit_reset(session.handle, unittest, 1));
-  EXPECT_TRUE(readable(fd, moment_ms));
-  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
-  EXPECT_FALSE(readable(fd, 0));
-}
-
 TEST(Descriptor, WakesALoopOnTheRealClock) {
-  void* context = nullptr;
-  ASSERT_EQ(0, rovktrans_init("sim?latency_ms=20&timeout_ms=60", nullptr, &context));
-  const int fd = rovktrans_fd(context);
+  const Session session("latency_ms=20&timeout_ms=60", "real");
+  const int fd = rovktrans_fd(session.handle);
   Answers answers;
-  ASSERT_EQ(0, rovk_unit_disturb(context, "lose", 1, 0));
-  for (uint8_t input = 1; input <= 2; ++input) {
-    ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_async(context, unittest, collect, &answers, input));
-  }
-  uint64_t now = 0;
+  session.disturb("lose", 1);
+  for (uint8_t input = 1; input <= 2; ++input) ASSERT_EQ(0, add_one_async(session, answers, input));
   for (int wakes = 0; answers.size() < 2 && wakes < 20; ++wakes) {
     ASSERT_TRUE(readable(fd, 2000));
-    ASSERT_GE(rovktrans_dispatch(context, 0), 0);
-    rovk_unit_now(context, &now);
+    ASSERT_GE(rovktrans_dispatch(session.handle, 0), 0);
     if (answers.size() == 1) {
-      EXPECT_GE(now, 20 * millisecond);
+      EXPECT_GE(session.now_ms(), 20U);
     }
   }
-  EXPECT_GE(now, 60 * millisecond);
+  EXPECT_GE(session.now_ms(), 60U);
   EXPECT_EQ((Answers{{0, 0, 3}, timed_out}), answers);
-  EXPECT_EQ(0, rovktrans_deinit(context));
+  EXPECT_EQ(0, rovktrans_deinit(session.handle));
   EXPECT_FALSE(readable(fd, 0)) << "closed with its context";
 }

@@ -1,21 +1,10 @@
+// The library has to find these functions, so what the header declares is given away.
+#pragma GCC visibility push(default)
 #include "scripted_transport.h"
 
 #include <cerrno>
 
 ScriptedTransport scripted;
-
-#pragma GCC visibility push(default)
-
-extern "C" {
-
-int32_t rovk_transport_open(const char*, void*, rovk_transport** slot);
-void rovk_transport_close(rovk_transport*);
-uint16_t rovk_transport_application(rovk_transport*);
-int32_t rovk_transport_send(rovk_transport*, const rovk_message* message);
-int32_t rovk_transport_receive(rovk_transport*, rovk_message* message, uint64_t deadline_ns);
-uint64_t rovk_transport_now_ns(rovk_transport*);
-int32_t rovk_transport_fd(rovk_transport*, uint64_t);
-}
 
 int32_t rovk_transport_open(const char*, void*, rovk_transport** slot) {
   if (scripted.open_status == 0) *slot = reinterpret_cast<rovk_transport*>(&scripted);

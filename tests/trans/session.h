@@ -7,6 +7,7 @@
 #include <rovk/unit.h>
 
 #include <cstdlib>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,8 +23,8 @@ using Heap = std::unique_ptr<T, Freed>;
 
 class Session {
  public:
-  explicit Session(const std::string& options = "timeout_ms=100") {
-    EXPECT_EQ(0, rovktrans_init(("sim?clock=virtual&" + options).c_str(), nullptr, &handle));
+  explicit Session(const std::string& options = "timeout_ms=100", const char* clock = "virtual") {
+    EXPECT_EQ(0, rovktrans_init(("sim?clock=" + std::string(clock) + "&" + options).c_str(), nullptr, &handle));
   }
   ~Session() { rovktrans_deinit(handle); }
   Session(const Session&) = delete;
@@ -71,6 +72,23 @@ inline int32_t add_one(void* context, uint8_t input, uint8_t* output = nullptr) 
   const int32_t status = rovktrans_unittest_ffff_add_one(context, unittest, &error, input, output);
   std::free(error);
   return status;
+}
+
+// A subscription whose events' types are remembered, and what its callback does besides.
+struct Listener {
+  std::vector<unsigned> types;
+  std::function<void()> run;
+};
+
+inline void hear(void*, uint16_t, uint16_t type, void* user) {
+  auto* listener = static_cast<Listener*>(user);
+  listener->types.push_back(type);
+  if (listener->run) listener->run();
+}
+
+inline int32_t subscribe(const Session& session, Listener& listener, uint16_t address = unittest,
+                         rovktrans_common_reset_occurred_callback callback = hear) {
+  return rovktrans_common_reset_occurred_register_callback(session.handle, address, callback, &listener);
 }
 
 constexpr Answer timed_out = {ROVK_COMMON_ERROR_COMMUNICATION_FAILURE, ROVKTRANS_FAILURE_TIME_OUT, 0};

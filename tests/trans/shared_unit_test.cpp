@@ -28,16 +28,13 @@ TEST(SharedUnit, OptionsMustAgree) {
 }
 
 TEST(SharedUnit, EndsWithTheLastContext) {
-  uint64_t now = 1;
   {
     const Session first("unit=ends");
     ASSERT_EQ(0, rovk_unit_advance(first.handle, 5 * millisecond));
     const Session second("unit=ends");
     EXPECT_EQ(5U, second.now_ms());
   }
-  const Session next("unit=ends");
-  EXPECT_EQ(0, rovk_unit_now(next.handle, &now));
-  EXPECT_EQ(0U, now);
+  EXPECT_EQ(0U, Session("unit=ends").now_ms());
 }
 
 TEST(SharedUnit, ReservationKeepsOthersOut) {
@@ -59,11 +56,11 @@ TEST(SharedUnit, ReservationKeepsOthersOut) {
 
 TEST(SharedUnit, EventsReachThoseWhoSubscribed) {
   const Session first("unit=events"), second("unit=events"), third("unit=events");
-  const auto hear = [](void* context, uint16_t, uint16_t, void* user) { *static_cast<void**>(user) = context; };
+  const auto note = [](void* context, uint16_t, uint16_t, void* user) { *static_cast<void**>(user) = context; };
   void* first_heard = nullptr;
   void* second_heard = nullptr;
-  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(first.handle, unittest, hear, &first_heard));
-  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(second.handle, unittest, hear, &second_heard));
+  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(first.handle, unittest, note, &first_heard));
+  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(second.handle, unittest, note, &second_heard));
   ASSERT_EQ(0, rovk_unit_reset(third.handle, unittest, 1));
   EXPECT_EQ(1, rovktrans_dispatch(first.handle, 0));
   EXPECT_EQ(1, rovktrans_dispatch(second.handle, 0));
@@ -73,19 +70,12 @@ TEST(SharedUnit, EventsReachThoseWhoSubscribed) {
 }
 
 TEST(SharedUnit, WakesAnotherThreadThatWaits) {
-  void* sleeper = nullptr;
-  void* waker = nullptr;
-  ASSERT_EQ(0, rovktrans_init("sim?unit=threads", nullptr, &sleeper));
-  ASSERT_EQ(0, rovktrans_init("sim?unit=threads", nullptr, &waker));
-  int heard = 0;
-  ASSERT_EQ(0, rovktrans_common_reset_occurred_register_callback(
-                   sleeper, unittest,
-                   [](void*, uint16_t, uint16_t type, void* user) { *static_cast<int*>(user) = type; }, &heard));
-  std::thread thread([&] { EXPECT_EQ(1, rovktrans_dispatch(sleeper, 5000)); });
-  for (int i = 0; i < 200; ++i) EXPECT_EQ(0, add_one(waker, 1));
-  EXPECT_EQ(0, rovk_unit_reset(waker, unittest, 9));
+  const Session sleeper("unit=threads", "real"), waker("unit=threads", "real");
+  Listener listener;
+  ASSERT_EQ(0, subscribe(sleeper, listener));
+  std::thread thread([&] { EXPECT_EQ(1, rovktrans_dispatch(sleeper.handle, 5000)); });
+  for (int i = 0; i < 200; ++i) EXPECT_EQ(0, add_one(waker.handle, 1));
+  EXPECT_EQ(0, rovk_unit_reset(waker.handle, unittest, 9));
   thread.join();
-  EXPECT_EQ(9, heard);
-  EXPECT_EQ(0, rovktrans_deinit(sleeper));
-  EXPECT_EQ(0, rovktrans_deinit(waker));
+  EXPECT_EQ((std::vector<unsigned>{9}), listener.types);
 }
