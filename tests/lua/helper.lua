@@ -54,7 +54,7 @@ end
 local aggressive = os.getenv("ROVK_GC") == "aggressive"
 if aggressive then
   collectgarbage("setpause", 0)
-  collectgarbage("setstepmul", 1000)
+  collectgarbage("setstepmul", 400)
   debug.sethook(function()
     collectgarbage()
   end, "", 100003)
