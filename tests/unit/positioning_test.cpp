@@ -35,6 +35,11 @@ class PositioningTest : public UnitTest {
                 {"min_velocity_millidegrees_per_second", slow},
                 {"max_velocity_millidegrees_per_second", fast}});
   }
+  // Lets a movement that was taken run for a while.
+  void after(const Received& started, Time duration) {
+    EXPECT_EQ(started.error, 0);
+    advance(duration);
+  }
   // Which axes each event says are moving, as in "pt" for pan and tilt, and "." for none.
   std::string movements() {
     std::string all;
@@ -52,8 +57,7 @@ class PositioningTest : public UnitTest {
 
 TEST_F(PositioningTest, EachAxisArrivesInItsOwnTimeAndSaysSo) {
   listen(head);
-  ASSERT_EQ(go(30'000, -20'000, 20).error, 0);  // 3 s, 2 s, 1 s
-  advance(500ms);
+  after(go(30'000, -20'000, 20), 500ms);  // 3 s, 2 s, 1 s
   expect_at(5'000, -5'000, 15);
   const Received speed = ask(head, "get_velocity");
   EXPECT_EQ(speed.values, (Values{{"pan_millidegrees_per_second", 10'000},
@@ -67,28 +71,23 @@ TEST_F(PositioningTest, EachAxisArrivesInItsOwnTimeAndSaysSo) {
   expect_at(30'000, -20'000, 20);
   EXPECT_EQ(ask(head, "get_velocity")["pan_millidegrees_per_second"], 0);
   ASSERT_EQ(go(30'000, -20'000, 20).error, 0);
-  ASSERT_EQ(go(40'000, -10'000, 20).error, 0);
-  advance(2s);
+  after(go(40'000, -10'000, 20), 2s);
   EXPECT_EQ(movements(), "pt . ") << "axes that stop together make one event";
 }
 
 TEST_F(PositioningTest, ARunGoesOnToTheLimitAndStopsThere) {
   listen(head);
-  ASSERT_EQ(run(0, 10'000, -1).error, 0);  // zoom is at its end already
-  advance(1s);
+  after(run(0, 10'000, -1), 1s);  // zoom is at its end already
   expect_at(0, 10'000, 10);
-  ASSERT_EQ(run(0, -20'000, 0).error, 0);
-  advance(1s);
+  after(run(0, -20'000, 0), 1s);
   expect_at(0, -10'000, 10);
   advance(3s);
   EXPECT_EQ(movements(), "t ") << "turning round is no stop";
   advance(1s);
   EXPECT_EQ(movements(), ". ");
   expect_at(0, -90'000, 10);
-  ASSERT_EQ(run(1'000, 0, 0).error, 0);
-  advance(1s);
-  ASSERT_EQ(run(0, 0, 0).error, 0);
-  advance(1s);
+  after(run(1'000, 0, 0), 1s);
+  after(run(0, 0, 0), 1s);
   expect_at(1'000, -90'000, 10);
   EXPECT_EQ(movements(), "p . ");
 }
@@ -131,36 +130,28 @@ TEST_F(PositioningTest, SoftLimitsHoldUntilTheyAreCleared) {
   expect_refused(go(0, -10'001, 10), 6);
   expect_refused(go(0, -9'000, 10, {{"tilt_millidegrees_per_second", 10'001}}), 14);
   // From outside, a run outwards does not come back, and one inwards ends at the far limit.
-  ASSERT_EQ(run(0, 1'000, 0).error, 0);
-  advance(5s);
+  after(run(0, 1'000, 0), 5s);
   expect_at(0, 0, 10);
-  ASSERT_EQ(run(0, -10'000, 0).error, 0);
-  advance(5s);
+  after(run(0, -10'000, 0), 5s);
   expect_at(0, -10'000, 10);
   ASSERT_EQ(ask(head, "clear_soft_limits", {{"clear_pan_soft_limits", 1}, {"clear_zoom_soft_limits", 1}}).error, 0);
   EXPECT_EQ(ask(head, "get_soft_tilt_limits")["valid"], 1);
   ASSERT_EQ(ask(head, "clear_soft_limits", {{"clear_tilt_soft_limits", 1}}).error, 0);
   EXPECT_EQ(ask(head, "get_soft_tilt_limits")["valid"], 0);
-  ASSERT_EQ(go(0, -90'000, 10, {{"tilt_millidegrees_per_second", 60'000}}).error, 0);
-  advance(5s);
+  after(go(0, -90'000, 10, {{"tilt_millidegrees_per_second", 60'000}}), 5s);
   ASSERT_EQ(soft("tilt", -10'000, -10'000 + gap, 100, 10'000).error, 0);
-  ASSERT_EQ(run(0, -1'000, 0).error, 0);
-  advance(5s);
+  after(run(0, -1'000, 0), 5s);
   expect_at(0, -90'000, 10);
 }
 
 TEST_F(PositioningTest, NewSoftLimitsEndAMovementUnderWay) {
-  ASSERT_EQ(go(100'000, 0, 10).error, 0);
-  advance(1s);
-  ASSERT_EQ(soft("pan", 0, 50'000, 50, 120'000).error, 0);
-  advance(1s);
+  after(go(100'000, 0, 10), 1s);
+  after(soft("pan", 0, 50'000, 50, 120'000), 1s);
   expect_at(20'000, 0, 10);
   advance(10s);
   expect_at(50'000, 0, 10);
-  ASSERT_EQ(run(-10'000, 0, 0).error, 0);
-  advance(1s);
-  ASSERT_EQ(soft("pan", 45'000, 60'000, 50, 120'000).error, 0);  // passed already
-  advance(10s);
+  after(run(-10'000, 0, 0), 1s);
+  after(soft("pan", 45'000, 60'000, 50, 120'000), 10s);  // passed already
   expect_at(40'000, 0, 10);
 }
 
@@ -169,16 +160,14 @@ TEST_F(PositioningTest, TheAngleOfViewNarrowsWithTheZoom) {
   const int64_t widest = wide["min_magnification_angle_of_view_millidegrees"];
   EXPECT_EQ(wide["current_magnification_angle_of_view_millidegrees"], widest);
   EXPECT_EQ(widest, 60'000);
-  ASSERT_EQ(go(0, 0, 20, {{"zoom_deciX_per_second", 100}}).error, 0);
-  advance(1s);
+  after(go(0, 0, 20, {{"zoom_deciX_per_second", 100}}), 1s);
   const Received twice = ask(head, "get_angle_of_view");
   EXPECT_EQ(twice["current_magnification_angle_of_view_millidegrees"], 32'204);  // 2 atan(tan(30 deg) / 2)
   EXPECT_LT(twice["max_magnification_angle_of_view_millidegrees"], 3'000);
 }
 
 TEST_F(PositioningTest, AHeadTurnedOverTiltsTheOtherWay) {
-  ASSERT_EQ(go(0, -30'000, 10).error, 0);
-  advance(5s);
+  after(go(0, -30'000, 10), 5s);
   ASSERT_EQ(ask(head, "set_mounted_pointing_up", {{"mounted_pointing_up", 1}}).error, 0);
   expect_at(0, 30'000, 10);
   EXPECT_EQ(go(0, 90'000, 10).error, 0);

@@ -38,15 +38,6 @@ TEST_F(UnitAsAWhole, HasEveryNumberedDevice) {
   EXPECT_EQ(address_of("eeprom_partition_table_0013", 5), 0x5113);
 }
 
-TEST_F(UnitAsAWhole, EchoesAllBytes) {
-  rovk_message message = Bench::compose("common", "echo", {}, led);
-  for (unsigned i = 0; i < 22; ++i) message.cre.c.payload[i] = static_cast<uint8_t>(255 - i);
-  unit.submit(application, message);
-  const auto answer = next();
-  ASSERT_TRUE(answer);
-  EXPECT_TRUE(std::equal(answer->payload.begin(), answer->payload.end(), message.cre.c.payload));
-}
-
 TEST_F(UnitAsAWhole, RefusesWhatNobodyAnswers) {
   const Received nobody = ask("common", "get_fault", {}, 0x7777);
   EXPECT_EQ(nobody.peripheral, 0x7777);
@@ -133,43 +124,6 @@ TEST_F(UnitAsAWhole, RefusesMoreCommandsThanItsQueueHolds) {
   advance(60s);
   for (int64_t i = 0; i < depth; ++i) ASSERT_TRUE(next());
   EXPECT_FALSE(calibrate());
-}
-
-TEST_F(UnitAsAWhole, RealClockRuns) {
-  Unit real(Options{});
-  const uint16_t caller = real.join();
-  const Time before = real.clock().now();
-  real.submit(caller, Bench::compose("unittest_ffff", "add_one", {{"input", 4}}));
-  rovk_message answer = {};
-  ASSERT_TRUE(real.take(caller, answer));
-  EXPECT_EQ(answer.cre.r.pei.payload[0], 5);
-  EXPECT_GE(real.clock().now(), before);
-  const Time now = real.clock().now();
-  real.advance_to(now + 1h);
-  EXPECT_LT(real.clock().now(), now + 1h);
-}
-
-TEST_F(UnitAsAWhole, DisturbsAnswersAsAskedAndThenNoMore) {
-  const auto answers = [](std::string_view what, uint32_t value) {
-    Bench bench;
-    EXPECT_TRUE(bench.unit.disturb(bench.application, what, 1, value));
-    bench.send("led_0001", "get_state");
-    std::vector<Received> all;
-    while (auto received = bench.next()) all.push_back(*received);
-    bench.advance(50ms);
-    while (auto received = bench.next()) all.push_back(*received);
-    EXPECT_EQ(bench.ask("led_0001", "get_state").type, ROVK_TYPE_RESPONSE);
-    return all;
-  };
-  EXPECT_TRUE(answers("lose", 0).empty());
-  EXPECT_EQ(answers("duplicate", 0).size(), 2U);
-  EXPECT_EQ(answers("delay", 50).size(), 1U);
-  EXPECT_TRUE(answers("delay", 51).empty());
-  EXPECT_NE(answers("corrupt", 0).at(0).type, ROVK_TYPE_RESPONSE);
-  EXPECT_NE(answers("misdirect", 0).at(0).uuid, 0x20000001U);
-  Bench bench;
-  EXPECT_FALSE(bench.unit.disturb(bench.application, "soothe", 1, 0));
-  EXPECT_FALSE(bench.unit.disturb(0x1234, "lose", 1, 0));
 }
 
 TEST_F(UnitAsAWhole, ForgetsAnApplicationThatLeft) {
