@@ -126,6 +126,23 @@ TEST_F(UnitAsAWhole, RefusesMoreCommandsThanItsQueueHolds) {
   EXPECT_FALSE(calibrate());
 }
 
+// The other disturbances show from above; there a second answer is nothing but dropped.
+TEST_F(UnitAsAWhole, DoublesAnAnswerOnce) {
+  EXPECT_TRUE(unit.disturb(application, "duplicate", 1, 0));
+  EXPECT_FALSE(unit.disturb(0x1234, "duplicate", 1, 0));
+  for (int i = 0; i < 2; ++i) send("led_0001", "get_state");
+  unsigned answers = 0;
+  while (next()) ++answers;
+  EXPECT_EQ(answers, 3U);
+}
+
+TEST(RealClock, IsNotMoved) {
+  Unit real(Options{});
+  const Time now = real.clock().now();
+  real.advance_to(now + 1h);
+  EXPECT_LT(real.clock().now(), now + 1h);
+}
+
 TEST_F(UnitAsAWhole, ForgetsAnApplicationThatLeft) {
   Bench bench(1ms);
   const uint16_t other = bench.unit.join();
