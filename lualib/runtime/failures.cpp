@@ -1,12 +1,21 @@
 // One place for each text, so that all wrappers fail alike.
 #include "failures.h"
 
+namespace {
+
+[[noreturn]] void raise(lua_State* L) {
+  lua_error(L);
+  __builtin_unreachable();
+}
+
+}  // namespace
+
 int swig_fail_count(lua_State* L, const char* name, int wanted) {
   lua_pushfstring(L, "Error in %s expected %d..%d args, got %d", name, wanted, wanted, lua_gettop(L));
-  return lua_error(L);
+  raise(L);
 }
 
 int swig_fail_argument(lua_State* L, const char* name, int argument, const char* expected, const char* got) {
   lua_pushfstring(L, "Error in %s (arg %d), expected '%s' got '%s'", name, argument, expected, got);
-  return lua_error(L);
+  raise(L);
 }
