@@ -10,14 +10,6 @@ local unit = require("rovk_unit")
 local SELF = rovk.ROVK_UNITTEST_PERIPHERAL_ADDRESS
 local FAILURE = rovk.ROVK_COMMON_ERROR_COMMUNICATION_FAILURE
 
-local function rep(value, count)
-  local list = {}
-  for index = 1, count do
-    list[index] = value
-  end
-  return list
-end
-
 -- A callback that keeps what it got, call by call.
 local function keeper()
   local got = {}
@@ -41,7 +33,7 @@ describe("asynchronous commands", function()
           local address = at[service.name] or 0
           local inputs = {}
           for _, field in ipairs(command.command and command.command.values or {}) do
-            inputs[#inputs + 1] = field.kind == "array" and rep(input, 5) or input
+            inputs[#inputs + 1] = field.kind == "array" and helper.rep(input, 5) or input
           end
           local blocking = helper.pack(rovk[name](one, address, unpack(inputs)))
           local got, keep = keeper()
@@ -175,18 +167,5 @@ describe("asynchronous commands", function()
     assert.are.equal(0, select("#", rovk.internal_rovktrans_common_reset_callback(nil, 0, nil, nil)))
     assert.are.equal(0, select("#", rovk.internal_rovktrans_common_echo_callback(nil, 0, nil, { 1 }, nil)))
     assert.are.equal(0, select("#", rovk.internal_rovktrans_common_get_aliases_callback(nil, 0, nil, 1, -5, nil)))
-  end)
-
-  it("stand a collection at each allocation", function()
-    helper.collecting(function()
-      local context = helper.open()
-      local got, keep = keeper()
-      assert.are.equal(0, rovk.rovktrans_common_get_peripheral_info_async_lua(context, 0, keep))
-      assert.are.equal(0, rovk.rovktrans_common_echo_async_lua(context, 0, keep, { 9 }))
-      assert.are.equal(0, rovk.rovktrans_unittest_ffff_fail_async_lua(context, SELF, keep, 2))
-      assert.are.equal(0, rovk.rovktrans_common_reset_async_lua(context, 0, function() error({}) end))
-      helper.deliver(context, 1000)
-      assert.are.same({ 3, 7, 9, 2 }, { #got, got[1][2].minor, got[2][1][1], got[3][1].fault_id })
-    end)
   end)
 end)

@@ -61,16 +61,6 @@ if aggressive then
 end
 helper.aggressive = aggressive
 
--- Runs `action` while each allocation is followed by a whole collection.
-function helper.collecting(action, ...)
-  local pause, step = collectgarbage("setpause", 0), collectgarbage("setstepmul", 1000000)
-  local results = { pcall(action, ...) }
-  collectgarbage("setpause", pause)
-  collectgarbage("setstepmul", step)
-  luassert.is_true(results[1], results[2])
-  return unpack(results, 2, table.maxn(results))
-end
-
 -- The catalogue as the generator reads it.
 local model
 function helper.model()
@@ -115,6 +105,30 @@ function helper.to_width(value, width, signed)
   value = value < 0 and math.ceil(value) or math.floor(value)
   value = value % span
   return signed and value >= span / 2 and value - span or value
+end
+
+-- Bytes of a number, the least significant first.
+function helper.little(value, width)
+  local text = ""
+  value = value % 2 ^ (8 * width)
+  for _ = 1, width do
+    text = text .. string.char(value % 256)
+    value = math.floor(value / 256)
+  end
+  return text
+end
+
+function helper.hex(text)
+  return (text:gsub(".", function(char) return ("%02x"):format(char:byte()) end))
+end
+
+-- A list of so many times one value.
+function helper.rep(value, count)
+  local list = {}
+  for index = 1, count do
+    list[index] = value
+  end
+  return list
 end
 
 -- Contexts -------------------------------------------------------------------------------------

@@ -50,13 +50,19 @@ local SCENARIOS = {
     local part = m.cre.r.pei.ei.payload
     m.cre.c.payload = rovk.rovk_message().cre.c.payload
     m.cre.dummy = 12345
+    m.route = rovk.rovk_message().route
     local _ = tostring(m), rovk.rovk_protocol_version, swig_type(part)
   ]],
   messages = [[
     rovk.rovk_common_initialize_echo_command(message, 1, bytes)
     local _ = rovk.rovk_common_retrieve_echo_command(message)
     pcall(rovk.rovk_common_initialize_echo_command, message, 1, 5)
-    rovk.rovk_common_retrieve_get_peripheral_info_response(message)
+    rovk.rovk_common_initialize_get_peripheral_info_command(message, 1)
+    local answer, v = rovk.rovk_message(), rovk.rovk_version()
+    v.major = 9
+    rovk.rovk_common_initialize_get_peripheral_info_response(answer, message, 1, v, v, v, 1, 2, 3, 4)
+    local _, _, api, _, protocol = rovk.rovk_common_retrieve_get_peripheral_info_response(answer)
+    assert(api.major == 9 and protocol.major == 9)
   ]],
   blocking = [[
     rovk.rovktrans_common_echo(context, SELF, bytes)
@@ -70,6 +76,7 @@ local SCENARIOS = {
     assert(status == 0 or status == -1)
     loop.dispatch(context, 1000)
     rovk.rovktrans_common_echo_async_lua(context, SELF, function() count() end, bytes)
+    rovk.rovktrans_unittest_ffff_fail_async_lua(context, SELF, function() error({}) end, 2)
     loop.dispatch(context, 1000)
   ]],
   coroutines = [[
@@ -100,5 +107,19 @@ describe("without memory", function()
       local turns = probe.starve(FRAME:format(package.cpath, package.path, text), name == "opening" and 97 or 1)
       assert.is_true(turns == nil or turns > 3, turns)
     end)
+
+    if name ~= "opening" then -- which would take seconds
+      it("nothing is freed that is in use, with a collection at each allocation: " .. name, function()
+        probe.run(([[
+          local scenario, check = (function() %s end)()
+          collectgarbage("setpause", 0)
+          collectgarbage("setstepmul", 1000000)
+          for _ = 1, 3 do
+            scenario()
+            check()
+          end
+        ]]):format(FRAME:format(package.cpath, package.path, text)))
+      end)
+    end
   end
 end)

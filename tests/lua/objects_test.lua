@@ -367,18 +367,4 @@ describe("wrapped objects", function()
       end
     end)
   end)
-
-  it("survive a collection at each allocation", function()
-    helper.collecting(function()
-      for _ = 1, 3 do
-        local m = rovk.rovk_message()
-        m.cre.r.pei.ei.payload = m.cre.c.payload
-        m.route = rovk.rovk_message().route
-        m.cre.dummy = tostring(m)
-        local _, device = rovk.rovktrans_find_device(nil, 1, 1), rovk.rovk_protocol_version
-        assert.are.equal("number", type(device.major))
-        assert.are.equal("string", type(swig_type(m.cre.e)))
-      end
-    end)
-  end)
 end)
