@@ -40,17 +40,6 @@ describe("the loop", function()
     assert.are.equal(4, calls)
   end)
 
-  it("waits by the real clock", function()
-    local context = helper.open("sim?latency_ms=400")
-    local calls = 0
-    local start = unit.now(context)
-    ask(context, function() calls = calls + 1 end)
-    assert.are.equal(0, loop.dispatch(context, 0))
-    assert.are.equal(1, loop.dispatch(context, 5000))
-    local took = unit.now(context) - start
-    assert.is_true(calls == 1 and took >= 400 and took < 5000, took)
-  end)
-
   it("has a descriptor that tells when there is something to do", function()
     local button = helper.addresses(helper.open()).button_0002
     for _, text in ipairs { "sim", "sim?latency_ms=30", "sim?timeout_ms=300" } do
