@@ -34,12 +34,37 @@ local function pattern_value(position, item)
   return pattern_number(position, item.width, item.signed)
 end
 
+-- What the results of a call are when the library has filled its outputs, and when it has left them;
+-- `blank` gives an array that did not come.
 local function values_of(results, blank)
-  local list = {}
+  local list = { n = #results }
   for position, item in ipairs(results) do
-    list[position] = blank and (item.kind == "array" and {} or item.kind == "version" and { major = 0, minor = 0 } or 0)
-      or pattern_value(position, item)
+    list[position] = pattern_value(position, item)
+    if blank then
+      list[position] = item.kind == "array" and blank(item) or item.kind == "version" and { major = 0, minor = 0 } or 0
+    end
   end
+  return list
+end
+
+local function no_array()
+  return {}
+end
+
+local function zeros(item)
+  return helper.rep(0, item.count)
+end
+
+-- Puts values in front of a list that knows its length.
+local function prepend(list, ...)
+  local count = select("#", ...)
+  for position = list.n, 1, -1 do
+    list[position + count] = list[position]
+  end
+  for position = 1, count do
+    list[position] = (select(position, ...))
+  end
+  list.n = list.n + count
   return list
 end
 
@@ -60,29 +85,15 @@ local function error_table(id)
   return expected
 end
 
-local function hex(text)
-  return (text:gsub(".", function(char)
-    return ("%02x"):format(char:byte())
-  end))
-end
-
 -- A message whose bytes differ by `seed`, and their text.
 local function message(seed)
   local m = rovk.rovk_message()
   m.route.application_address, m.route.peripheral_address = 0xA1B2 + seed, 0xC3D4 + seed
   m.route.uuid, m.route.type = 0xE5F60718 + seed, 0x90 + seed
-  m.cre.dummy = ("body %d"):format(seed)
-  local function little(value, width)
-    local text = ""
-    for _ = 1, width do
-      text = text .. string.char(value % 256)
-      value = math.floor(value / 256)
-    end
-    return text
-  end
   local body = ("body %d"):format(seed)
-  return m, hex(little(0xA1B2 + seed, 2) .. little(0xC3D4 + seed, 2) .. little(0xE5F60718 + seed, 4)
-    .. string.char(0x90 + seed) .. body .. ("\0"):rep(23 - #body))
+  m.cre.dummy = body
+  return m, helper.hex(helper.little(0xA1B2 + seed, 2) .. helper.little(0xC3D4 + seed, 2)
+    .. helper.little(0xE5F60718 + seed, 4) .. string.char(0x90 + seed) .. body .. ("\0"):rep(23 - #body))
 end
 
 -- A Lua value for an argument, and what the recorder shows for it: numbers wider than their field and
@@ -187,38 +198,22 @@ function check.initialize(item)
   assert.are.equal(expected, values[1].cre.dummy, item.name)
 end
 
-local function check_retrieve(item, with_status)
+local function check_retrieve(item, ...)
   for _, outputs in ipairs { "fill", "untouched" } do
     local values, texts = samples(item, new_state())
     recorder.behave { status = -2147483648, outputs = outputs }
     local results = call(item, values)
-    local expected = values_of(item.results)
-    if outputs == "untouched" then
-      for position, result in ipairs(item.results) do
-        expected[position] = result.kind == "version" and { major = 0, minor = 0 } or 0
-        if result.kind == "array" then
-          expected[position] = {}
-          for index = 1, result.count do
-            expected[position][index] = 0
-          end
-        end
-      end
-    end
-    if with_status then
-      table.insert(expected, 1, -2147483648)
-    end
-    expected.n = #expected
-    assert.are.same(expected, results, item.name)
+    assert.are.same(prepend(values_of(item.results, outputs == "untouched" and zeros), ...), results, item.name)
     assert.are.same(spelled(item.name, outs(texts, #item.results)), recorded())
   end
 end
 
 function check.retrieve(item)
-  check_retrieve(item, false)
+  check_retrieve(item)
 end
 
 function check.retrieve_status(item)
-  check_retrieve(item, true)
+  check_retrieve(item, -2147483648)
 end
 
 function check.status(item)
@@ -244,10 +239,8 @@ function check.blocking(item)
     local state = new_state()
     local values, texts = samples(item, state)
     recorder.behave { status = case[2], outputs = case[1], error_id = case[3] }
-    local expected = values_of(item.results, case[1] == "untouched")
-    table.insert(expected, 1, case[2])
-    table.insert(expected, 2, error_table(case[3]))
-    expected.n = #expected
+    local expected = prepend(values_of(item.results, case[1] == "untouched" and no_array), case[2],
+      error_table(case[3]))
     assert.are.same(expected, call(item, values), item.name)
     table.insert(texts, 3, "out")
     assert.are.same(spelled(item.name, outs(texts, #item.results)), recorded())
@@ -275,10 +268,8 @@ local function check_async(item)
     end
     assert.are.equal(0, recorder.deliver())
     local expected = values_of(results)
-    for position, result in ipairs(results) do
-      if case[1] == "untouched" and result.kind == "array" then
-        expected[position] = {}
-      end
+    for position, result in ipairs(results) do -- an array alone may be missing
+      expected[position] = case[1] == "untouched" and result.kind == "array" and {} or expected[position]
     end
     expected[#expected + 1] = error_table(case[2])
     expected.n = #expected
@@ -289,15 +280,13 @@ end
 -- The internal callbacks, called from a script: a nil reference does nothing; that of a subscription
 -- runs its function with the values given, and a command's callback releases the function then.
 local function check_internal(item, with_error)
-  recorder.reset()
-  recorder.behave {}
   local got = {}
-  local _, context = rovk.rovktrans_init(nil, nil)
+  local state = new_state()
+  local context = state.context
   local event = with_error and "rovktrans_common_reset_occurred" or item.name:match("^internal_(.*)_event_callback$")
   local handle = rovk[event .. "_register_callback_lua"](context, 7, function(...)
     got[#got + 1] = helper.pack(...)
   end)
-  local state = { context = context }
   local values = samples(item, state)
   local last = #item.arguments
   values[last] = nil
@@ -307,19 +296,18 @@ local function check_internal(item, with_error)
   values[last] = handle
   assert.are.equal(0, call(item, values).n, item.name)
   local expected = {}
+  local skipped = with_error and 3 or 2
   for position, result in ipairs(callback_values((item.command or item.event)[with_error and "response" or "event"])) do
-    local given = values[position + (with_error and 3 or 2)]
+    local given = values[position + skipped]
     if result.kind == "number" then
       expected[position] = helper.to_width(given, result.width, result.signed)
     elseif result.kind == "version" then
       expected[position] = { major = given.major, minor = given.minor }
     else
-      expected[position] = {}
-      local argument = item.arguments[position + (with_error and 3 or 2)]
-      local bytes = argument.kind == "aliases" and { 0xF234, 0, position + 3 }
-        or { position + (with_error and 3 or 2), 44, 7, 0, 0, 255, 0 }
-      for index = 1, result.count do
-        expected[position][index] = bytes[index] or 0
+      expected[position] = zeros(result)
+      local aliases = item.arguments[position + skipped].kind == "aliases"
+      for index, value in ipairs(aliases and { 0xF234, 0, position + 3 } or { position + skipped, 44, 7, 0, 0, 255 }) do
+        expected[position][index] = value
       end
     end
   end
@@ -353,8 +341,7 @@ end
 
 function check.register(item)
   local base = item.name:gsub("_register_callback_lua$", "")
-  local calls = 0
-  local got
+  local calls, got = 0, nil
   local state = new_state(function(...)
     calls, got = calls + 1, helper.pack(...)
   end)
@@ -371,7 +358,6 @@ function check.register(item)
   assert.are.same(spelled(base .. "_register_callback", texts), recorded())
   local results = callback_values(item.event.event)
   local expected = values_of(results)
-  expected.n = #expected
   for turn = 1, 3 do
     assert.are.equal(1, recorder.raise())
     assert.are.equal(turn, calls)
