@@ -10,6 +10,24 @@ local unit = require("rovk_unit")
 local SELF = rovk.ROVK_UNITTEST_PERIPHERAL_ADDRESS
 local FAILURE = rovk.ROVK_COMMON_ERROR_COMMUNICATION_FAILURE
 
+-- What a blocking command gives, whatever the answer was: status, error table, each value in its range.
+local function check_form(name, fields, results)
+  local status, errors = results[1], results[2]
+  assert.are.equal(2 + #fields, results.n, name)
+  assert.are.equal(math.max(status, 0), status < 0 and 0 or errors.error_id, name)
+  assert.are.equal(status == 0 and "nil" or "number", type(errors.peripheral_address), name)
+  for position, field in ipairs(fields) do
+    local value = results[position + 2]
+    if field.kind == "record" then
+      assert.are.same({ "number", "number" }, { type(value.major), type(value.minor) }, name)
+    elseif field.kind == "array" then
+      assert.are.equal(status == 0 and field.count or 0, #value, name)
+    else
+      assert.are.equal(status == 0 and helper.to_width(value, field.width, field.signed) or 0, value, name)
+    end
+  end
+end
+
 -- A callback that keeps what it got, call by call.
 local function keeper()
   local got = {}
@@ -36,6 +54,7 @@ describe("asynchronous commands", function()
             inputs[#inputs + 1] = field.kind == "array" and helper.rep(input, 5) or input
           end
           local blocking = helper.pack(rovk[name](one, address, unpack(inputs)))
+          check_form(name, command.response and command.response.values or {}, blocking)
           local got, keep = keeper()
           local results = helper.pack(rovk[name .. "_async_lua"](other, address, keep, unpack(inputs)))
           assert.are.same({ n = 1, 0 }, results, name)

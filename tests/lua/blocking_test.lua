@@ -1,72 +1,13 @@
--- Blocking commands against the simulated unit: the form of every result, and worked examples.
+-- Blocking commands against the simulated unit, by example. All of them are run in async_test.lua, beside
+-- their other form.
 
 local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
 package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 
--- What a result of a field looks like, whatever the answer was.
-local function check_form(field, value, where)
-  if field.kind == "record" then
-    assert.are.same({ "number", "number" }, { type(value.major), type(value.minor) }, where)
-  elseif field.kind == "array" then
-    local length = #value
-    assert.is_true(length == field.count or length == 0, where)
-  else
-    assert.are.equal("number", type(value), where)
-    local span = 2 ^ (8 * field.width)
-    assert.is_true(value % 1 == 0 and value >= (field.signed and -span / 2 or 0)
-      and value < (field.signed and span / 2 or span), where)
-  end
-end
-
 describe("blocking commands", function()
   helper.watch(before_each, after_each)
-
-  it("give a status, an error table and every value, each of the 272, whatever the answer", function()
-    local model, count = helper.model(), 0
-    local rounds = helper.aggressive and { 1 } or { 0, 1, 200 }
-    for _, input in ipairs(rounds) do
-      local context = helper.open()
-      local addresses = helper.addresses(context)
-      for _, service in ipairs(model.services) do
-        for _, command in ipairs(service.commands) do
-          local name = "rovktrans_" .. service.name .. "_" .. command.name
-          local inputs = {}
-          for _, field in ipairs(command.command and command.command.values or {}) do
-            inputs[#inputs + 1] = field.kind == "array" and helper.rep(input, 10) or input
-          end
-          local values = command.response and command.response.values or {}
-          for _, target in ipairs { { context, addresses[service.name] or 0 }, { context, 0x7777 }, { nil, 0 } } do
-            local results = helper.pack(rovk[name](target[1], target[2], unpack(inputs)))
-            count = count + 1
-            assert.are.equal(2 + #values, results.n, name)
-            local status, errors = results[1], results[2]
-            assert.are.equal("number", type(status), name)
-            if status == 0 then
-              assert.are.same({ error_id = 0 }, errors, name)
-            elseif status > 0 then
-              assert.are.equal(status, errors.error_id, name)
-              assert.are.equal("number", type(errors.peripheral_address), name)
-            end
-            if target[2] == 0x7777 then
-              assert.are_not.equal(0, status, name)
-            elseif not target[1] then
-              assert.are.same({ -22, { error_id = 0 } }, { status, errors }, name)
-            end
-            for position, field in ipairs(values) do
-              check_form(field, results[position + 2], name)
-              if status ~= 0 and field.kind == "number" then
-                assert.are.equal(0, results[position + 2], name)
-              end
-            end
-          end
-        end
-      end
-      helper.close(context)
-    end
-    assert.are.equal(#rounds * 3 * 272, count)
-  end)
 
   it("of the self-check service do their arithmetic", function()
     local context = helper.open()

@@ -75,27 +75,4 @@ describe("errors", function()
     assert.are.equal("number", type(errors.type))
     assert.are.equal(0, (both(context, "rovktrans_led_0001_get_state", led, 0)))
   end)
-
-  it("name the holder of a reserved peripheral", function()
-    local first, second = helper.open("sim?unit=shared"), helper.open("sim?unit=shared")
-    local led = helper.addresses(first).led_0001
-    assert.are.equal(0, (rovk.rovktrans_router_0000_reserve(first, 0, led)))
-    local status, errors = rovk.rovktrans_led_0001_set_state(second, led, 0, 1, 0, 0)
-    assert.are.equal(rovk.ROVK_COMMON_ERROR_RESERVATION_EXISTS, status)
-    assert.is_true(errors.application_address > 0)
-    assert.are.equal(0, (rovk.rovktrans_router_0000_release(first, 0, led)))
-    assert.are.equal(0, (rovk.rovktrans_led_0001_set_state(second, led, 0, 1, 0, 0)))
-  end)
-
-  it("of services with ids of their own reach both roads", function()
-    local context = helper.open()
-    local at = helper.addresses(context)
-    local status, errors = both(context, "rovktrans_eeprom_raw_0012_read", at.eeprom_raw_0012, 22, 0, 0xFFFFFFF0)
-    local overflow = rovk.ROVK_EEPROM_RAW_0012_ERROR_PARTITION_OVERFLOW
-    assert.are.same({ overflow, { error_id = overflow, peripheral_address = at.eeprom_raw_0012 } }, { status, errors })
-    local table_at = at.eeprom_partition_table_0013
-    status, errors = both(context, "rovktrans_eeprom_partition_table_0013_get_tag_info", table_at, 0x7FFF, 0)
-    assert.is_true(status >= 32 and errors.error_id == status)
-    assert.are.same({ status, table_at }, { errors.error_id, errors.peripheral_address })
-  end)
 end)

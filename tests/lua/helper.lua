@@ -204,14 +204,11 @@ end
 
 local function describe_value(key, value)
   local where = ""
-  if type(value) == "table" then
-    for _, inner in pairs(value) do
-      value = type(inner) == "function" and inner or value
+  for _, inner in pairs(type(value) == "table" and value or { value }) do
+    if type(inner) == "function" then
+      local info = debug.getinfo(inner, "S")
+      where = (", a function from %s:%d"):format(info.short_src, info.linedefined)
     end
-  end
-  if type(value) == "function" then
-    local info = debug.getinfo(value, "S")
-    where = (", a function from %s:%d"):format(info.short_src, info.linedefined)
   end
   return ("%s (%s%s)"):format(tostring(key), type(value), where)
 end

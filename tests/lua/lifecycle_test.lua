@@ -97,20 +97,6 @@ describe("contexts", function()
     assert.are.equal(2, #probe.bytes(address, 2))
   end)
 
-  it("are apart from each other, unless they share a unit by name", function()
-    local a, b = helper.open(), helper.open()
-    local c, d = helper.open("sim?unit=house"), helper.open("sim?unit=house")
-    local led = helper.addresses(a).led_0001
-    local set, get = rovk.rovktrans_led_0001_set_state, rovk.rovktrans_led_0001_get_state
-    assert.are.equal(0, (set(a, led, 0, 1, 11, 22)))
-    assert.are.equal(0, (set(c, led, 0, 1, 33, 44)))
-    assert.are.same({ 0, { error_id = 0 }, 1, 11, 22 }, { get(a, led, 0) })
-    assert.are_not.equal(11, (select(4, get(b, led, 0))))
-    assert.are.same({ 0, { error_id = 0 }, 1, 33, 44 }, { get(d, led, 0) })
-    helper.close(c)
-    assert.are.equal(33, (select(4, get(d, led, 0))))
-  end)
-
   it("keep the clock of their unit", function()
     local context = helper.open()
     local start = unit.now(context)
