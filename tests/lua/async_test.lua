@@ -1,7 +1,5 @@
 -- Asynchronous commands: when the function runs, with what, and how often.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 local loop = require("rovk_loop")
@@ -142,15 +140,19 @@ describe("asynchronous commands", function()
   it("keep their function until it has run, and no longer", function()
     local context = helper.open()
     local weak, calls = setmetatable({}, { __mode = "v" }), 0
-    for index = 1, 3 do
+    local function ask(index)
       local marker = {}
-      weak[index] = function(_, errors)
+      local function action(_, errors)
         calls = calls + (marker and errors.error_id == 0 and 1 or 0)
         if index == 2 then
           error(marker)
         end
       end
-      assert.are.equal(0, rovk.rovktrans_unittest_ffff_add_one_async_lua(context, SELF, weak[index], index))
+      weak[index] = action
+      assert.are.equal(0, rovk.rovktrans_unittest_ffff_add_one_async_lua(context, SELF, action, index))
+    end
+    for index = 1, 3 do
+      ask(index)
     end
     collectgarbage()
     collectgarbage()

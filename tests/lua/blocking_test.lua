@@ -1,8 +1,6 @@
 -- Blocking commands against the simulated unit, by example. All of them are run in async_test.lua, beside
 -- their other form.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 

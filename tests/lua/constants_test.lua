@@ -1,8 +1,6 @@
 -- The numbers of the protocol. Those that belong to no service, and those of services that are easily
 -- mixed up, stand here by hand; the rest follows from the catalogue by the rule of their names.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 

@@ -1,8 +1,6 @@
 -- Error tables of errors that a unit really answers with, on both roads. Every id through every decoder
 -- is in tests/recorder/decoders_test.lua.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 local unit = require("rovk_unit")

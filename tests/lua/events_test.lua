@@ -1,7 +1,5 @@
 -- Events: every one of them from a cause in the unit to a Lua function, and the life of subscriptions.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 local unit = require("rovk_unit")

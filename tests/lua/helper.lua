@@ -1,5 +1,6 @@
 -- Shared by the tests of what a script sees.
 --
+-- In the root, whose .busted names this folder:
 -- One file:   ROVK_BUILD=build lua5.1 /usr/bin/busted tests/lua/numbers_test.lua
 -- All:        ROVK_BUILD=build lua5.1 /usr/bin/busted --pattern=_test tests/lua
 -- ROVK_BUILD names the build folder ("build" in the root when it is not set). ROVK_GC=aggressive

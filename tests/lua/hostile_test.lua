@@ -1,8 +1,6 @@
 -- Scripts that do what they should not: callbacks that fail, close, nest and yield, coroutines that are
 -- not there any more, handles that are none, tables taken apart. The interpreter lives on.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local probe = require("probe")
 local rovk = require("rovk_message")

@@ -1,7 +1,5 @@
 -- Contexts: opening, closing, looking peripherals up, and what is no context.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local probe = require("probe")
 local rovk = require("rovk_message")

@@ -1,8 +1,6 @@
 -- The log of librovk-message as a script has it. What is written goes to syslog; here it is about
 -- arguments, results and survival.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 

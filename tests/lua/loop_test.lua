@@ -1,7 +1,5 @@
 -- rovk_loop: when callbacks run, for scripts with a loop of their own.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local probe = require("probe")
 local rovk = require("rovk_message")

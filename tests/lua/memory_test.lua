@@ -1,8 +1,6 @@
 -- Want of memory at every point where a script's call needs some: a Lua error or a status, nothing lost,
 -- and all works as before when there is memory again.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local probe = require("probe")
 

@@ -1,8 +1,6 @@
 -- Builders and readers of messages, from a script to the bytes. That every one of them passes its values
 -- is shown by tests/recorder, that the library lays them out by tests/message.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local probe = require("probe")
 local rovk = require("rovk_message")

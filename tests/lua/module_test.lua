@@ -1,7 +1,5 @@
 -- Opening the module: what is in its table, what reading and writing its names does, opening it again.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local probe = require("probe")
 local rovk = require("rovk_message")

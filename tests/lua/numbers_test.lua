@@ -1,8 +1,6 @@
 -- How a Lua number becomes a field: cut, saturated, narrowed; and how it comes back. The same rules
 -- hold for attributes and for arguments of functions.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 

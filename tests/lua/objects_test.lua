@@ -1,8 +1,6 @@
 -- Wrapped objects: ownership, metatables, printing, what lies inside what, and calls of the
 -- metatables' functions that no ordinary access makes.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local probe = require("probe")
 local rovk = require("rovk_message")

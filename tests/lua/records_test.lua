@@ -1,8 +1,6 @@
 -- Records: every class has its bytes where the protocol puts them. The layouts that are easiest to get
 -- wrong stand here by hand, all others are walked by the catalogue.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/?.lua;" .. package.path
 local helper = require("helper")
 local probe = require("probe")
 local rovk = require("rovk_message")

@@ -1,8 +1,6 @@
 -- Calls of the libraries below, written out by hand: one of each family and kind of argument, what a
 -- failed argument and a failed callback lead to, and what the functions of no service give back.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/../lua/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 local recorder = require("recorder")

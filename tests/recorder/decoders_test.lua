@@ -2,8 +2,6 @@
 -- that they do not know. That report goes to the standard output, so the work is done in a process of
 -- its own, over the recording libraries that this one was started with.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/../lua/?.lua;" .. package.path
 local helper = require("helper")
 
 local IDS = { 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 20, 31, 32, 33, 34, 35, 36, 40, 255, 256, 514, 65535 }

@@ -1,8 +1,6 @@
 -- Every function of the module above libraries that only record: each argument arrives in its place
 -- and width, each result of the library comes back in its place, and nothing else is called.
 
-local folder = debug.getinfo(1, "S").source:match("^@(.*)/[^/]*$") or "."
-package.path = folder .. "/../lua/?.lua;" .. package.path
 local helper = require("helper")
 local rovk = require("rovk_message")
 local recorder = require("recorder")
