@@ -255,35 +255,37 @@ namespace {
 
 [[maybe_unused]] void forget_block(void* block) { std::replace(blocks.begin(), blocks.end(), block, {}); }
 
-// The functions of one library that no service owns are written out below; `Row` spares each the
-// counting.
+// The functions that no service owns are written out below.
 template <size_t Count>
 int32_t record_row(const char* name, const Parameter (&parameters)[Count], const uint64_t (&arguments)[Count],
                    Role role = Role::plain) {
   return record(Function{name, role, parameters, Count, nullptr}, arguments);
 }
 
+constexpr Parameter context_parameter{"context", Kind::pointer, 8};
+constexpr Parameter handle_parameter{"handle", Kind::pointer, 8};
+constexpr Parameter priority_parameter{"priority", Kind::number, 4};
+constexpr Parameter text_parameter{"text", Kind::text, 0};
+constexpr Parameter behind_parameter{"behind", Kind::pointer, 8};
+constexpr Parameter message_parameter{"message", Kind::message, 32};
+constexpr Parameter response_parameter{"response", Kind::message, 32};
+constexpr Parameter command_parameter{"command", Kind::message, 32};
+constexpr Parameter address_parameter{"address", Kind::number, 2};
+constexpr Parameter type_parameter{"type", Kind::number, 1};
+constexpr Parameter opcode_parameter{"opcode", Kind::number, 1};
+
 uint64_t first_variable(va_list list) { return reinterpret_cast<uint64_t>(va_arg(list, void*)); }
 
 }  // namespace
 }  // namespace recorder
 
-using recorder::bits;
-using recorder::I32;
-using recorder::Kind;
-using recorder::Outputs;
-using recorder::record_row;
-using recorder::Role;
-using recorder::state;
-using recorder::U16;
-using recorder::U32;
-using recorder::U8;
+using namespace recorder;
 
 #if !defined(__SANITIZE_ADDRESS__)
 RECORDED void free(void* block) {
   static auto* const next = reinterpret_cast<void (*)(void*)>(dlsym(RTLD_NEXT, "free"));
   if (block) {
-    recorder::forget_block(block);
+    forget_block(block);
   }
   next(block);
 }
@@ -291,29 +293,20 @@ RECORDED void free(void* block) {
 
 RECORDED int32_t rovk_initialize_message_struct(void* message, U16 address, U8 type, U8 opcode) {
   return record_row("rovk_initialize_message_struct",
-                    {{"message", Kind::message, 32},
-                     {"address", Kind::number, 2},
-                     {"type", Kind::number, 1},
-                     {"opcode", Kind::number, 1}},
+                    {message_parameter, address_parameter, type_parameter, opcode_parameter},
                     {bits(message), bits(address), bits(type), bits(opcode)}, Role::build);
 }
 
 RECORDED int32_t rovk_initialize_message_response_struct(void* response, const void* command, U8 type, U8 opcode) {
   return record_row("rovk_initialize_message_response_struct",
-                    {{"response", Kind::message, 32},
-                     {"command", Kind::message, 32},
-                     {"type", Kind::number, 1},
-                     {"opcode", Kind::number, 1}},
+                    {response_parameter, command_parameter, type_parameter, opcode_parameter},
                     {bits(response), bits(command), bits(type), bits(opcode)}, Role::build);
 }
 
 RECORDED int32_t rovk_initialize_message_error_response_struct(void* response, const void* command, U16 address,
                                                                U16 error_id) {
   return record_row("rovk_initialize_message_error_response_struct",
-                    {{"response", Kind::message, 32},
-                     {"command", Kind::message, 32},
-                     {"address", Kind::number, 2},
-                     {"error_id", Kind::number, 2}},
+                    {response_parameter, command_parameter, address_parameter, {"error_id", Kind::number, 2}},
                     {bits(response), bits(command), bits(address), bits(error_id)}, Role::build);
 }
 
@@ -323,31 +316,25 @@ RECORDED int32_t rovk_logging_init(const char* name, void** slot) {
 }
 
 RECORDED int32_t rovk_logging_deinit(void* handle) {
-  return record_row("rovk_logging_deinit", {{"handle", Kind::pointer, 8}}, {bits(handle)});
+  return record_row("rovk_logging_deinit", {handle_parameter}, {bits(handle)});
 }
 
 RECORDED int32_t rovk_log(void* handle, I32 priority, const char* text, ...) {
   va_list list;
   va_start(list, text);
-  const uint64_t behind = recorder::first_variable(list);
+  const uint64_t behind = first_variable(list);
   va_end(list);
-  return record_row("rovk_log",
-                    {{"handle", Kind::pointer, 8},
-                     {"priority", Kind::number, 4},
-                     {"text", Kind::text, 0},
-                     {"behind", Kind::pointer, 8}},
+  return record_row("rovk_log", {handle_parameter, priority_parameter, text_parameter, behind_parameter},
                     {bits(handle), bits(priority), bits(text), behind});
 }
 
 RECORDED int32_t rovk_log_message(void* handle, I32 priority, const void* message) {
-  return record_row("rovk_log_message",
-                    {{"handle", Kind::pointer, 8}, {"priority", Kind::number, 4}, {"message", Kind::message, 32}},
+  return record_row("rovk_log_message", {handle_parameter, priority_parameter, message_parameter},
                     {bits(handle), bits(priority), bits(message)});
 }
 
 RECORDED int32_t rovk_log_error(void* handle, I32 priority, const void* error) {
-  return record_row("rovk_log_error",
-                    {{"handle", Kind::pointer, 8}, {"priority", Kind::number, 4}, {"error", Kind::pointer, 8}},
+  return record_row("rovk_log_error", {handle_parameter, priority_parameter, {"error", Kind::pointer, 8}},
                     {bits(handle), bits(priority), bits(error)});
 }
 
@@ -355,7 +342,7 @@ RECORDED int32_t rovktrans_init(const char* text, void* pointer, void** slot) {
   static int contexts[16];
   static size_t count = 0;
   const int32_t status =
-      record_row("rovktrans_init", {{"text", Kind::text, 0}, {"pointer", Kind::pointer, 8}, {"slot", Kind::out, 8}},
+      record_row("rovktrans_init", {text_parameter, {"pointer", Kind::pointer, 8}, {"slot", Kind::out, 8}},
                  {bits(text), bits(pointer), bits(slot)});
   if (slot && state().behaviour.outputs == Outputs::fill) {
     *slot = &contexts[count++ % 16];
@@ -364,33 +351,27 @@ RECORDED int32_t rovktrans_init(const char* text, void* pointer, void** slot) {
 }
 
 RECORDED int32_t rovktrans_deinit(void* context) {
-  return record_row("rovktrans_deinit", {{"context", Kind::pointer, 8}}, {bits(context)});
+  return record_row("rovktrans_deinit", {context_parameter}, {bits(context)});
 }
 
 RECORDED int32_t rovktrans_log_message(void* context, I32 priority, const char* text, ...) {
   va_list list;
   va_start(list, text);
-  const uint64_t behind = recorder::first_variable(list);
+  const uint64_t behind = first_variable(list);
   va_end(list);
-  return record_row("rovktrans_log_message",
-                    {{"context", Kind::pointer, 8},
-                     {"priority", Kind::number, 4},
-                     {"text", Kind::text, 0},
-                     {"behind", Kind::pointer, 8}},
+  return record_row("rovktrans_log_message", {context_parameter, priority_parameter, text_parameter, behind_parameter},
                     {bits(context), bits(priority), bits(text), behind});
 }
 
 RECORDED uint16_t* rovktrans_find_peripheral(void* context, U16 id) {
   static uint16_t address = 0x8182;
-  record_row("rovktrans_find_peripheral", {{"context", Kind::pointer, 8}, {"id", Kind::number, 2}},
-             {bits(context), bits(id)});
+  record_row("rovktrans_find_peripheral", {context_parameter, {"id", Kind::number, 2}}, {bits(context), bits(id)});
   return state().behaviour.outputs == Outputs::fill ? &address : nullptr;
 }
 
 RECORDED rovk_device_address* rovktrans_find_device(void* context, U16 id, U32 device_id) {
   static rovk_device_address device{0x8182, 0x83};
-  record_row("rovktrans_find_device",
-             {{"context", Kind::pointer, 8}, {"id", Kind::number, 2}, {"device_id", Kind::number, 4}},
+  record_row("rovktrans_find_device", {context_parameter, {"id", Kind::number, 2}, {"device_id", Kind::number, 4}},
              {bits(context), bits(id), bits(device_id)});
   return state().behaviour.outputs == Outputs::fill ? &device : nullptr;
 }
