@@ -163,14 +163,4 @@ describe("asynchronous commands", function()
     collectgarbage()
     assert.is_nil(next(weak))
   end)
-
-  it("that are refused leave nothing behind", function()
-    local _, keep = keeper()
-    for _ = 1, 20 do
-      assert.are.equal(-22, rovk.rovktrans_unittest_ffff_add_one_async_lua(nil, SELF, keep, 1))
-    end
-    helper.fails("Error in rovktrans_common_echo_async_lua (arg 4), expected 'table' got 'string'",
-      rovk.rovktrans_common_echo_async_lua, nil, 1, keep, "x")
-    helper.fails("number must not be negative", rovk.rovktrans_unittest_ffff_add_one_async_lua, nil, SELF, keep, -1)
-  end)
 end)

@@ -86,21 +86,4 @@ describe("constants", function()
       assert.is_nil(name:lower():match("_001e_") or name:lower():match("_002d_"))
     end
   end)
-
-  it("give versions through records that all readers share", function()
-    local first, second = rovk.rovk_led_0001_api_version, rovk.rovk_led_0001_api_version
-    assert.is_true(swig_equals(first, second))
-    assert.is_false(swig_equals(first, rovk.rovk_common_api_version))
-    first.major = 77
-    assert.are.equal(77, second.major)
-    local mine = rovk.rovk_version()
-    mine.major, mine.minor = 1, 2
-    rovk.rovk_led_0001_api_version = mine
-    mine.major = 99
-    assert.are.same({ 1, 2 }, { first.major, first.minor })
-    assert.is_nil(rawget(rovk, "rovk_led_0001_api_version"))
-    first.major, first.minor = 0, 6
-    rovk.rovk_led_0001_api_version = second -- onto itself
-    assert.are.same({ 0, 6 }, { first.major, first.minor })
-  end)
 end)

@@ -182,23 +182,6 @@ describe("events", function()
     assert.are.same({ first = { 1, 0, 1 }, same = { 1, 1, 0, 0, 1 } }, got)
   end)
 
-  it("survive a function that fails, a lost handle object and any number of turns", function()
-    local context = helper.open()
-    local at = helper.addresses(context)
-    local calls = 0
-    local handle = listen(context, "switch_0027_state_change", at.switch_0027, function()
-      calls = calls + 1
-      error("every time")
-    end)
-    collectgarbage()
-    for turn = 1, 300 do
-      unit.set(context, "switch_contact", 0, turn % 2)
-    end
-    helper.deliver(context, 10)
-    assert.are.equal(300, calls)
-    assert.are.equal(0, forget(context, "switch_0027_state_change", at.switch_0027, handle))
-  end)
-
   it("can be refused, and forgotten with nil", function()
     local context = helper.open()
     local status = helper.pack(forget(context, "button_0002_state_change", 0x102, nil))

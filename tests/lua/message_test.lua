@@ -105,22 +105,4 @@ describe("messages", function()
     echo(m, 1, { n = 4, x = 5, [30] = 1 })
     assert.are.equal(("\0"):rep(22), bytes(m):sub(11))
   end)
-
-  it("carry up to ten aliases, from a number or a table", function()
-    local c, r = rovk.rovk_message(), rovk.rovk_message()
-    rovk.rovk_common_initialize_get_aliases_command(c, 1)
-    local build, read = rovk.rovk_common_initialize_get_aliases_response, rovk.rovk_common_retrieve_get_aliases_response
-    local ten = { 1, 2, 3, 4, 5, 6, 7, 8, 9, 65535 }
-    for _, case in ipairs {
-      { 1, 0x1234, { 0x1234, 0, 0, 0, 0, 0, 0, 0, 0, 0 } }, { 10, ten, ten },
-      { 0, {}, { 0, 0, 0, 0, 0, 0, 0, 0, 0, 0 } },
-      { 65535, 9, { 9, 0, 0, 0, 0, 0, 0, 0, 0, 0 } },
-    } do
-      assert.are.equal(0, helper.pack(build(r, c, case[1], case[2])).n)
-      assert.are.same({ n = 3, 0, case[1], case[3] }, helper.pack(read(r)))
-    end
-    for _, wrong in ipairs { { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11 }, "x", false } do
-      helper.refused(build, r, c, 1, wrong or nil)
-    end
-  end)
 end)

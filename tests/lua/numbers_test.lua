@@ -116,6 +116,10 @@ describe("numbers", function()
       local status, count, list = rovk.rovk_common_retrieve_get_aliases_response(response)
       assert.are.same({ 0, 1, { stored, 0, 0, 0, 0, 0, 0, 0, 0, 0 } }, { status, count, list })
     end
+    for count, list in pairs { [10] = { 1, 2, 3, 4, 5, 6, 7, 8, 9, 65535 }, [65535] = helper.rep(0, 10) } do
+      rovk.rovk_common_initialize_get_aliases_response(response, m, count, count == 10 and list or {})
+      assert.are.same({ 0, count, list }, { rovk.rovk_common_retrieve_get_aliases_response(response) })
+    end
   end)
 
   it("are what lua_isnumber takes and nothing else", function()

@@ -418,6 +418,9 @@ describe("above recording libraries", function()
       rovk[variable.name] = other
       other.major = 0
       assert.are.same({ position, 99 }, { version.major, version.minor }, variable.name)
+      rovk[variable.name] = version -- onto itself
+      assert.are.same({ position, 99 }, { version.major, version.minor }, variable.name)
+      assert.is_true(swig_equals(version, rovk[variable.name]))
       assert.is_nil(rawget(rovk, variable.name))
       version.major, version.minor = 255 - position, 128 + position
     end
