@@ -95,12 +95,7 @@ describe("contexts", function()
     assert.are.equal(2, #probe.bytes(address, 2))
   end)
 
-  it("keep the clock of their unit", function()
-    local context = helper.open()
-    local start = unit.now(context)
-    assert.is_true(unit.advance(context, 1500))
-    assert.are.equal(start + 1500, unit.now(context))
-    helper.refused(unit.advance, context, -1)
+  it("on the real clock are not advanced", function()
     local real = helper.open("sim")
     local ok, _, status = unit.advance(real, 1)
     assert.are.same({ "nil", -1 }, { type(ok), status }) -- EPERM
