@@ -8,6 +8,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstring>
 #include <set>
 #include <string>
 #include <thread>
@@ -198,7 +199,10 @@ TEST_F(Logging, CopyGoesToATerminalAndToNothingElse) {
   EXPECT_EQ(rovk_log(log, 3, "into the pipe"), 0);
 
   int master = -1, terminal = -1;
-  ASSERT_EQ(openpty(&master, &terminal, nullptr, nullptr, nullptr), 0);
+  if (openpty(&master, &terminal, nullptr, nullptr, nullptr) != 0) {
+    rovk_logging_deinit(log);
+    GTEST_SKIP() << "this system has no terminals to give: " << std::strerror(errno);
+  }
   const int before = dup(STDERR_FILENO);
   dup2(terminal, STDERR_FILENO);
   EXPECT_EQ(rovk_log(log, ROVK_LOG_PRIORITY_ERR, "lamp 5 % dim %s"), 0);
