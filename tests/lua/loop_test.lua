@@ -79,19 +79,6 @@ describe("the loop", function()
     assert.are.equal("string", type(results[2]))
   end)
 
-  it("may be entered again from a callback", function()
-    local context = helper.open("sim?clock=virtual&latency_ms=10")
-    local order = {}
-    ask(context, function()
-      order[#order + 1] = "outer begins"
-      ask(context, function() order[#order + 1] = "inner" end)
-      assert(loop.dispatch(context, 1000) == 1)
-      order[#order + 1] = "outer ends"
-    end)
-    assert.is_true(loop.dispatch(context, 1000) >= 1)
-    assert.are.same({ "outer begins", "inner", "outer ends" }, order)
-  end)
-
   it("checks what it is given", function()
     local context = helper.open()
     for _, call in ipairs { { loop.dispatch, context, "x" }, { loop.dispatch, {}, 0 }, { loop.fd, 1 },

@@ -127,22 +127,4 @@ describe("records", function()
     assert.are.same({ 1, 2, 3 }, { calibration.data.z_cal_out_of_range.z_cal_value,
       calibration.data.z_cal_out_of_range.min, calibration.data.z_cal_out_of_range.max })
   end)
-
-  it("copy arrays and records whole", function()
-    local source, target = rovk.rovk_event_payload_common_spontaneous_error(), rovk.rovk_error_info()
-    local m = rovk.rovk_message()
-    m.cre.dummy = "\1abcdefghijklmnopqrstu"
-    source.payload = m.cre.c.payload -- the first 18 of 22
-    target.payload = source.payload
-    assert.are.equal("\0\0\0\0abcdefghijklmnopqr", probe.bytes(target, 22))
-    target.id = 0x1234
-    m.cre.r.pei.ei = target
-    assert.are.equal("\0\0\52\18abcdefghijklmnopqr", probe.bytes(m, 32):sub(11))
-    local info, v = rovk.rovk_response_payload_common_get_peripheral_info(), rovk.rovk_version()
-    v.major, v.minor = 3, 4
-    info.implementation = v
-    assert.are.equal("\0\0\0\0\3\4\0\0", probe.bytes(info, 8))
-    info.api = info.implementation
-    assert.are.equal("\0\0\3\4\3\4\0\0", probe.bytes(info, 8))
-  end)
 end)
