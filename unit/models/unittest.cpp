@@ -41,7 +41,9 @@ class Unittest final : public Model {
   // Each field of the command comes back as the field of its name with an r in front.
   static void send_back(Call& call, std::initializer_list<std::string_view> fields) {
     for (const std::string_view field : fields) {
-      call.set("r" + std::string(field), call.number(field));
+      std::string answered = "r";
+      answered += field;
+      call.set(answered, call.number(field));
     }
   }
 
