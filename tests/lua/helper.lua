@@ -215,7 +215,7 @@ local function describe_value(key, value)
 end
 
 -- The references and keys that are there now and were not at `before`.
-function helper.leaks(before)
+local function leaks(before)
   local list = {}
   for key, value in pairs(snapshot()) do
     if before[key] == nil and not tostring(key):match("^LOADLIB") then
@@ -225,7 +225,6 @@ function helper.leaks(before)
   table.sort(list)
   return list
 end
-helper.snapshot = snapshot
 
 -- Makes every test of a file end as it began: nothing of it is referenced from the registry, which a
 -- pending command or a subscription would be. Contexts that a test left open are closed here, and
@@ -243,12 +242,12 @@ function helper.watch(before_each, after_each)
     before = snapshot()
   end)
   after_each(function()
-    local left = helper.leaks(before)
+    local left = leaks(before)
     while contexts[1] do
       luassert.are.equal(0, helper.close(contexts[1]))
     end
     luassert.are.same({}, left)
-    luassert.are.same({}, helper.leaks(before))
+    luassert.are.same({}, leaks(before))
   end)
 end
 

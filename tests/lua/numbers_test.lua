@@ -37,61 +37,30 @@ local function types_record()
   return rovk.rovk_command_payload_unittest_ffff_add_one_to_types()
 end
 
--- The signed fields of types_record by width.
-local SIGNED_FIELDS = { "i1", "i3", "i5" }
-
 describe("numbers", function()
   helper.watch(before_each, after_each)
 
-  it("are converted by attributes", function()
-    local m, v = rovk.rovk_message(), rovk.rovk_version()
-    local targets = {
-      { { v, "major" }, { m.route, "application_address" }, { m.route, "uuid" } },
-      { { m.cre.c, "opcode" }, { m.cre.r.pei.ei, "id" }, { types_record(), "i6" } },
-      { { rovk.rovk_device_address(), "index" }, { rovk.rovk_device_address(), "address" },
-        { rovk.rovk_command_payload_eeprom_partition_table_0013_read(), "offset" } },
-      { { types_record(), "i2" }, { types_record(), "i4" }, { types_record(), "i6" } },
-    }
-    for _, target in ipairs(targets) do
-      for _, case in ipairs(UNSIGNED) do
-        for width = 1, 3 do
-          local object, field = target[width][1], target[width][2]
-          object[field] = 0x55
-          if case[2] then
-            object[field] = case[1]
-            assert.are.equal(case[width + 1], object[field], ("%s from %s"):format(field, tostring(case[1])))
-          else
-            helper.fails("number must not be negative", function() object[field] = case[1] end)
-            assert.are.equal(0x55, object[field])
-          end
-        end
-      end
-    end
-    local record = types_record()
-    for _, case in ipairs(SIGNED) do
-      for width, field in ipairs(SIGNED_FIELDS) do
-        record[field] = case[1]
-        assert.are.equal(case[width + 1], record[field], ("%s from %s"):format(field, tostring(case[1])))
-      end
-    end
-  end)
-
-  it("are converted by arguments", function()
-    local m = rovk.rovk_message()
+  it("are converted by attributes and by arguments", function()
+    local m, record = rovk.rovk_message(), types_record()
     local build = rovk.rovk_unittest_ffff_initialize_add_one_to_types_command
     local read = rovk.rovk_unittest_ffff_retrieve_add_one_to_types_command
-    for position, cases in pairs { [0] = SIGNED, UNSIGNED } do
+    for signed, cases in pairs { [0] = UNSIGNED, SIGNED } do
       for _, case in ipairs(cases) do
         for width = 1, 3 do
           local inputs = { 1, 2, 3, 4, 5, 6 }
-          local field = width * 2 - 1 + position
-          inputs[field] = case[1]
+          local position = width * 2 - signed
+          local field = "i" .. position
+          inputs[position], record[field] = case[1], 0x55
           if case[2] then
+            record[field] = case[1]
+            assert.are.equal(case[width + 1], record[field], ("%s from %s"):format(field, tostring(case[1])))
             build(m, 1, unpack(inputs))
-            inputs[field] = case[width + 1]
+            inputs[position] = case[width + 1]
             assert.are.same(inputs, { read(m) })
           else
+            helper.fails("number must not be negative", function() record[field] = case[1] end)
             helper.fails("number must not be negative", build, m, 1, unpack(inputs))
+            assert.are.equal(0x55, record[field])
           end
         end
       end
