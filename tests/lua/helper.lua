@@ -55,10 +55,10 @@ end
 local aggressive = os.getenv("ROVK_GC") == "aggressive"
 if aggressive then
   collectgarbage("setpause", 0)
-  collectgarbage("setstepmul", 400)
+  collectgarbage("setstepmul", 1000)
   debug.sethook(function()
     collectgarbage()
-  end, "", 100003)
+  end, "", 20011)
 end
 helper.aggressive = aggressive
 
