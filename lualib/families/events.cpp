@@ -1,11 +1,15 @@
 // Subscriptions, and the script's way into the internal callbacks. A script can present any object as a
 // handle, at any time; only the handle of a live subscription, used for what it was made for, goes down.
+#include <string.h>
+
 #include "bridge/callbacks.h"
 #include "families.h"
 #include "runtime/failures.h"
 #include "runtime/objects.h"
 
 namespace {
+
+enum { ERROR_RECORD_SIZE = 22 };
 
 swig_type_entry* untyped_pointer() {
   static swig_type_entry* type;
@@ -73,6 +77,14 @@ int rovk_run_unregister(lua_State* L, const command_call& call) {
 
 int rovk_run_internal_command(lua_State* L, const command_call& call) {
   const int last = call.row.argument_count;
+  // The callback reads the error record when it has pushed the values, and until then a finalizer of the
+  // script may have freed it.
+  uint8_t error[ERROR_RECORD_SIZE];
+  native_value& record = call.arguments.values[2];
+  if (record.pointer) {
+    memcpy(error, record.pointer, sizeof error);
+    record.pointer = error;
+  }
   if (!lua_isnil(L, last)) {
     // A command's callback releases the reference it is given, but a subscription's is still the
     // library's. So the function moves to a reference of its own; the subscription's stays until the

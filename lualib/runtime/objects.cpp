@@ -126,8 +126,9 @@ void swig_object_keep_parent(lua_State* L, int parent) {
   auto* const child = static_cast<swig_wrapped_object*>(lua_touserdata(L, -1));
   const swig_wrapped_object* const wrapped = swig_wrapped_object_at(L, parent);
   child->owner = wrapped && wrapped->owner ? wrapped->owner : above;
-  // A record that no object frees needs nobody to hold it: a library's, or one that was disowned.
-  if (child->owner == above && !above->own) {
+  // A record that no object frees needs nobody to hold it: a library's, or one that was disowned. One
+  // that is gone already, freed by a finalizer while the child was made, is still asked for here.
+  if (child->owner == above && !above->own && above->pointer) {
     child->owner = nullptr;
     return;
   }

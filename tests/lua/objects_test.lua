@@ -165,6 +165,31 @@ describe("wrapped objects", function()
     assert.is_false(alive(kept))
   end)
 
+  it("do not read a record that a finalizer frees while a part of it is asked for", function()
+    local parent = rovk.rovk_message()
+    local get, free = getmetatable(parent)[".get"].route, getmetatable(parent).__gc
+    local freed = false
+    collectgarbage()
+    collectgarbage("stop")
+    do
+      local guard = newproxy(true)
+      getmetatable(guard).__gc = function()
+        free(parent)
+        freed = true
+      end
+    end
+    local step = collectgarbage("setstepmul", 1000000)
+    collectgarbage("restart")
+    local made, part = pcall(get, parent) -- its one allocation runs the finalizer
+    collectgarbage("setstepmul", step)
+    if made and freed then
+      assert.is_false((pcall(function() return part.uuid end)))
+    end
+    collectgarbage()
+    assert.is_true(freed)
+    assert.is_false((pcall(get, parent)))
+  end)
+
   it("copy an array only from a source that covers the field", function()
     local m, echo = rovk.rovk_message(), rovk.rovk_command_payload_common_echo()
     local file, write_record = rovk.rovk_command_payload_bulk_dump_000c_get_frame(),
