@@ -169,20 +169,27 @@ describe("wrapped objects", function()
     local parent = rovk.rovk_message()
     local get, free = getmetatable(parent)[".get"].route, getmetatable(parent).__gc
     local freed = false
-    collectgarbage()
-    collectgarbage("stop")
-    do
-      local guard = newproxy(true)
-      getmetatable(guard).__gc = function()
-        free(parent)
-        freed = true
-      end
+    local collect, step = collectgarbage, collectgarbage("setstepmul", 1000000)
+    collect()
+    collect("stop")
+    local guard = newproxy(true)
+    getmetatable(guard).__gc = function()
+      free(parent)
+      freed = true
     end
-    local step = collectgarbage("setstepmul", 1000000)
-    collectgarbage("restart")
-    local made, part = pcall(get, parent) -- its one allocation runs the finalizer
-    collectgarbage("setstepmul", step)
-    if made and freed then
+    guard = nil -- luacheck: ignore
+    collect("restart")
+    -- The one allocation in here runs the finalizer. Other interpreters and collectors may run it before,
+    -- and then the parent is refused; pcall itself allocates here.
+    local part
+    if helper.luajit or helper.aggressive then
+      part = select(2, pcall(get, parent))
+    else
+      part = get(parent)
+      assert.is_true(freed)
+    end
+    collect("setstepmul", step)
+    if type(part) == "userdata" and freed then
       assert.is_false((pcall(function() return part.uuid end)))
     end
     collectgarbage()
