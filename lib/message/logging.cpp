@@ -2,12 +2,15 @@
 // pointer; it is looked up and never followed, and since numbers are not given twice, a handle of a
 // log that was closed stays dead.
 #include <rovk/message.h>
+#include <sys/socket.h>
 #include <sys/uio.h>
+#include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <mutex>
@@ -61,7 +64,7 @@ class Logs {
     // The name of the last line may be another's, this program's own included.
     openlog(name->c_str(), LOG_PID, LOG_USER);
     syslog(priority, "%s", text);
-    if (isatty(STDERR_FILENO)) write_copy(*name, priority_names[priority], text);
+    if (wants_copy()) write_copy(*name, priority_names[priority], text);
     return 0;
   }
 
@@ -70,6 +73,24 @@ class Logs {
     if (!handle) return default_ ? &*default_ : nullptr;
     const auto found = named_.find(reinterpret_cast<uintptr_t>(handle));
     return found == named_.end() ? nullptr : &found->second;
+  }
+
+  // On a terminal somebody looks on, without syslog the line would be lost, and who runs a script somewhere
+  // else, a build job for one, can ask for it.
+  static bool wants_copy() {
+    const char* const wish = getenv("ROVK_LOG");
+    return isatty(STDERR_FILENO) || (wish && std::strcmp(wish, "stderr") == 0) || !syslog_listens();
+  }
+
+  // Asked for each line, since syslog may be started, or ended, meanwhile.
+  static bool syslog_listens() {
+    const int connection = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
+    if (connection < 0) return false;
+    const sockaddr_un address = {AF_UNIX, _PATH_LOG};
+    const bool reached = connect(connection, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+    const bool of_another_type = !reached && errno == EPROTOTYPE;
+    ::close(connection);
+    return reached || of_another_type;
   }
 
   // In one call, so that lines of several processes on one terminal stay whole.

@@ -2,12 +2,14 @@
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <rovk/message.h>
+#include <sys/socket.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <cerrno>
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 #include <set>
 #include <string>
@@ -27,12 +29,17 @@ struct LogLine {
 // The library calls these under its own lock.
 std::vector<LogLine> lines;
 const char* ident = nullptr;
+int connect_error = 0;  // 0: syslog takes lines
 
 }  // namespace
 
 // The library finds these before the C library's.
 #define IN_PLACE_OF_LIBC extern "C" __attribute__((visibility("default")))
 
+IN_PLACE_OF_LIBC int connect(int, const sockaddr*, socklen_t) {
+  errno = connect_error;
+  return connect_error == 0 ? 0 : -1;
+}
 IN_PLACE_OF_LIBC void openlog(const char* name, int, int) { ident = name; }
 IN_PLACE_OF_LIBC void closelog() { ident = nullptr; }
 IN_PLACE_OF_LIBC void syslog(int priority, const char* format, ...) {
@@ -194,7 +201,7 @@ TEST_F(Logging, MessagesAndErrorRecordsInWords) {
   rovk_logging_deinit(log);
 }
 
-TEST_F(Logging, CopyGoesToATerminalAndToNothingElse) {
+TEST_F(Logging, CopyGoesWhereSomebodySeesIt) {
   void* log = open("camera");
   EXPECT_EQ(rovk_log(log, 3, "into the pipe"), 0);
 
@@ -221,9 +228,21 @@ TEST_F(Logging, CopyGoesToATerminalAndToNothingElse) {
   close(terminal);
   close(master);
 
+  // Nor without one, unless syslog does not take the line or the environment asks for it.
+  setenv("ROVK_LOG", "syslog", 1);
+  connect_error = EPROTOTYPE;
+  EXPECT_EQ(rovk_log(log, 3, "into the pipe"), 0);
+  connect_error = ENOENT;
+  EXPECT_EQ(rovk_log(log, 4, "without syslog"), 0);
+  connect_error = 0;
+  setenv("ROVK_LOG", "stderr", 1);
+  EXPECT_EQ(rovk_log(log, 5, "as asked for"), 0);
+  unsetenv("ROVK_LOG");
   dup2(STDOUT_FILENO, STDERR_FILENO);  // the pipe's last writer goes
-  EXPECT_EQ(read(pipe_, buffer, sizeof buffer), 0) << "a copy went to a stream that is no terminal";
-  EXPECT_EQ(lines.size(), 3U);
+  const ssize_t got = read(pipe_, buffer, sizeof buffer);
+  EXPECT_EQ(std::string(buffer, static_cast<std::size_t>(got)),
+            "camera warning: without syslog\ncamera notice: as asked for\n");
+  EXPECT_EQ(lines.size(), 6U);
   rovk_logging_deinit(log);
 }
 
