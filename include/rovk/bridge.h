@@ -15,9 +15,14 @@ extern "C" {
 
 struct lua_State;
 
+/* Registry key of a function that is to be told of errors in callbacks: it is the message handler under
+ * which they run, with the error value as its one argument and the failed functions still on the stack.
+ * Where memory or stack ran out it is called after them. Its result is not used. */
+#define ROVK_ON_ERROR_KEY "rovk_message.on_error"
+
 /* A Lua function kept alive in the registry. On the heap; freed by freeContext. */
 typedef struct swiglua_ref {
-  struct lua_State* state; /* where the function was given; null once cleared */
+  struct lua_State* state; /* where the function was given; null once cleared or once that state is closed */
   int32_t ref;             /* key in the registry */
 } swiglua_ref;
 
@@ -42,14 +47,16 @@ void swiglua_ref_get(swiglua_ref* reference);
 /* Releases the registry key and zeroes both fields. */
 void swiglua_ref_clear(swiglua_ref* reference);
 
-/* A new reference, or null when memory runs out; raises nothing and leaves the stack as it was. The
- * caller owns it. */
+/* A new reference, or null when memory runs out or the state is being closed; raises nothing and leaves
+ * the stack as it was. The caller owns it. Closing the Lua state empties it: what comes for it then runs
+ * nothing, and a command's is freed. */
 swiglua_ref* buildCallbackRef(SWIGLUA_FN function);
 /* Takes the context pointer of a callback, pushes its function on the reference's state and gives the
  * reference back. */
 swiglua_ref* setUpContext(void* context);
-/* Calls the function that setUpContext pushed with the `count` arguments above it. An error in it is
- * dropped, and logged through `transaction_context`. Does not touch the reference afterwards. */
+/* Calls the function that setUpContext pushed with the `count` arguments above it. An error in it goes to
+ * the function under ROVK_ON_ERROR_KEY, if there is one, is dropped, and is logged through
+ * `transaction_context`. Does not touch the reference afterwards. */
 void callCallbackFunc(void* transaction_context, swiglua_ref* reference, int count);
 /* Clears and frees a reference. Not for null. */
 void freeContext(swiglua_ref* reference);

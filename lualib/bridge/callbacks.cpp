@@ -26,33 +26,35 @@ void log_failed_call(void* context) {
                         static_cast<void*>(nullptr));
 }
 
-void call_function(lua_State* L, void* context, int count) {
-  if (lua_pcall(L, count, 0, 0) == 0) return;
-  lua_pop(L, 1);
+// Calls the function below the `count` arguments on top. `handler`: index of the error handler, or 0.
+void call_function(lua_State* L, void* context, int count, int handler) {
+  const int status = lua_pcall(L, count, 0, handler);
+  if (status == 0) return;
+  if (handler && status != LUA_ERRRUN) {
+    // Where the stack or the memory ended there was no room for the handler; now there is.
+    lua_pushvalue(L, handler);
+    lua_insert(L, -2);
+    if (lua_pcall(L, 1, 0, 0) != 0) lua_pop(L, 1);
+  } else {
+    lua_pop(L, 1);
+  }
   log_failed_call(context);
 }
 
 void deliver(lua_State* L, void* data) {
   const delivery& call = *static_cast<const delivery*>(data);
   const int count = call.row->value_count;
-  // The function, the values, the error table, and what is pushed to fill a table.
-  luaL_checkstack(L, count + 8, "too many callbacks inside each other");
-  const bool own_state = L == call.reference->state;
-  if (own_state) {
-    setUpContext(call.reference);
-  } else {
-    lua_rawgeti(L, LUA_REGISTRYINDEX, call.reference->ref);
-  }
+  // The handler, the function, the values, the error table, and what is pushed to fill a table.
+  luaL_checkstack(L, count + 9, "too many callbacks inside each other");
+  const int handler = rovk_push_error_handler(L);
+  // Before anything is allocated: a collection in a state that is being closed may empty the reference.
+  lua_rawgeti(L, LUA_REGISTRYINDEX, call.reference->ref);
   for (int i = 0; i < count; ++i) rovk_push_value(L, value_lists[call.row->values + i], call.values[i]);
   if (call.has_error) {
     lua_newtable(L);
     rovk_decode_error(L, call.error, decoder_rows[call.row->decoder]);
   }
-  if (own_state) {
-    callCallbackFunc(call.context, call.reference, count + call.has_error);
-  } else {
-    call_function(L, call.context, count + call.has_error);
-  }
+  call_function(L, call.context, count + call.has_error, handler);
 }
 
 // The state on which a reference's function can run.
@@ -78,6 +80,7 @@ void run_delivery(delivery& call) {
 
 void rovk_bridge_open(lua_State* L) {
   rovk_protected_open(L);
+  rovk_references_open(L);
   // A module that is opened again may be inside a callback: what is there stays.
   lua_pushlightuserdata(L, const_cast<char*>(&carrier_key));
   lua_rawget(L, LUA_REGISTRYINDEX);
@@ -97,16 +100,27 @@ void rovk_bridge_open(lua_State* L) {
 }
 
 ROVK_EXPORT void callCallbackFunc(void* transaction_context, swiglua_ref* reference, int count) {
-  call_function(reference->state, transaction_context, count);
+  lua_State* const L = reference->state;
+  lua_getfield(L, LUA_REGISTRYINDEX, ROVK_ON_ERROR_KEY);
+  if (!lua_isfunction(L, -1)) {
+    lua_pop(L, 1);
+    call_function(L, transaction_context, count, 0);
+    return;
+  }
+  const int handler = lua_gettop(L) - count - 1;
+  lua_insert(L, handler);
+  call_function(L, transaction_context, count, handler);
+  lua_remove(L, handler);
 }
 
 void rovk_deliver_command(unsigned row, void* context, const void* error, const native_value* values, void* user) {
   auto* const reference = static_cast<swiglua_ref*>(user);
-  // Null: no Lua function. A cleared reference: the library refused this command and answers it after
-  // all; nobody waits for it.
-  if (!reference || !reference->state) return;
-  delivery call = {&callback_rows[row], context, values, reference, error, true};
-  run_delivery(call);
+  // Null: no Lua function.
+  if (!reference || rovk_is_retired(reference)) return;
+  if (reference->state) {
+    delivery call = {&callback_rows[row], context, values, reference, error, true};
+    run_delivery(call);
+  }
   freeContext(reference);
 }
 

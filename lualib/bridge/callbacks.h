@@ -14,6 +14,11 @@
 // Puts what the bridge needs into the registry of a state. Part of the open sequence.
 void rovk_bridge_open(lua_State* L);
 
+// References of a state: prepares the registry for them. Raises when memory runs out.
+void rovk_references_open(lua_State* L);
+// Whether a command's reference was given up because the library refused the command.
+bool rovk_is_retired(const swiglua_ref* reference);
+
 // Run the function behind `user` with the values of a callback and, for a command, an error table. A
 // command's reference is freed afterwards. `row` is the place in callback_rows.
 void rovk_deliver_command(unsigned row, void* context, const void* error, const native_value* values, void* user);

@@ -1,4 +1,8 @@
 // Callback references: a Lua function kept in the registry behind a pointer that a library can carry.
+//
+// A library may answer when the Lua state is long gone. So the state knows the references that this module
+// has made, and empties them when it closes.
+#include <rovk/trans_delivery.h>
 #include <stdlib.h>
 
 #include <atomic>
@@ -6,49 +10,85 @@
 #include "callbacks.h"
 #include "protected.h"
 
+#pragma weak rovktrans_dispatch
+
 namespace {
 
 // Registry table from the key of a reference to the coroutine that it was made on, and keeps alive.
 const char coroutines_key = 0;
+// Registry table from the key of a reference to its record; false once the state is being closed.
+const char records_key = 0;
+// Userdata whose finalizer runs when the state is closed.
+const char closing_key = 0;
 
-// A reference as this module allocates it. A program may bring a swiglua_ref of its own, so only
-// rovk_command_started, which knows where its reference comes from, looks behind the first field.
+// A reference as this module allocates it. A program may bring a swiglua_ref of its own, so only what
+// knows where its reference comes from looks behind the first field.
 struct callback_record {
   swiglua_ref reference;
-  callback_record* next_retired;
+  bool retired;
 };
 
-// References of commands that the library refused. Whether it calls back all the same is not known, so
-// they are emptied but not freed.
-std::atomic<callback_record*> retired_records;
+// References of commands that a library has refused. Ours never answers those. Of another it is not known,
+// so they are emptied, and freed when many more have been refused since.
+constexpr unsigned most_retired = 1024;
+std::atomic<callback_record*> retired_records[most_retired];
+std::atomic<unsigned> retired_count;
+
+bool refusal_is_final() { return rovktrans_dispatch != nullptr; }
+
+void retire(callback_record* record) {
+  record->retired = true;
+  free(retired_records[retired_count.fetch_add(1) % most_retired].exchange(record));
+}
 
 // One pointer has room in the space that every thread keeps ready, so reaching it costs no call.
 [[gnu::tls_model("initial-exec")]] thread_local rovk_starting_command* starting_commands;
 
+void push_registered(lua_State* L, const char* key) {
+  lua_pushlightuserdata(L, const_cast<char*>(key));
+  lua_rawget(L, LUA_REGISTRYINDEX);
+}
+
+// Pops the value.
+void register_value(lua_State* L, const char* key) {
+  lua_pushlightuserdata(L, const_cast<char*>(key));
+  lua_insert(L, -2);
+  lua_rawset(L, LUA_REGISTRYINDEX);
+}
+
+int empty_references(lua_State* L) {
+  push_registered(L, &records_key);
+  if (!lua_istable(L, -1)) return 0;
+  for (lua_pushnil(L); lua_next(L, -2); lua_pop(L, 1)) {
+    *static_cast<swiglua_ref*>(lua_touserdata(L, -1)) = {nullptr, 0};
+  }
+  lua_pushboolean(L, 0);
+  register_value(L, &records_key);
+  return 0;
+}
+
 // Expects the coroutine on top of the stack; pops it.
 void set_coroutine(lua_State* L, int key) {
-  lua_pushlightuserdata(L, const_cast<char*>(&coroutines_key));
-  lua_rawget(L, LUA_REGISTRYINDEX);
+  push_registered(L, &coroutines_key);
   if (lua_isnil(L, -1)) {
     lua_pop(L, 1);
     lua_newtable(L);
-    lua_pushlightuserdata(L, const_cast<char*>(&coroutines_key));
-    lua_pushvalue(L, -2);
-    lua_rawset(L, LUA_REGISTRYINDEX);
+    lua_pushvalue(L, -1);
+    register_value(L, &coroutines_key);
   }
   lua_pushvalue(L, -2);
   lua_rawseti(L, -2, key);
   lua_pop(L, 2);
 }
 
-void forget_coroutine(lua_State* L, int key) {
-  lua_pushlightuserdata(L, const_cast<char*>(&coroutines_key));
-  lua_rawget(L, LUA_REGISTRYINDEX);
+// Takes a key out of one of the tables. Setting a key that is there to nil needs no memory, so it cannot
+// raise.
+void forget(lua_State* L, const char* table, int key) {
+  push_registered(L, table);
   if (lua_istable(L, -1)) {
     lua_rawgeti(L, -1, key);
     const bool is_there = !lua_isnil(L, -1);
     lua_pop(L, 1);
-    // Setting a key that is there to nil needs no memory, so it cannot raise.
     if (is_there) {
       lua_pushnil(L);
       lua_rawseti(L, -2, key);
@@ -57,9 +97,37 @@ void forget_coroutine(lua_State* L, int key) {
   lua_pop(L, 1);
 }
 
-void store_reference(lua_State* L, void* data) { swiglua_ref_set(static_cast<swiglua_ref*>(data), L, 2); }
+void store_reference(lua_State* L, void* data) {
+  auto* const reference = static_cast<swiglua_ref*>(data);
+  push_registered(L, &records_key);
+  if (lua_isnil(L, -1)) {
+    // A state in which the module was never opened.
+    rovk_references_open(L);
+    push_registered(L, &records_key);
+  }
+  if (!lua_istable(L, -1)) lua_error(L);
+  swiglua_ref_set(reference, L, 2);
+  if (reference->ref < 0) return;
+  lua_pushlightuserdata(L, reference);
+  lua_rawseti(L, -2, reference->ref);
+}
 
 }  // namespace
+
+void rovk_references_open(lua_State* L) {
+  push_registered(L, &records_key);
+  const bool is_open = !lua_isnil(L, -1);
+  lua_pop(L, 1);
+  if (is_open) return;
+  lua_newuserdata(L, 0);
+  lua_createtable(L, 0, 1);
+  lua_pushcclosure(L, empty_references, 0);
+  lua_setfield(L, -2, "__gc");
+  lua_setmetatable(L, -2);
+  register_value(L, &closing_key);
+  lua_newtable(L);
+  register_value(L, &records_key);
+}
 
 ROVK_EXPORT void swiglua_ref_set(swiglua_ref* reference, lua_State* L, int index) {
   lua_pushvalue(L, index);
@@ -80,7 +148,10 @@ ROVK_EXPORT void swiglua_ref_get(swiglua_ref* reference) {
 ROVK_EXPORT void swiglua_ref_clear(swiglua_ref* reference) {
   lua_State* const L = reference->state;
   if (L && reference->ref != LUA_NOREF && reference->ref != LUA_REFNIL) {
-    forget_coroutine(L, reference->ref);
+    forget(L, &records_key, reference->ref);
+    const bool is_main = lua_pushthread(L) != 0;
+    lua_pop(L, 1);
+    if (!is_main) forget(L, &coroutines_key, reference->ref);
     luaL_unref(L, LUA_REGISTRYINDEX, reference->ref);
   }
   reference->state = nullptr;
@@ -124,13 +195,18 @@ swiglua_ref* rovk_start_command(rovk_starting_command& starting, SWIGLUA_FN func
 int32_t rovk_command_started(rovk_starting_command& starting, int32_t status) {
   starting_commands = starting.outer;
   if (status != 0 && !starting.released) {
-    swiglua_ref_clear(starting.reference);
-    auto* const record = reinterpret_cast<callback_record*>(starting.reference);
-    record->next_retired = retired_records.load(std::memory_order_relaxed);
-    while (!retired_records.compare_exchange_weak(record->next_retired, record)) {
+    if (refusal_is_final()) {
+      freeContext(starting.reference);
+    } else {
+      swiglua_ref_clear(starting.reference);
+      retire(reinterpret_cast<callback_record*>(starting.reference));
     }
   }
   return status;
+}
+
+bool rovk_is_retired(const swiglua_ref* reference) {
+  return reinterpret_cast<const callback_record*>(reference)->retired;
 }
 
 swiglua_ref* rovk_subscribe(void* context, uint16_t address, SWIGLUA_FN function, native_function internal_callback,

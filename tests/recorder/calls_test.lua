@@ -82,6 +82,7 @@ describe("above recording libraries", function()
       assert.are.equal(1, recorder.deliver())
       assert.are.equal('rovktrans_log_message(context=&1, priority=3, '
         .. 'text="Lua swig bindings failed on a pcall. ignoring and continuing", behind=null)\n', recorder.calls())
+      assert.are.equal(1, #helper.take_errors())
     end
   end)
 
