@@ -95,6 +95,21 @@ describe("contexts", function()
     assert.are.equal(2, #probe.bytes(address, 2))
   end)
 
+  it("may be closed by a finalizer while the interpreter ends", function()
+    local output, code = helper.process([[
+      local rovk = require "rovk_message"
+      local _, context = rovk.rovktrans_init("sim?clock=virtual", nil)
+      local last = newproxy(true)
+      getmetatable(last).__gc = function() print("closed", rovk.rovktrans_deinit(context)) end
+      local function ended(_, errors)
+        collectgarbage()
+        print("ended", errors.error_id)
+      end
+      rovk.rovktrans_unittest_ffff_add_one_async_lua(context, rovk.ROVK_UNITTEST_PERIPHERAL_ADDRESS, ended, 1)
+    ]])
+    assert.are.same({ "ended\t6\nclosed\t0\n", 0 }, { output, code })
+  end)
+
   it("on the real clock are not advanced", function()
     local real = helper.open("sim")
     local ok, _, status = unit.advance(real, 1)
