@@ -15,6 +15,7 @@
 #include "unit/devices.h"
 #include "unit/models/models.h"
 #include "unit/router.h"
+#include "wire/queue.h"
 
 namespace rovk::unit {
 namespace {
@@ -65,7 +66,7 @@ struct Unit::State final : Host {
     uint32_t value;
   };
   struct Application {
-    std::deque<rovk_message> inbox;
+    wire::Queue inbox;
     std::deque<Disturbed> disturbed;
   };
   using Due = std::pair<Time, uint64_t>;  // when, and which was made first
@@ -160,7 +161,7 @@ struct Unit::State final : Host {
   void send(uint16_t application, const rovk_message& message, Time when) {
     at(when, [this, application, message] {
       const auto found = applications.find(application);
-      if (found != applications.end()) found->second.inbox.push_back(message);
+      if (found != applications.end()) found->second.inbox.push(message);
     });
   }
 
@@ -262,7 +263,8 @@ struct Unit::State final : Host {
       store(body + ROVK_OFFSET_ERROR_ID, 2, refusal.id);
       fill(body + ROVK_OFFSET_ERROR_DATA, error ? error->detail : nullptr, refusal.detail);
     }
-    answer(application, reply, present + duration + options.latency);
+    answer(application, reply,
+           present + duration + options.latency + (clock.is_virtual() ? Time{0} : options.processing));
   }
 
   Options options;
@@ -302,18 +304,23 @@ void Unit::submit(uint16_t application, const rovk_message& message) {
     ++state_->dropped;
     return;
   }
+  if (state_->clock.is_virtual()) state_->run_until(state_->present + state_->options.processing);
   state_->handle(application, message);
   run();
 }
 
 uint64_t Unit::dropped() const { return state_->dropped; }
 
+uint64_t Unit::lost_events(uint16_t application) const {
+  const auto found = state_->applications.find(application);
+  return found == state_->applications.end() ? 0 : found->second.inbox.lost();
+}
+
 bool Unit::take(uint16_t application, rovk_message& message) {
   run();
   const auto found = state_->applications.find(application);
   if (found == state_->applications.end() || found->second.inbox.empty()) return false;
-  message = found->second.inbox.front();
-  found->second.inbox.pop_front();
+  message = *found->second.inbox.take();
   return true;
 }
 

@@ -19,7 +19,10 @@ enum class ResetType : uint16_t { power_on = 0, commanded = 1, watchdog = 2 };
 
 struct Options {
   bool virtual_clock = false;
-  Time latency{0};  // from a command's arrival to its answer's, on top of what the command itself takes
+  Time latency{0};     // from a command's arrival to its answer's, on top of what the command itself takes
+  Time processing{0};  // what the unit needs for any command; a virtual clock moves on by it
+
+  bool operator==(const Options&) const = default;
 };
 
 // Belongs to one thread at a time and starts none. What throws is memory running out, or a defect of a
@@ -41,6 +44,8 @@ class Unit {
   // has not joined, is dropped and counted.
   void submit(uint16_t application, const rovk_message& message);
   uint64_t dropped() const;
+  // Events that went lost since their application did not take them.
+  uint64_t lost_events(uint16_t application) const;
   // The next message for an application, in order of their due times, then of their making.
   bool take(uint16_t application, rovk_message& message);
   // Whether the inbox holds a message, as of the last call that did what was due.

@@ -14,10 +14,15 @@ extern "C" {
 int32_t rovktrans_fd(void* context);
 
 /* Runs the callbacks that are due; when none is, waits up to `timeout_ms` for the first (0: does not
- * wait; negative: no limit). Callbacks that become due while others run are left
- * for the next call. Gives the number of callbacks that ran, 0 when the time has passed, nothing can
- * come any more or the context was closed meanwhile, or a negative -errno. */
+ * wait; negative: no limit). Callbacks that become due while others run are left for the next call.
+ * Gives the number of callbacks that ran, or 0 when the time has passed or the context was closed
+ * meanwhile. -EBUSY: inside a callback, which runs to its end before another begins. -ENODATA: the
+ * clock is virtual, there is no limit, and nothing can come any more. Otherwise a negative -errno. */
 int32_t rovktrans_dispatch(void* context, int32_t timeout_ms);
+
+/* The clock by which time limits are reckoned: its reading, nanoseconds from an arbitrary start, and
+ * whether it is a virtual one, on which waiting takes no time. Either pointer may be null. */
+int32_t rovktrans_clock(void* context, uint64_t* now_ns, int32_t* is_virtual);
 
 #ifdef __cplusplus
 }

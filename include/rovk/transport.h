@@ -27,13 +27,19 @@ uint16_t rovk_transport_application(rovk_transport* transport);
 int32_t rovk_transport_send(rovk_transport* transport, const struct rovk_message* message);
 
 /* Takes the next message from the unit. Waits until the clock reads `deadline_ns`; a deadline in the
- * past does not wait. -ETIMEDOUT: none came. -ENODATA: there is no deadline (UINT64_MAX), and nothing
- * is planned in the unit that could end the wait. */
+ * past does not wait, UINT64_MAX is none. -ETIMEDOUT: none came. -ENODATA: the clock is virtual, there
+ * is no deadline, and nothing is planned in the unit that could end the wait. -ENOBUFS: since the last
+ * call events were lost; the next call goes on with the messages that are there. */
 int32_t rovk_transport_receive(rovk_transport* transport, struct rovk_message* message, uint64_t deadline_ns);
+
+/* How many events this connection has lost. It keeps a few thousand of them for who does not take them;
+ * past that the oldest go. Answers are all kept. */
+uint64_t rovk_transport_lost_events(rovk_transport* transport);
 
 /* The unit's clock, nanoseconds from an arbitrary start; time-outs are reckoned by it. With a virtual
  * clock a wait does not sleep: it moves the clock. */
 uint64_t rovk_transport_now_ns(rovk_transport* transport);
+int32_t rovk_transport_clock_is_virtual(rovk_transport* transport); /* 1 or 0 */
 
 /* A descriptor that is readable when rovk_transport_receive has a message, or when the clock has
  * reached `wake_ns`, whichever comes first. It keeps itself up to date with what the unit does; call

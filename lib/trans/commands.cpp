@@ -8,10 +8,12 @@
 
 #include <cstdlib>
 #include <cstring>
+#include <optional>
+#include <vector>
 
 #include "trans/calls.h"
 #include "trans/payload.h"
-#include "trans/wire.h"
+#include "wire/message.h"
 
 namespace rovk::trans {
 namespace {
@@ -100,6 +102,33 @@ int32_t transact(Context& context, const Command& command, uint16_t address, con
   if (status != 0) return status;
   answer = wait.answer;
   return status_of(answer);
+}
+
+void transact_all(Context& context, std::span<Question> questions) {
+  std::vector<Wait> waits(questions.size());
+  // Left in one: the waits form a chain, and leaving the first that was entered leaves those inside it.
+  std::optional<Waiting> waiting;
+  for (std::size_t i = 0; i < questions.size(); ++i) {
+    Question& question = questions[i];
+    rovk_message message;
+    question.status = compose(context, *question.command, question.address, question.inputs, message);
+    if (question.status != 0) continue;
+    waits[i] = {
+        .uuid = wire::uuid(message), .address = question.address, .deadline_ns = context.now_ns() + context.limit_ns};
+    if (waiting) {
+      context.transactions.enter(waits[i]);
+    } else {
+      waiting.emplace(context.transactions, waits[i]);
+    }
+    question.status = rovk_transport_send(context.transport.get(), &message);
+  }
+  for (std::size_t i = 0; i < questions.size(); ++i) {
+    Question& question = questions[i];
+    if (question.status == 0) question.status = await(context, waits[i], Mode::quiet);
+    if (question.status != 0) continue;
+    question.answer = waits[i].answer;
+    question.status = status_of(question.answer);
+  }
 }
 
 int32_t run_command(CommandKey key, void* handle, uint16_t address, void* error, const void* const* inputs,

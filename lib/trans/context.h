@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <cstdint>
-#include <deque>
 #include <memory>
 #include <string>
 
@@ -16,6 +15,7 @@
 #include "trans/subscriptions.h"
 #include "trans/transaction.h"
 #include "transport/guard.h"
+#include "wire/queue.h"
 
 namespace rovk::trans {
 
@@ -24,7 +24,8 @@ struct CloseTransport {
 };
 
 // One thread at a time works on a context. A context that is closed inside one of its own callbacks
-// lives on, without a transport, until the calls around that callback have returned.
+// lives on, without a transport, until the calls around that callback have returned and its pending
+// commands have ended.
 struct Context {
   explicit Context(void* handle_, uint64_t limit_ns_) : handle(handle_), limit_ns(limit_ns_) {}
 
@@ -37,15 +38,18 @@ struct Context {
   const uint64_t limit_ns;  // time for an answer
   std::unique_ptr<rovk_transport, CloseTransport> transport;
   uint16_t application = 0;
-  bool closing = false;
   Transactions transactions;
   Subscriptions subscriptions;
   Lookups lookups;
   // Messages that came while no callback may run; they are older than all that the transport has.
-  std::deque<rovk_message> kept;
+  wire::Queue kept;
   uint64_t dropped = 0;
+  bool told_of_lost_events = false;
   bool watched = false;
   uint64_t wake_ns = 0;
+  // While the context owes callbacks of commands it is in a list, and keeps itself alive.
+  std::shared_ptr<Context> kept_while_owing;
+  Context* next_owing = nullptr;
 };
 
 // Opens a context and stores its handle.
@@ -55,14 +59,12 @@ std::shared_ptr<Context> find_context(void* handle);
 // Ends the handle; the context goes with the last who holds it.
 void forget_context(void* handle);
 
-// Runs `work(context)` on a live context, which it keeps alive meanwhile. -ESHUTDOWN: the context is
-// being closed, by a call around this one.
+// Runs `work(context)` on a live context, which it keeps alive meanwhile.
 template <typename Work>
 int32_t with_context(void* handle, Work work) {
   return guarded([&]() -> int32_t {
     const std::shared_ptr<Context> context = find_context(handle);
     if (!context) return -EINVAL;
-    if (context->closing) return -ESHUTDOWN;
     const int32_t status = work(*context);
     context->update_descriptor();
     return status;

@@ -1,6 +1,6 @@
 // Delivery has two halves that never mix: receiving and running. Receiving takes one message from the
 // transport. An answer to a blocking call goes to that call's Wait at once, whichever call happens to
-// be receiving, so an outer call finds its answer when the calls inside its callbacks have returned.
+// be receiving, so an outer call finds its answer when the call inside its callback has returned.
 // Anything that would run a callback is kept in order of arrival. Running takes the oldest kept
 // message, and only after it is out of all lists does the callback get control.
 //
@@ -11,10 +11,14 @@
 // nothing and is dropped. An answer that was received is never overtaken by its time limit, since kept
 // messages run before limits are looked at.
 //
+// One at a time. Inside a callback a call that waits only receives; what it keeps runs in the wait or
+// the dispatch outside, when the callback has returned. So the stack does not grow with the number of
+// commands.
+//
 // Re-entrancy. While a callback runs, no reference into the context's lists is held, only copies. A
-// callback may therefore wait, dispatch, subscribe, unsubscribe or close the context. After each
-// callback the loops ask whether the context is closed before they touch its transport again; the
-// object itself is kept alive by the call at the bottom of the stack.
+// callback may therefore wait, subscribe, unsubscribe or close the context. After each callback the
+// loops ask whether the context is closed before they touch its transport again; the object itself is
+// kept alive by the call at the bottom of the stack.
 //
 // Bounded. dispatch() runs what was there when it began; a callback that always issues the next command
 // does not keep it from returning.
@@ -23,10 +27,12 @@
 #include <rovk/trans.h>
 
 #include <algorithm>
+#include <cerrno>
+#include <utility>
 
+#include "trans/callbacks.h"
 #include "trans/log.h"
-#include "trans/payload.h"
-#include "trans/wire.h"
+#include "wire/message.h"
 
 namespace rovk::trans {
 namespace {
@@ -39,45 +45,48 @@ bool well_formed(const Context& context, const rovk_message& message) {
   return wire::type(message) == ROVK_TYPE_RESPONSE && wire::body(message) <= ROVK_RESPONSE_ERROR_INFO;
 }
 
+uint64_t lost_events(const Context& context) {
+  return context.kept.lost() + rovk_transport_lost_events(context.transport.get());
+}
+
+// One line for each context: whoever does not take its events would have a line for each of them.
+void tell_of_lost_events(Context& context) {
+  if (context.told_of_lost_events) return;
+  context.told_of_lost_events = true;
+  log_lost_events(lost_events(context));
+}
+
 // Takes one message in; waits for it until the deadline.
 int32_t receive(Context& context, uint64_t deadline_ns) {
   rovk_message message;
-  const int32_t status = rovk_transport_receive(context.transport.get(), &message, deadline_ns);
+  int32_t status = rovk_transport_receive(context.transport.get(), &message, deadline_ns);
+  if (status == -ENOBUFS) {
+    tell_of_lost_events(context);
+    status = rovk_transport_receive(context.transport.get(), &message, deadline_ns);
+  }
   if (status != 0) return status;
   if (!well_formed(context, message)) {
     ++context.dropped;
   } else if (wire::type(message) == ROVK_TYPE_EVENT || !context.transactions.answer_wait(message)) {
-    context.kept.push_back(message);
+    const uint64_t lost = context.kept.lost();
+    context.kept.push(message);
+    if (context.kept.lost() != lost) tell_of_lost_events(context);
   }
   return 0;
 }
 
-unsigned call(Context& context, const Pending& done, const uint8_t* payload, ErrorRecord* error) {
-  if (!done.callback.function) return 0;
-  const Values values(done.command->answer, payload);
-  done.callback.call(done.callback.function, context.handle, done.address, error ? error->data() : nullptr,
-                     values.list(), done.user);
-  return 1;
-}
-
-unsigned fail(Context& context, const Pending& done, uint16_t type) {
-  ErrorRecord error = communication_failure(done.address, type);
-  return call(context, done, nullptr, &error);
-}
-
-// Runs what the oldest kept message asks for; gives the number of callbacks that ran.
+// Runs what the oldest kept message asks for; gives the number of callbacks that ran. Something is kept.
 unsigned run_kept(Context& context) {
-  const rovk_message message = context.kept.front();
-  context.kept.pop_front();
+  const rovk_message message = *context.kept.take();
   if (wire::type(message) == ROVK_TYPE_EVENT) return context.subscriptions.deliver(context.handle, message);
   const auto done = context.transactions.take_answered(message);
   if (!done) {
     ++context.dropped;
     return 0;
   }
-  if (status_of(message) == 0) return call(context, *done, wire::payload(message), nullptr);
+  if (status_of(message) == 0) return finish(context.handle, *done, wire::payload(message), nullptr);
   ErrorRecord error = error_of(message);
-  return call(context, *done, nullptr, &error);
+  return finish(context.handle, *done, nullptr, &error);
 }
 
 // Takes in all that is there. 0, or what the transport failed with.
@@ -97,7 +106,7 @@ unsigned run_due(Context& context) {
   while (!context.closed()) {
     const auto expired = context.transactions.take_expired(now);
     if (!expired) break;
-    count += fail(context, *expired, ROVKTRANS_FAILURE_TIME_OUT);
+    count += fail(context.handle, *expired, ROVKTRANS_FAILURE_TIME_OUT);
   }
   return count;
 }
@@ -105,6 +114,7 @@ unsigned run_due(Context& context) {
 }  // namespace
 
 int32_t await(Context& context, Wait& wait, Mode mode) {
+  if (callback_running()) mode = Mode::quiet;
   for (;;) {
     if (wait.state == Wait::State::answered) return 0;
     if (wait.state == Wait::State::closed || context.closed()) return -ECANCELED;
@@ -125,7 +135,7 @@ int32_t await(Context& context, Wait& wait, Mode mode) {
     const uint64_t now = context.now_ns();
     if (mode == Mode::run_callbacks) {
       if (const auto expired = context.transactions.take_expired(now)) {
-        fail(context, *expired, ROVKTRANS_FAILURE_TIME_OUT);
+        fail(context.handle, *expired, ROVKTRANS_FAILURE_TIME_OUT);
         continue;
       }
     }
@@ -134,6 +144,7 @@ int32_t await(Context& context, Wait& wait, Mode mode) {
 }
 
 int32_t dispatch(Context& context, int32_t timeout_ms) {
+  if (callback_running()) return -EBUSY;
   const uint64_t deadline =
       timeout_ms < 0 ? no_deadline : context.now_ns() + static_cast<uint64_t>(timeout_ms) * 1'000'000;
   for (;;) {
@@ -143,20 +154,20 @@ int32_t dispatch(Context& context, int32_t timeout_ms) {
     if (failure != 0) return failure;
     if (context.closed() || timeout_ms == 0 || context.now_ns() >= deadline) return 0;
     const int32_t status = receive(context, std::min(deadline, context.transactions.first_deadline_ns()));
-    if (status == -ENODATA) return 0;
     if (status != 0 && status != -ETIMEDOUT) return status;
   }
 }
 
-void close(Context& context) {
-  context.closing = true;
-  context.subscriptions.remove_all();
-  context.kept.clear();
-  context.transactions.close_waits();
-  while (const auto pending = context.transactions.take_oldest()) fail(context, *pending, ROVKTRANS_FAILURE_CLOSED);
-  forget_context(context.handle);
-  context.transport.reset();
-  log_dropped(context.dropped);
+void close(std::shared_ptr<Context> context) {
+  forget_context(context->handle);
+  context->subscriptions.remove_all();
+  context->kept.clear();
+  context->transactions.close_waits();
+  const uint64_t lost = lost_events(*context);
+  const uint64_t dropped = context->dropped;
+  context->transport.reset();
+  settle(std::move(context));
+  log_dropped(dropped, lost);
 }
 
 }  // namespace rovk::trans

@@ -2,8 +2,9 @@
 // the devices behind its indexes. A peripheral is asked once; a search that finds nothing asks the
 // router whether it has got further routes since.
 //
-// A search is a row of ordinary commands that are waited for, but no callback runs meanwhile: for the
-// program it is a look at what is known, however long the first one takes.
+// A search sends ordinary commands and waits for them, all of a kind at once, so that even the first one
+// takes the time of a few answers. No callback runs meanwhile: for the program it is a look at what is
+// known.
 #pragma once
 
 #include <rovk/types.h>

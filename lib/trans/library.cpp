@@ -18,8 +18,10 @@ int32_t rovktrans_init(const char* text, void* /*pointer*/, void** slot) {
 }
 
 int32_t rovktrans_deinit(void* context) {
-  return with_context(context, [](Context& live) -> int32_t {
-    rovk::trans::close(live);
+  return rovk::guarded([&]() -> int32_t {
+    auto live = rovk::trans::find_context(context);
+    if (!live) return -EINVAL;
+    rovk::trans::close(std::move(live));
     return 0;
   });
 }
@@ -47,6 +49,14 @@ int32_t rovktrans_fd(void* context) {
     live.watched = true;
     live.wake_ns = live.kept.empty() ? live.transactions.first_deadline_ns() : 0;
     return rovk_transport_fd(live.transport.get(), live.wake_ns);
+  });
+}
+
+int32_t rovktrans_clock(void* context, uint64_t* now_ns, int32_t* is_virtual) {
+  return with_context(context, [=](Context& live) -> int32_t {
+    if (now_ns) *now_ns = live.now_ns();
+    if (is_virtual) *is_virtual = rovk_transport_clock_is_virtual(live.transport.get());
+    return 0;
   });
 }
 

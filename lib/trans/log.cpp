@@ -12,7 +12,7 @@
 
 #include "catalogue/fields.h"
 #include "trans/context.h"
-#include "trans/wire.h"
+#include "wire/message.h"
 
 namespace rovk::trans {
 namespace {
@@ -39,30 +39,37 @@ int32_t log_line(rovk_log_priority priority, const char* text) {
 }
 
 void log_event(const catalogue::Service& service, const catalogue::Event& event, const rovk_message& message) {
-  std::string line =
-      std::string(service.name) + " " + event.name + " at address " + std::to_string(wire::peripheral(message));
-  const char* glue = ": ";
-  for (const catalogue::Field& field : event.record->fields) {
-    if (field.reserved) continue;
-    line += glue + std::string(field.name) + " " + value_text(field, wire::payload(message));
-    glue = ", ";
-  }
-  log_line(ROVK_LOG_PRIORITY_INFO, line.c_str());
+  // Without memory for the line the others who want the event still get it.
+  guarded([&] {
+    std::string line =
+        std::string(service.name) + " " + event.name + " at address " + std::to_string(wire::peripheral(message));
+    const char* glue = ": ";
+    for (const catalogue::Field& field : event.record->fields) {
+      if (field.reserved) continue;
+      line += glue + std::string(field.name) + " " + value_text(field, wire::payload(message));
+      glue = ", ";
+    }
+    return log_line(ROVK_LOG_PRIORITY_INFO, line.c_str());
+  });
 }
 
-void log_dropped(uint64_t messages) {
-  if (messages == 0) return;
-  const std::string line = "rovktrans: dropped " + std::to_string(messages) + " late, foreign or malformed messages";
+void log_lost_events(uint64_t events) {
+  const std::string line = "rovktrans: " + std::to_string(events) +
+                           " events lost so far: nobody takes them, the newest " +
+                           std::to_string(wire::Queue::max_events) + " are kept";
+  log_line(ROVK_LOG_PRIORITY_WARNING, line.c_str());
+}
+
+void log_dropped(uint64_t messages, uint64_t events) {
+  if (messages == 0 && events == 0) return;
+  const std::string line = "rovktrans: dropped " + std::to_string(messages) +
+                           " late, foreign or malformed messages and " + std::to_string(events) + " old events";
   log_line(ROVK_LOG_PRIORITY_DEBUG, line.c_str());
 }
 
 }  // namespace rovk::trans
 
-// A context that is being closed still logs: the callbacks that end its commands may have something to
-// say.
-int32_t rovktrans_log_message(void* context, rovk_log_priority priority, const char* text, ...) {
-  return rovk::guarded([&]() -> int32_t {
-    if (!text || !rovk::trans::find_context(context)) return -EINVAL;
-    return rovk::trans::log_line(priority, text);
-  });
+// Whatever the context is: a callback that fails after it has closed its context has something to say too.
+int32_t rovktrans_log_message(void* /*context*/, rovk_log_priority priority, const char* text, ...) {
+  return rovk::guarded([&]() -> int32_t { return text ? rovk::trans::log_line(priority, text) : -EINVAL; });
 }

@@ -13,7 +13,11 @@ int32_t log_line(rovk_log_priority priority, const char* text);
 // One line, at info priority, with the event's values by name.
 void log_event(const catalogue::Service& service, const catalogue::Event& event, const rovk_message& message);
 
-// One line, at debug priority, on the messages that nothing could be done with. None: no line.
-void log_dropped(uint64_t messages);
+// One line, at warning priority: events were lost since nobody took them in time.
+void log_lost_events(uint64_t events);
+
+// One line, at debug priority, on the messages that nothing could be done with and the events that were
+// lost. Neither: no line.
+void log_dropped(uint64_t messages, uint64_t events);
 
 }  // namespace rovk::trans

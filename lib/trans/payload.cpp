@@ -62,7 +62,8 @@ bool encode(const catalogue::Record* record, const void* const* inputs, uint8_t*
 }
 
 Values::Values(const catalogue::Record* record, const uint8_t* payload) {
-  if (payload) std::memcpy(bytes_, payload, payload_size);
+  if (!payload) return;
+  std::memcpy(bytes_, payload, payload_size);
   for_values(record, [&](const Field& field, unsigned place) {
     Value& value = list_[place];
     uint8_t* const source = bytes_ + field.offset;

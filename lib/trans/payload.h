@@ -16,7 +16,7 @@ bool encode(const catalogue::Record* record, const void* const* inputs, uint8_t*
 // where it is while they are in use.
 class Values {
  public:
-  // Null payload: every value is zero, an array is one of zeros.
+  // Null payload: every number is zero, every array null.
   Values(const catalogue::Record* record, const uint8_t* payload);
   Values(const Values&) = delete;
   Values& operator=(const Values&) = delete;

@@ -2,25 +2,12 @@
 
 #include <algorithm>
 
+#include "trans/callbacks.h"
 #include "trans/log.h"
 #include "trans/payload.h"
-#include "trans/wire.h"
+#include "wire/message.h"
 
 namespace rovk::trans {
-
-// Counts a delivery that is under way; the end of the outermost one tidies the list.
-class Subscriptions::Delivery {
- public:
-  explicit Delivery(Subscriptions& subscriptions) : subscriptions_(subscriptions) { ++subscriptions_.deliveries_; }
-  ~Delivery() {
-    if (--subscriptions_.deliveries_ == 0) subscriptions_.sweep();
-  }
-  Delivery(const Delivery&) = delete;
-  Delivery& operator=(const Delivery&) = delete;
-
- private:
-  Subscriptions& subscriptions_;
-};
 
 void Subscriptions::reserve() {
   if (entries_.size() == entries_.capacity()) entries_.reserve(2 * entries_.size() + 4);
@@ -34,7 +21,7 @@ unsigned Subscriptions::remove_if(Which which) {
     entry.removed = true;
     ++count;
   }
-  if (deliveries_ == 0) sweep();
+  if (!delivering_) sweep();
   return count;
 }
 
@@ -71,7 +58,7 @@ unsigned Subscriptions::deliver(void* context, const rovk_message& message) {
   const uint16_t address = wire::peripheral(message);
   const uint8_t id = wire::body(message);
   const std::size_t end = entries_.size();
-  const Delivery delivery(*this);
+  delivering_ = true;
   for (std::size_t place = 0; place < end; ++place) {
     // A copy: a callback may subscribe, which moves the list.
     const Subscription entry = entries_[place];
@@ -82,8 +69,10 @@ unsigned Subscriptions::deliver(void* context, const rovk_message& message) {
     }
     const Values values(entry.event->record, wire::payload(message));
     ++count;
-    entry.callback.call(entry.callback.function, context, address, nullptr, values.list(), entry.user);
+    run_callback(entry.callback, context, address, nullptr, values.list(), entry.user);
   }
+  delivering_ = false;
+  sweep();
   return count;
 }
 

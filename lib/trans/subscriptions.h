@@ -1,5 +1,5 @@
 // Who wants which event of which peripheral. An entry that is removed while its event is delivered is
-// only marked: the list keeps its shape until the outermost delivery is over. A callback is called
+// only marked: the list keeps its shape until the delivery is over. A callback is called
 // with no entry that was removed before the call, nor with one that was added during the delivery.
 #pragma once
 
@@ -39,13 +39,12 @@ class Subscriptions {
   unsigned deliver(void* context, const rovk_message& message);
 
  private:
-  class Delivery;
   template <typename Which>
   unsigned remove_if(Which which);
   void sweep();
 
   std::vector<Subscription> entries_;
-  unsigned deliveries_ = 0;  // under way, one inside the other
+  bool delivering_ = false;
 };
 
 }  // namespace rovk::trans

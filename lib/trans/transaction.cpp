@@ -7,7 +7,7 @@
 #include <cstring>
 
 #include "catalogue/fields.h"
-#include "trans/wire.h"
+#include "wire/message.h"
 
 namespace rovk::trans {
 namespace {

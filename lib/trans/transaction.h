@@ -16,15 +16,15 @@
 
 namespace rovk::trans {
 
-// What a blocking call waits for. It lies on the stack of that call, so it costs no heap.
+// What a blocking call waits for. That of a command lies on the stack of its call and costs no heap.
 struct Wait {
   enum class State : uint8_t { waiting, answered, closed };
-  uint32_t uuid;
-  uint16_t address;
-  uint64_t deadline_ns;
+  uint32_t uuid = 0;
+  uint16_t address = 0;
+  uint64_t deadline_ns = 0;
   State state = State::waiting;
   rovk_message answer = {};
-  Wait* outer = nullptr;  // the call around this one, when a callback made this call
+  Wait* outer = nullptr;  // the wait entered before: of the call around this one, or of the same call
 };
 
 // An asynchronous command that still owes its callback.
@@ -42,7 +42,8 @@ class Transactions {
   // A uuid that no command under way has. Empty: too many are.
   std::optional<uint32_t> next_uuid(uint8_t opcode);
 
-  // Waits nest as calls do: the last one entered leaves first.
+  // Waits nest as calls do: the last one entered leaves first, and one that leaves takes those that
+  // were entered after it along.
   void enter(Wait& wait);
   void leave(Wait& wait);
   // Hands an answer to the wait that it belongs to. False: it belongs to none.

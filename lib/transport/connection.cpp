@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <unordered_map>
+#include <utility>
 
 namespace {
 
@@ -58,6 +59,11 @@ int32_t rovk_transport::descriptor(uint64_t wake_ns) {
   wake_ns_ = wake_ns;
   arm();
   return timer_;
+}
+
+bool rovk_transport::has_lost_events() {
+  const uint64_t before = std::exchange(lost_events_, shared_->unit.lost_events(application_));
+  return lost_events_ != before;
 }
 
 uint64_t rovk_transport::due() {

@@ -18,8 +18,10 @@ struct rovk_transport {
   uint16_t application() const { return application_; }
 
   // The descriptor, made when it is first asked for. -errno when there can be none.
-  // This and arm() are called with the unit's mutex held.
+  // This and the two below are called with the unit's mutex held.
   int32_t descriptor(uint64_t wake_ns);
+  // Whether events were lost since the last call.
+  bool has_lost_events();
   // Sets the timer behind the descriptor to when there is something to do next.
   void arm();
 
@@ -29,6 +31,7 @@ struct rovk_transport {
   std::shared_ptr<rovk::transport::SharedUnit> shared_;
   void* owner_;
   uint16_t application_;
+  uint64_t lost_events_ = 0;
   int timer_ = -1;
   uint64_t wake_ns_ = UINT64_MAX;
   uint64_t armed_ns_ = UINT64_MAX;  // unit's clock; 0: readable at once; UINT64_MAX: not armed

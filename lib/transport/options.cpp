@@ -21,10 +21,11 @@ bool set_option(Options& options, std::string_view key, std::string_view value) 
     options.virtual_clock = value == "virtual";
     return true;
   }
-  if (key == "latency_ms") {
+  if (key == "latency_ms" || key == "processing_ms") {
+    auto& option = key == "latency_ms" ? options.latency : options.processing;
     const auto number = parse_number(value);
-    if (options.latency || !number) return false;
-    options.latency = std::chrono::milliseconds(*number);
+    if (option || !number) return false;
+    option = std::chrono::milliseconds(*number);
     return true;
   }
   if (key == "unit") {

@@ -1,6 +1,8 @@
 // The text that names a way to a unit: null, "", "sim", or "sim?" and options joined by '&'.
 //   clock=real|virtual  the clock of the unit; real when left out
 //   latency_ms=N        time from a command to its answer; 0 when left out
+//   processing_ms=N     time that the unit works on a command, by which a command moves a virtual clock;
+//                       1 when left out with a virtual clock, else 0
 //   unit=NAME           contexts of this process that give the same name share one unit
 #pragma once
 
@@ -12,7 +14,8 @@ namespace rovk::transport {
 
 struct Options {
   std::optional<bool> virtual_clock;
-  std::optional<std::chrono::milliseconds> latency;
+  std::optional<std::chrono::nanoseconds> latency;
+  std::optional<std::chrono::nanoseconds> processing;
   std::string unit;  // empty: a unit of one's own
 };
 

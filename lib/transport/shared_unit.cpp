@@ -10,8 +10,7 @@ namespace {
 
 struct Named {
   std::weak_ptr<SharedUnit> unit;
-  bool virtual_clock;
-  std::chrono::milliseconds latency;
+  unit::Options options;
 };
 
 // Never destroyed: a context may still be open while the process ends.
@@ -25,14 +24,22 @@ Names& names() {
   return *instance;
 }
 
-std::chrono::milliseconds latency_of(const Options& options) {
-  return options.latency.value_or(std::chrono::milliseconds(0));
+// What is left out is as `otherwise` has it.
+unit::Options unit_options(const Options& given, const unit::Options& otherwise) {
+  return {given.virtual_clock.value_or(otherwise.virtual_clock), given.latency.value_or(otherwise.latency),
+          given.processing.value_or(otherwise.processing)};
+}
+
+unit::Options unit_options(const Options& given) {
+  const bool is_virtual = given.virtual_clock.value_or(false);
+  // Without it a script that asks again and again until something has changed would ask for ever.
+  const std::chrono::milliseconds processing(is_virtual ? 1 : 0);
+  return unit_options(given, {.virtual_clock = is_virtual, .processing = processing});
 }
 
 }  // namespace
 
-SharedUnit::SharedUnit(const Options& options)
-    : unit(unit::Options{options.virtual_clock.value_or(false), latency_of(options)}) {}
+SharedUnit::SharedUnit(const Options& options) : unit(unit_options(options)) {}
 
 void SharedUnit::changed() {
   for (rovk_transport* connection : connections) connection->arm();
@@ -46,14 +53,10 @@ std::shared_ptr<SharedUnit> acquire_unit(const Options& options) {
   const auto found = names().units.find(options.unit);
   if (found != names().units.end()) {
     const Named& named = found->second;
-    if (auto unit = named.unit.lock()) {
-      const bool agrees = options.virtual_clock.value_or(named.virtual_clock) == named.virtual_clock &&
-                          options.latency.value_or(named.latency) == named.latency;
-      return agrees ? unit : nullptr;
-    }
+    if (auto unit = named.unit.lock()) return unit_options(options, named.options) == named.options ? unit : nullptr;
   }
   auto unit = std::make_shared<SharedUnit>(options);
-  names().units[options.unit] = {unit, options.virtual_clock.value_or(false), latency_of(options)};
+  names().units[options.unit] = {unit, unit_options(options)};
   return unit;
 }
 

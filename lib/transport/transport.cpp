@@ -25,8 +25,8 @@ Time to_time(uint64_t nanoseconds) {
                                                                    : Time(static_cast<int64_t>(nanoseconds));
 }
 
-// Brings the unit nearer to its next due time, at most to the deadline. -ENODATA: there is nothing to
-// wait for.
+// Brings the unit nearer to its next due time, at most to the deadline. -ENODATA: the clock is virtual and
+// there is nothing to wait for.
 int32_t wait(SharedUnit& shared, std::unique_lock<std::mutex>& lock, Time deadline) {
   const auto next = shared.unit.next_due();
   const Time until = next ? std::min(*next, deadline) : deadline;
@@ -37,7 +37,6 @@ int32_t wait(SharedUnit& shared, std::unique_lock<std::mutex>& lock, Time deadli
     return 0;
   }
   // Another connection to the same unit, on another thread, may cause a message at any time.
-  if (until == no_deadline && shared.connections.size() == 1) return -ENODATA;
   constexpr Time slice = std::chrono::hours(1);
   const Time duration = until - shared.unit.clock().now();
   if (duration > Time::zero()) shared.woken.wait_for(lock, std::min(duration, slice));
@@ -83,6 +82,7 @@ int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message,
     const Time deadline = to_time(deadline_ns);
     std::unique_lock lock(shared.mutex);
     int32_t status = 0;
+    if (transport->has_lost_events()) return -ENOBUFS;
     do {
       shared.unit.run();
       if (shared.unit.take(transport->application(), *message)) break;
@@ -91,6 +91,16 @@ int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message,
     shared.changed();
     return status;
   });
+}
+
+uint64_t rovk_transport_lost_events(rovk_transport* transport) {
+  if (!transport) return 0;
+  const std::lock_guard lock(transport->shared().mutex);
+  return transport->shared().unit.lost_events(transport->application());
+}
+
+int32_t rovk_transport_clock_is_virtual(rovk_transport* transport) {
+  return transport && transport->shared().unit.clock().is_virtual();
 }
 
 uint64_t rovk_transport_now_ns(rovk_transport* transport) {

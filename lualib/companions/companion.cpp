@@ -2,6 +2,9 @@
 // belong to our own libraries. Under others their functions are missing, which is said when one is called.
 //
 // Every function gives its result, or nil, a text and the negative status.
+#include <errno.h>
+#include <math.h>
+#include <rovk/bridge.h>
 #include <rovk/trans_delivery.h>
 #include <rovk/unit.h>
 #include <string.h>
@@ -11,6 +14,7 @@
 
 #pragma weak rovktrans_dispatch
 #pragma weak rovktrans_fd
+#pragma weak rovktrans_clock
 #pragma weak rovk_unit_now
 #pragma weak rovk_unit_advance
 #pragma weak rovk_unit_set_input
@@ -61,20 +65,79 @@ uint16_t check_u16(lua_State* L, int index) { return static_cast<uint16_t>(check
 
 uint32_t check_u32(lua_State* L, int index) { return static_cast<uint32_t>(check_whole(L, index, 0, 4294967295.0)); }
 
+// What a failed call on the loop's side means to the script.
+const char* loop_failure(int32_t status) {
+  switch (status) {
+    case -EBUSY:
+      return "a callback is running; what is due runs when it has returned, so dispatch outside of it";
+    case -EINVAL:
+      return "the context is closed, or not one that rovktrans_init gave";
+    default:
+      return strerror(-status);
+  }
+}
+
+int push_loop_failure(lua_State* L, int32_t status) {
+  lua_pushnil(L);
+  lua_pushstring(L, loop_failure(status));
+  lua_pushnumber(L, status);
+  return 3;
+}
+
+// Waits in slices. Between them it calls a Lua function that does nothing, so that a hook which a signal
+// handler has set meanwhile, as an interpreter does at an interrupt, gets to run.
+constexpr double slice_ms = 50;
+
+// The number of callbacks that ran, or a negative status.
+int32_t dispatch_until(lua_State* L, void* context, double timeout_ms) {
+  uint64_t start = 0;
+  int32_t is_virtual = 0;
+  const int32_t status = rovktrans_clock(context, &start, &is_virtual);
+  if (status < 0) return status;
+  if (timeout_ms > INT32_MAX) timeout_ms = INT32_MAX;
+  if (is_virtual || (timeout_ms >= 0 && timeout_ms <= slice_ms)) {
+    return rovktrans_dispatch(context, timeout_ms < 0 ? -1 : static_cast<int32_t>(timeout_ms));
+  }
+  for (double left = timeout_ms;;) {
+    const double slice = left < 0 || left > slice_ms ? slice_ms : left;
+    const int32_t count = rovktrans_dispatch(context, static_cast<int32_t>(ceil(slice)));
+    uint64_t now = 0;
+    if (count != 0 || rovktrans_clock(context, &now, nullptr) < 0) return count;
+    if (timeout_ms >= 0) {
+      left = timeout_ms - static_cast<double>(now - start) / nanoseconds_per_ms;
+      if (left <= 0) return 0;
+    }
+    lua_pushvalue(L, lua_upvalueindex(1));
+    lua_call(L, 0, 0);
+  }
+}
+
 int dispatch(lua_State* L) {
   CHECK_TRANS(rovktrans_dispatch);
   void* const context = rovk_check_context(L, 1);
-  const int32_t timeout_ms = swig_to_signed(luaL_checknumber(L, 2));
-  const int32_t count = rovktrans_dispatch(context, timeout_ms);
-  if (count < 0) return push_failure(L, count);
-  lua_pushnumber(L, count);
-  return 1;
+  const double timeout_ms = luaL_checknumber(L, 2);
+  if (timeout_ms != timeout_ms) luaL_argerror(L, 2, "milliseconds expected, got a value that is no number");
+  // Up: a wait for the rest of a millisecond would else end before that and be asked for again, for ever.
+  const int32_t count = dispatch_until(L, context, ceil(timeout_ms));
+  if (count < 0 && count != -ENODATA) return push_loop_failure(L, count);
+  lua_pushnumber(L, count < 0 ? 0 : count);
+  if (count >= 0) return 1;
+  lua_pushliteral(L, "nothing can come any more: the clock is virtual and nothing is under way");
+  return 2;
+}
+
+// Keeps the function at index 1, or none for nil, where the module looks when a callback fails.
+int set_error_handler(lua_State* L) {
+  lua_settop(L, 1);
+  if (!lua_isnil(L, 1)) luaL_checktype(L, 1, LUA_TFUNCTION);
+  lua_setfield(L, LUA_REGISTRYINDEX, ROVK_ON_ERROR_KEY);
+  return 0;
 }
 
 int fd(lua_State* L) {
   CHECK_TRANS(rovktrans_fd);
   const int32_t descriptor = rovktrans_fd(rovk_check_context(L, 1));
-  if (descriptor < 0) return push_failure(L, descriptor);
+  if (descriptor < 0) return push_loop_failure(L, descriptor);
   lua_pushnumber(L, descriptor);
   return 1;
 }
@@ -158,11 +221,11 @@ int disturb(lua_State* L) {
 }
 
 const luaL_Reg functions[] = {
-    {"dispatch", dispatch}, {"fd", fd},
-    {"now", now},           {"advance", advance},
-    {"set", set_input},     {"get", get_input},
-    {"reset", reset},       {"fault", fault},
-    {"disturb", disturb},   {"spontaneous_error", spontaneous_error},
+    {"fd", fd},           {"set_error_handler", set_error_handler},
+    {"now", now},         {"advance", advance},
+    {"set", set_input},   {"get", get_input},
+    {"reset", reset},     {"fault", fault},
+    {"disturb", disturb}, {"spontaneous_error", spontaneous_error},
     {nullptr, nullptr},
 };
 
@@ -174,5 +237,8 @@ int luaopen_rovk_companion(lua_State* L) {
     lua_pushcfunction(L, row->func);
     lua_setfield(L, -2, row->name);
   }
+  if (luaL_loadstring(L, "") != 0) lua_error(L);
+  lua_pushcclosure(L, dispatch, 1);
+  lua_setfield(L, -2, "dispatch");
   return 1;
 }

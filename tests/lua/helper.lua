@@ -136,10 +136,12 @@ end
 
 local contexts = {}
 
--- A context on a simulated unit of its own, by default with a clock that stands still.
+-- A context on a simulated unit of its own, by default with a clock that stands still, also while the
+-- unit works on a command.
 function helper.open(text)
   local rovk = require("rovk_message")
-  local status, context = rovk.rovktrans_init(text or "sim?clock=virtual", nil)
+  text = (text or "sim?clock=virtual"):gsub("clock=virtual", "clock=virtual&processing_ms=0")
+  local status, context = rovk.rovktrans_init(text, nil)
   luassert.are.equal(0, status)
   luassert.is_userdata(context)
   contexts[#contexts + 1] = context
@@ -226,7 +228,16 @@ local function leaks(before)
   return list
 end
 
--- Makes every test of a file end as it began: nothing of it is referenced from the registry, which a
+local errors = {}
+
+-- The messages of the errors in callbacks since the last call, each with a traceback to where it was.
+function helper.take_errors()
+  local taken = errors
+  errors = {}
+  return taken
+end
+
+-- Makes every test of a file end as it began, without an error in a callback that it does not take: nothing of it is referenced from the registry, which a
 -- pending command or a subscription would be. Contexts that a test left open are closed here, and
 -- that must succeed.
 function helper.watch(before_each, after_each)
@@ -239,9 +250,13 @@ function helper.watch(before_each, after_each)
   end)()
   local before
   before_each(function()
+    require("rovk_loop").on_error(function(value, traceback)
+      errors[#errors + 1] = tostring(value) .. "\n" .. traceback
+    end)
     before = snapshot()
   end)
   after_each(function()
+    luassert.are.same({}, helper.take_errors())
     local left = leaks(before)
     while contexts[1] do
       luassert.are.equal(0, helper.close(contexts[1]))

@@ -46,6 +46,10 @@ describe("a script", function()
       assert.are.equal(6, after)
       assert.are.equal(0, forget(context, BUTTON, handle))
     end
+    -- Each has failed three times and was told of with its place, but for the one whose text fails as well.
+    local errors = helper.take_errors()
+    assert.are.equal(3 * (#failures - 1), #errors)
+    assert.matches("^[^\n]*hostile_test.lua:%d+: text\nstack traceback:.*hostile_test.lua", errors[1])
   end)
 
   it("may unsubscribe and subscribe from inside", function()
@@ -121,23 +125,24 @@ describe("a script", function()
     end
   end)
 
-  it("may nest blocking commands in callbacks, until there is no room for more", function()
-    local context = open("&latency_ms=1")
-    local depth, deepest = 0, 0
-    local function nest(value, errors)
-      assert(errors.error_id == 0)
-      depth = depth + 1
-      deepest = math.max(deepest, depth)
-      if value < 30 then
-        assert(add_async(context, SELF, nest, value) == 0)
-        assert(add(context, SELF, 1) == 0)
-      end
-      depth = depth - 1
+  it("may issue a blocking command in each of many callbacks, which run one by one, in order", function()
+    local context = open("&latency_ms=1&timeout_ms=100000")
+    local total, ran, inside = helper.aggressive and 200 or 20000, 0, false
+    local function ask(value, errors)
+      assert(not inside and errors.error_id == 0 and value == (ran + 1) % 256)
+      inside, ran = true, ran + 1
+      local status, _, answer = add(context, SELF, 7)
+      assert(status == 0 and answer == 8)
+      local count, why, refusal = loop.dispatch(context, 0)
+      assert(not count and why:match("a callback is running") and refusal == -16)
+      inside = false
     end
-    assert.are.equal(0, add_async(context, SELF, nest, 0))
-    helper.deliver(context, 1000)
-    assert.are.equal(30, deepest)
-    assert.are.same({ 0, 8 }, { (add(context, SELF, 7)), (select(3, add(context, SELF, 7))) })
+    for value = 0, total - 1 do
+      assert.are.equal(0, add_async(context, SELF, ask, value))
+    end
+    assert.are.equal(0, (add(context, SELF, 7))) -- runs those that come before its own answer
+    repeat until loop.dispatch(context, 1000) == 0
+    assert.are.equal(total, ran)
   end)
 
   it("may run callbacks on coroutines of every state", function()
@@ -203,6 +208,7 @@ describe("a script", function()
     collectgarbage()
     collectgarbage()
     assert.is_nil(weak[1])
+    assert.are.equal(1 + 3, #helper.take_errors()) -- where a callback cannot yield
   end)
 
   it("may resume, yield and wait around blocking commands", function()

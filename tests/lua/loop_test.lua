@@ -30,11 +30,15 @@ describe("the loop", function()
     local start = unit.now(context)
     assert.are.equal(0, loop.dispatch(context, 19))
     assert.are.equal(start + 19, unit.now(context))
-    assert.are.equal(3, loop.dispatch(context, 1000)) -- the first ends the wait, all that is due runs
+    assert.are.equal(3, loop.dispatch(context, 0.25)) -- rounded up; the first ends the wait, all that is due runs
     assert.are.equal(start + 20, unit.now(context))
     ask(context, count)
     assert.are.equal(1, loop.dispatch(context, -1))
-    assert.are.equal(0, loop.dispatch(context, -1)) -- nothing can come any more
+    for _, wait in ipairs { loop.run, function() return loop.dispatch(context, -1) end } do
+      local count, why = wait(context)
+      assert.are.equal(0, count)
+      assert.matches("nothing can come any more", why)
+    end
     assert.are.equal(4, calls)
   end)
 

@@ -38,7 +38,7 @@ TEST(Discovery, FindsEveryPeripheralAndDevice) {
   for (const auto& [id, address] : first) EXPECT_EQ(address, session.find(id));
 }
 
-TEST(Discovery, ResultsOutliveContextsAndAreShared) {
+TEST(Discovery, ResultsOutliveContextsAndAreWhatTheUnitSaid) {
   const auto both = [](const Session& session) {
     return std::pair(rovktrans_find_peripheral(session.handle, ROVK_LED_0001_PERIPHERAL_ID),
                      rovktrans_find_device(session.handle, ROVK_LED_0001_PERIPHERAL_ID,
@@ -46,8 +46,22 @@ TEST(Discovery, ResultsOutliveContextsAndAreShared) {
   };
   const auto found = both(Session());
   ASSERT_NE(nullptr, found.second);
-  EXPECT_EQ(*found.first, found.second->address);
+  const uint16_t address = *found.first;
+  const uint8_t index = found.second->index;
+  EXPECT_EQ(address, found.second->address);
+  // What a program writes there is gone with the next look-up.
+  *found.first = found.second->address = 0x4321;
+  found.second->index = 99;
   EXPECT_EQ(found, both(Session()));
+  EXPECT_TRUE(*found.first == address && found.second->address == address && found.second->index == index);
+}
+
+// Fifty peripherals and more, and the devices of each: asked one after another they would take seconds.
+TEST(Discovery, FirstSearchTakesTheTimeOfAFewAnswers) {
+  const Session session("latency_ms=20");
+  EXPECT_NE(nullptr, rovktrans_find_device(session.handle, ROVK_LED_0001_PERIPHERAL_ID,
+                                           ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED));
+  EXPECT_LE(session.now_ms(), 4 * 20U);
 }
 
 TEST(Discovery, AsksOnceAndAsksAgainAfterAFailure) {

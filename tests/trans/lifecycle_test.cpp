@@ -42,11 +42,12 @@ static void expect_refused(void* context) {
                          context, unittest, [](void*, uint16_t, uint16_t, void*) {}, nullptr));
   EXPECT_EQ(-EINVAL, rovktrans_common_reset_occurred_unregister_callback(context, unittest, nullptr));
   EXPECT_EQ(-EINVAL, rovktrans_common_register_default_callbacks(context, unittest));
-  EXPECT_EQ(-EINVAL, rovktrans_log_message(context, ROVK_LOG_PRIORITY_DEBUG, "text", nullptr));
+  EXPECT_EQ(0, rovktrans_log_message(context, ROVK_LOG_PRIORITY_DEBUG, "a line for any context", nullptr));
   EXPECT_EQ(nullptr, rovktrans_find_peripheral(context, 0));
   EXPECT_EQ(nullptr, rovktrans_find_device(context, 1, 1));
   EXPECT_EQ(-EINVAL, rovktrans_fd(context));
   EXPECT_EQ(-EINVAL, rovktrans_dispatch(context, 0));
+  EXPECT_EQ(-EINVAL, rovktrans_clock(context, &now, nullptr));
   EXPECT_EQ(-EINVAL, rovktrans_deinit(context));
   EXPECT_EQ(-EINVAL, rovk_unit_now(context, &now));
   EXPECT_EQ(-EINVAL, rovk_unit_advance(context, 1));

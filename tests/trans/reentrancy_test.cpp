@@ -1,5 +1,6 @@
 // What callbacks may do: anything, the ending of their own context included.
 #include <cerrno>
+#include <utility>
 
 #include "session.h"
 
@@ -99,21 +100,42 @@ TEST(Reentrancy, OuterCallTimesOutAfterInnerOnes) {
   EXPECT_EQ(150U, session.now_ms());
 }
 
-TEST(Reentrancy, NestsDeeply) {
-  const Session session("latency_ms=1&timeout_ms=100");
-  int depth = 0;
-  Script script;
-  script.run = [&] {
-    if (++depth < 50) {
-      ASSERT_EQ(0, start(session, script));
+// Commands of two contexts whose callbacks each issue a blocking command: one callback at a time, all of
+// them, in order, none inside another.
+TEST(Reentrancy, CallbacksRunToTheirEndOneByOne) {
+  constexpr unsigned total = 20000;
+  const Session session("latency_ms=1&timeout_ms=1000000"), other("timeout_ms=100");
+  struct Run {
+    const Session& session;
+    const Session& other;
+    unsigned number = 0;
+    bool inside = false;
+    static void step(void* context, uint16_t, rovk_error_unittest_ffff_error* error, uint8_t output, void* user) {
+      auto* const run = static_cast<Run*>(user);
+      EXPECT_FALSE(std::exchange(run->inside, true));
+      EXPECT_TRUE(!error && output == uint8_t(run->number + 1)) << run->number;
+      uint8_t answer = 0;
+      EXPECT_EQ(0, add_one(context, 7, &answer));
+      EXPECT_EQ(8, answer);
+      EXPECT_EQ(0, add_one(run->other.handle, 8, &answer));
+      EXPECT_EQ(9, answer);
+      for (void* const each : {context, run->other.handle}) EXPECT_EQ(-EBUSY, rovktrans_dispatch(each, 0));
+      ++run->number;
+      run->inside = false;
     }
-    EXPECT_EQ(0, add_one(session.handle, 1));
-  };
-  ASSERT_EQ(0, start(session, script));
-  EXPECT_EQ(0, add_one(session.handle, 1));
+  } run = {session, other};
+  Answers elsewhere;
+  ASSERT_EQ(0, add_one_async(other, elsewhere, 1));
+  for (unsigned i = 0; i < total; ++i) {
+    const auto input = static_cast<uint8_t>(i);
+    ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_async(session.handle, unittest, Run::step, &run, input));
+  }
+  EXPECT_EQ(0, add_one(session.handle, 1)) << "runs what is due while it waits";
   while (rovktrans_dispatch(session.handle, -1) > 0) {
   }
-  EXPECT_EQ(50, depth);
+  EXPECT_EQ(total, run.number);
+  EXPECT_TRUE(elsewhere.empty()) << "kept for a wait on its own context";
+  EXPECT_EQ(1, rovktrans_dispatch(other.handle, 0));
 }
 
 TEST(Reentrancy, DispatchDoesNotRunWhatItsCallbacksAdd) {
@@ -149,33 +171,27 @@ TEST(Reentrancy, DeinitInsideItsOwnCallback) {
                      error->data.payload[0] == ROVKTRANS_FAILURE_CLOSED);
          return status;
        }},
-      {"command in callback", 1,
-       [](const Session& session) {
-         Script outer;
-         outer.run = [&] { EXPECT_EQ(-ECANCELED, add_one(session.handle, 1)); };
-         EXPECT_EQ(0, start(session, outer));
-         while (outer.calls == 0) rovktrans_dispatch(session.handle, -1);
-         return outer.calls;
-       }},
   };
   for (const auto& item : cases) {
     SCOPED_TRACE(item.where);
     const Session session("latency_ms=10&timeout_ms=100");
     Script closing, pending;
-    // The pending one ends inside deinit, where its context still logs and does nothing else.
+    bool inside = false;
+    // The pending one ends when the one that closes has returned; the handle is spent, and still logs.
     pending.run = [&] {
+      EXPECT_FALSE(inside);
       EXPECT_EQ(0, rovktrans_log_message(session.handle, ROVK_LOG_PRIORITY_DEBUG, "closing", nullptr));
-      EXPECT_EQ(-ESHUTDOWN, add_one(session.handle, 1));
-      EXPECT_EQ(-ESHUTDOWN, start(session, pending));
-      EXPECT_EQ(-ESHUTDOWN, rovktrans_deinit(session.handle));
+      EXPECT_EQ(-EINVAL, add_one(session.handle, 1));
+      EXPECT_EQ(-EINVAL, start(session, pending));
+      EXPECT_EQ(-EINVAL, rovktrans_deinit(session.handle));
     };
     closing.run = [&] {
+      inside = true;
       EXPECT_EQ(0, rovktrans_deinit(session.handle));
-      EXPECT_EQ(1, pending.calls);
-      EXPECT_EQ(-EINVAL, rovktrans_deinit(session.handle));
+      EXPECT_EQ(0, pending.calls);
       EXPECT_EQ(-EINVAL, add_one(session.handle, 1));
+      inside = false;
     };
-    if (std::string(item.where) == "command in callback") session.disturb("delay", 1, 5);
     ASSERT_EQ(0, start(session, closing));
     session.disturb("delay", 1, 50);
     ASSERT_EQ(0, start(session, pending));
@@ -183,4 +199,21 @@ TEST(Reentrancy, DeinitInsideItsOwnCallback) {
     EXPECT_EQ(closed, pending.answer);
     EXPECT_EQ(2, closing.calls + pending.calls);
   }
+}
+
+// Each closes the next one's context, and owes what was pending there.
+TEST(Reentrancy, CallbacksThatContextsOweCloseFurtherOnes) {
+  Session first, second, third;
+  Script one, two, three;
+  one.run = [&] { EXPECT_EQ(0, rovktrans_deinit(second.handle)); };
+  two.run = [&] {
+    EXPECT_EQ(0, rovktrans_deinit(third.handle));
+    EXPECT_EQ(0, three.calls);
+  };
+  for (const auto& [session, script] : {std::pair(&first, &one), {&second, &two}, {&third, &three}}) {
+    ASSERT_EQ(0, start(*session, *script));
+  }
+  EXPECT_EQ(0, rovktrans_deinit(first.handle));
+  EXPECT_EQ(closed, three.answer);
+  EXPECT_EQ(3, one.calls + two.calls + three.calls);
 }

@@ -89,7 +89,7 @@ TEST_F(Scripted, AnswersThatAreNotTaken) {
     answer(change, true);
     EXPECT_EQ(0, rovktrans_unittest_ffff_add_one_async(context_, address, count, &good, 1));
     EXPECT_EQ(1, rovktrans_dispatch(context_, -1));
-    EXPECT_EQ(0, rovktrans_dispatch(context_, -1));
+    EXPECT_EQ(-ENODATA, rovktrans_dispatch(context_, -1));
     EXPECT_EQ(1, good);
   }
 }

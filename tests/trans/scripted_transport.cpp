@@ -29,6 +29,8 @@ int32_t rovk_transport_receive(rovk_transport*, rovk_message* message, uint64_t 
   if (scripted.now_ns < deadline_ns) scripted.now_ns = deadline_ns;
   return -ETIMEDOUT;
 }
+uint64_t rovk_transport_lost_events(rovk_transport*) { return 0; }
+int32_t rovk_transport_clock_is_virtual(rovk_transport*) { return 1; }
 uint64_t rovk_transport_now_ns(rovk_transport*) { return scripted.now_ns; }
 int32_t rovk_transport_fd(rovk_transport*, uint64_t) { return -ENOSYS; }
 

@@ -24,7 +24,8 @@ using Heap = std::unique_ptr<T, Freed>;
 class Session {
  public:
   explicit Session(const std::string& options = "timeout_ms=100", const char* clock = "virtual") {
-    EXPECT_EQ(0, rovktrans_init(("sim?clock=" + std::string(clock) + "&" + options).c_str(), nullptr, &handle));
+    EXPECT_EQ(0, rovktrans_init(("sim?processing_ms=0&clock=" + std::string(clock) + "&" + options).c_str(), nullptr,
+                                &handle));
   }
   ~Session() { rovktrans_deinit(handle); }
   Session(const Session&) = delete;

@@ -1,5 +1,6 @@
 // Subscriptions: who is called, how often, and who is not any more.
 #include <cerrno>
+#include <utility>
 
 #include "session.h"
 
@@ -109,17 +110,48 @@ TEST(Subscription, ChangesDuringDelivery) {
     EXPECT_EQ(0, unsubscribe(session, first));
     EXPECT_EQ(0, unsubscribe(session, second));
     for (int i = 0; i < 20; ++i) EXPECT_EQ(0, subscribe(session, fresh));
-    // Inside this delivery another one runs to its end.
+    // Comes after this delivery, whoever receives it.
     EXPECT_EQ(0, rovk_unit_reset(session.handle, unittest, 2));
-    EXPECT_EQ(21, rovktrans_dispatch(session.handle, 0));
+    EXPECT_EQ(0, add_one(session.handle, 1));
   };
   for (Listener* listener : {&first, &second, &third}) ASSERT_EQ(0, subscribe(session, *listener));
   EXPECT_EQ(2, raise(session, 1));
   EXPECT_EQ((std::vector<unsigned>{1}), first.types);
   EXPECT_EQ((std::vector<unsigned>{}), second.types);
-  EXPECT_EQ((std::vector<unsigned>{2, 1}), third.types);
-  EXPECT_EQ(std::vector<unsigned>(20, 2), fresh.types);
-  EXPECT_EQ(21, raise(session, 3));
+  EXPECT_EQ((std::vector<unsigned>{1}), third.types);
+  EXPECT_EQ(42, raise(session, 3));
+  EXPECT_EQ((std::vector<unsigned>{1, 2, 3}), third.types);
+  EXPECT_EQ(40U, fresh.types.size());
+}
+
+// Who does not take events keeps the newest of them, and all answers, on whichever side they wait.
+TEST(Subscription, OldEventsGiveWay) {
+  for (const bool received : {false, true}) {
+    const Session session;
+    Listener listener;
+    Answers answers;
+    bool flooded = false;
+    const auto flood = [&] {
+      if (std::exchange(flooded, true)) return;
+      EXPECT_EQ(0, add_one_async(session, answers, 1));
+      for (unsigned type = 0; type < 5000; ++type) {
+        EXPECT_EQ(0, rovk_unit_reset(session.handle, unittest, static_cast<uint16_t>(type)));
+        if (received) add_one(session.handle, 1);
+      }
+    };
+    ASSERT_EQ(0, subscribe(session, listener));
+    if (received) {
+      listener.run = flood;
+      EXPECT_EQ(1, raise(session, 9));
+    } else {
+      flood();
+    }
+    listener.types.clear();
+    EXPECT_EQ(4097, rovktrans_dispatch(session.handle, 0));
+    EXPECT_EQ(4096U, listener.types.size());
+    EXPECT_TRUE(listener.types.front() == 5000 - 4096 && listener.types.back() == 4999);
+    EXPECT_EQ(1U, answers.size());
+  }
 }
 
 TEST(Subscription, ContextClosedDuringDelivery) {

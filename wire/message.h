@@ -7,7 +7,7 @@
 
 #include "catalogue/fields.h"
 
-namespace rovk::trans::wire {
+namespace rovk::wire {
 
 inline const uint8_t* bytes(const rovk_message& message) { return reinterpret_cast<const uint8_t*>(&message); }
 inline uint8_t* bytes(rovk_message& message) { return reinterpret_cast<uint8_t*>(&message); }
@@ -25,4 +25,4 @@ inline uint8_t body(const rovk_message& message) { return bytes(message)[ROVK_OF
 inline uint16_t error_id(const rovk_message& message) { return number16(message, ROVK_OFFSET_ERROR_ID); }
 inline const uint8_t* payload(const rovk_message& message) { return bytes(message) + ROVK_OFFSET_PAYLOAD; }
 
-}  // namespace rovk::trans::wire
+}  // namespace rovk::wire
