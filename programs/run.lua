@@ -15,7 +15,7 @@ local arguments = {}
 for position, value in pairs(arg) do
   arguments[position - 1] = value
 end
-arg = arguments
+rawset(_G, "arg", arguments)
 
 local failed = false
 require("rovk_loop").on_error(function(value, traceback)

@@ -113,7 +113,7 @@ if ((EUID == 0)); then
   expect "configures" logged "cmake --preset release"
   expect "builds what a script needs" logged "release rovk_scripts"
   expect "shows the build going on" said "[1/1] Building"
-  expect "runs the script with its arguments" logged "lua5.1 examples/tour.lua one two words"
+  expect "runs the script with its arguments" logged "lua5.1 $work/checkout/programs/run.lua examples/tour.lua one two words"
   expect "finds our modules first, then Lua's own" printed "with $work/checkout/build/release/lualib/?.so;;"
 
   call run examples/tour.lua

@@ -37,13 +37,15 @@ end
 
 -- Runs a text in a process of its own, under the interpreter that runs this one, and gives what it
 -- wrote, the standard error stream included, and its exit code. What it leaves behind is not looked at.
-function helper.process(text)
+-- `variables` are set in its environment.
+function helper.process(text, variables)
   local script = os.tmpname()
   local file = assert(io.open(script, "w"))
   file:write(("package.cpath, package.path = %q, %q\n"):format(package.cpath, package.path), text)
   file:close()
   local interpreter = helper.luajit and "luajit" or "lua5.1"
-  local command = ("ASAN_OPTIONS=detect_leaks=0 %s %s 2>&1; printf '\\n%%d' $?"):format(interpreter, script)
+  local command = ("ASAN_OPTIONS=detect_leaks=0 %s %s %s 2>&1; printf '\\n%%d' $?")
+    :format(variables or "", interpreter, script)
   local pipe = assert(io.popen(command))
   local output = pipe:read("*a")
   pipe:close()
@@ -237,9 +239,9 @@ function helper.take_errors()
   return taken
 end
 
--- Makes every test of a file end as it began, without an error in a callback that it does not take: nothing of it is referenced from the registry, which a
--- pending command or a subscription would be. Contexts that a test left open are closed here, and
--- that must succeed.
+-- Makes every test of a file end as it began, and without an error in a callback that it does not take.
+-- Nothing of it is referenced from the registry, which a pending command or a subscription would be.
+-- Contexts that a test left open are closed here, and that must succeed.
 function helper.watch(before_each, after_each)
   -- What the module makes on first use and keeps: its tables of parents and of coroutines.
   local rovk = require("rovk_message")

@@ -47,12 +47,24 @@ describe("logging", function()
     end
   end)
 
-  it("writes the lines on a terminal only", function()
-    assert.are.equal("", helper.process([[
+  it("shows lines to who asks for it, whatever the context, and failed callbacks as they always were", function()
+    local failed = "rovk test err: Lua swig bindings failed on a pcall. ignoring and continuing\n"
+    assert.are.equal("rovk test debug: a line\nrovk test info: another\n" .. failed .. failed, helper.process([[
       local rovk = require("rovk_message")
       rovk.rovk_logging_init("rovk test", nil)
-      rovk.rovk_log(nil, 7, "not on a pipe")
-      rovk.rovktrans_log_message(nil, 7, "neither")
-    ]]))
+      rovk.rovk_log(nil, 7, "a line")
+      rovk.rovktrans_log_message(nil, 6, "another")
+      -- One that closes its context before it fails, and one that is called with none.
+      local _, context = rovk.rovktrans_init("sim?clock=virtual", nil)
+      local unittest = rovk.ROVK_UNITTEST_PERIPHERAL_ADDRESS
+      rovk.rovktrans_unittest_ffff_add_one_async_lua(context, unittest, function()
+        rovk.rovktrans_deinit(context)
+        error("after that")
+      end, 1)
+      rovk.rovktrans_unittest_ffff_add_two(context, unittest, 1)
+      local _, other = rovk.rovktrans_init("sim?clock=virtual", nil)
+      local handle = rovk.rovktrans_common_reset_occurred_register_callback_lua(other, unittest, error)
+      rovk.internal_rovktrans_common_reset_occurred_event_callback(nil, unittest, 1, handle)
+    ]], "ROVK_LOG=stderr"))
   end)
 end)

@@ -35,8 +35,8 @@ describe("the loop", function()
     ask(context, count)
     assert.are.equal(1, loop.dispatch(context, -1))
     for _, wait in ipairs { loop.run, function() return loop.dispatch(context, -1) end } do
-      local count, why = wait(context)
-      assert.are.equal(0, count)
+      local ran, why = wait(context)
+      assert.are.equal(0, ran)
       assert.matches("nothing can come any more", why)
     end
     assert.are.equal(4, calls)
