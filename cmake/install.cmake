@@ -24,8 +24,9 @@ foreach(target IN LISTS modules)
 endforeach()
 
 if(ROVK_BUILD_LIBRARIES)
-  install(FILES lualib/companions/rovk_loop.lua lualib/companions/rovk_unit.lua DESTINATION ${ROVK_LUA_SCRIPT_DIR}
-          COMPONENT desk)
+  install(FILES lualib/companions/rovk_catalogue.lua lualib/companions/rovk_loop.lua lualib/companions/rovk_unit.lua
+          DESTINATION ${ROVK_LUA_SCRIPT_DIR} COMPONENT desk)
+  install(DIRECTORY ${ROVK_GENERATED}/lua/rovk_catalogue DESTINATION ${ROVK_LUA_SCRIPT_DIR} COMPONENT desk)
   foreach(target IN LISTS libraries)
     if(TARGET ${target})
       set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")

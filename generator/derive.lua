@@ -9,6 +9,14 @@ local function append(list, value)
   return value
 end
 
+local function index_by_name(list)
+  local by_name = {}
+  for _, item in ipairs(list) do
+    by_name[item.name] = item
+  end
+  return by_name
+end
+
 local function values_of(record)
   return record and record.values or {}
 end
@@ -349,6 +357,7 @@ function derive.derive(model)
   os.setlocale("C")
   derive_indexes(model)
   derive_classes(model)
+  model.classes_by_name = index_by_name(model.classes)
   derive_functions(model)
   derive_constants(model)
   derive_types(model)

@@ -9,6 +9,7 @@ package.path = folder .. "/?.lua;" .. package.path
 local EMITTERS = {
   { "emit_headers", "include/rovk" },
   { "emit_catalogue", "catalogue_rows.cpp" },
+  { "emit_lua_catalogue", "lua/rovk_catalogue" },
   { "emit_message", "message_stubs.cpp" },
   { "emit_trans", "trans_stubs.cpp" },
   { "emit_message_calls", "tests/message_calls.cpp" },

@@ -1,78 +1,17 @@
 -- Reads the protocol file and the service files, and refuses whatever is not sound: everything
 -- behind this reader may take a catalogue for granted. A failure names file and entry.
 
+local checks = require("checks")
+local meanings = require("meanings")
+
 local reader = {}
+
+local fail, check_keys, check_list = checks.fail, checks.keys, checks.list
+local check_name, check_doc, check_number = checks.name, checks.doc, checks.number
+local LOWER_NAME, UPPER_NAME = checks.LOWER_NAME, checks.UPPER_NAME
 
 local PAYLOAD_SIZE = 22
 local ERROR_DETAIL_SIZE = 18
-
-local function fail(file, entry, format, ...)
-  error(("%s: %s: %s"):format(file, entry, format:format(...)), 0)
-end
-
-local function check_keys(file, entry, value, allowed)
-  if type(value) ~= "table" then
-    fail(file, entry, "a table is wanted, got a %s", type(value))
-  end
-  for key in pairs(value) do
-    if not allowed[key] then
-      fail(file, entry, "unknown key '%s'", tostring(key))
-    end
-  end
-end
-
--- Names become C identifiers. `pattern` narrows how they are spelled.
-local ANY_NAME, LOWER_NAME, UPPER_NAME = "^[%a_][%w_]*$", "^%l[%l%d_]*$", "^%u[%u%d_]*$"
-local KEYWORDS = {}
-for word in ([[alignas alignof and asm auto bool break case catch char class concept const constexpr continue decltype
-  default delete do double else enum explicit export extern false float for friend goto if inline int long mutable
-  namespace new noexcept not nullptr operator or private protected public register requires return short signed sizeof
-  static struct switch template this throw true try typedef typename union unsigned using virtual void volatile while
-  xor]]):gmatch("%a+") do
-  KEYWORDS[word] = true
-end
-
-local function check_name(file, entry, name, pattern)
-  if type(name) ~= "string" or not name:match(pattern or ANY_NAME) then
-    fail(file, entry, "'%s' is no name", tostring(name))
-  elseif KEYWORDS[name] then
-    fail(file, entry, "'%s' is a word of C++", name)
-  end
-end
-
--- A list without holes and other keys: what `ipairs` does not see would be lost in silence.
-local function check_list(file, entry, list)
-  if type(list) ~= "table" then
-    fail(file, entry, "a list is wanted, got a %s", type(list))
-  end
-  local count = 0
-  for key in pairs(list) do
-    if type(key) ~= "number" then
-      fail(file, entry, "'%s' has no place in a list", tostring(key))
-    end
-    count = count + 1
-  end
-  for position = 1, count do
-    if list[position] == nil then
-      fail(file, entry, "the list has a hole at %d", position)
-    end
-  end
-end
-
-local function check_doc(file, entry, item)
-  for _, key in ipairs { "doc", "unit" } do
-    local text = item[key]
-    if text ~= nil and (type(text) ~= "string" or text == "" or text:match("%c")) then
-      fail(file, entry, "%s is not one line of text", key)
-    end
-  end
-end
-
-local function check_number(file, entry, what, value, low, high)
-  if type(value) ~= "number" or value % 1 ~= 0 or value < low or value > high then
-    fail(file, entry, "%s %s is not a whole number from %d to %d", what, tostring(value), low, high)
-  end
-end
 
 local function load_data(path)
   local chunk, message = loadfile(path)
@@ -112,8 +51,8 @@ local function resolve_type(protocol, known_records, text)
   return nil
 end
 
-local FIELD_KEYS = { true, true, true, readonly = true, doc = true, unit = true }
-local PAYLOAD_FIELD_KEYS = { true, true, true, doc = true, unit = true }
+local FIELD_KEYS = { true, true, true, readonly = true, doc = true, unit = true, values = true, min = true, max = true }
+local PAYLOAD_FIELD_KEYS = { true, true, true, doc = true, unit = true, values = true, min = true, max = true }
 
 -- Builds a record from its field list. Fields lie behind each other without a gap, or, in an
 -- overlay, all at 0.
@@ -130,7 +69,6 @@ local function read_record(context, file, entry, list, options)
     local offset, name, text = item[1], item[2], item[3]
     check_name(file, where, name)
     where = ("%s, field '%s'"):format(entry, name)
-    check_doc(file, where, item)
     if seen[name] then
       fail(file, where, "the name stands twice in the record")
     end
@@ -157,12 +95,14 @@ local function read_record(context, file, entry, list, options)
         fail(file, where, "a 32-bit field wants an offset of the form 4n + 2, got %d", offset)
       end
     end
+    local meaning = meanings.of(context, file, where, item, type_of)
     local field = {
       name = name, text = text, offset = offset, kind = type_of.kind, width = type_of.width, count = type_of.count,
       signed = type_of.signed or false, size = type_of.size, c = type_of.c, element = type_of.element,
-      record = type_of.record, readonly = item.readonly or false, doc = item.doc, unit = item.unit,
-      reserved = options.payload and name:match("^reserved") ~= nil,
+      record = type_of.record, readonly = item.readonly or false, doc = meaning.doc, unit = meaning.unit,
+      min = meaning.min, max = meaning.max, reserved = options.payload and name:match("^reserved") ~= nil,
     }
+    meaning.field = field
     record.fields[#record.fields + 1] = field
     if not field.reserved then
       record.values[#record.values + 1] = field
@@ -178,7 +118,8 @@ local function read_record(context, file, entry, list, options)
   return record
 end
 
-local function read_constants(file, entry, list)
+-- Named numbers from `low` to `high`.
+local function read_constants(file, entry, list, low, high)
   check_list(file, entry .. "s", list)
   local constants = {}
   for position, item in ipairs(list) do
@@ -186,7 +127,7 @@ local function read_constants(file, entry, list)
     check_keys(file, where, item, { true, true, doc = true })
     check_name(file, where, item[1], UPPER_NAME)
     where = ("%s '%s'"):format(entry, item[1])
-    check_number(file, where, "value", item[2], 0, 65535)
+    check_number(file, where, "value", item[2], low or 0, high or 65535)
     check_doc(file, where, item)
     constants[position] = { name = item[1], value = item[2], doc = item.doc, file = file }
   end
@@ -287,6 +228,7 @@ end
 
 local PROTOCOL_KEYS = {
   version = true, types = true, arrays = true, records = true, constants = true, pointers = true, functions = true,
+  fields = true, statuses = true, message_types = true,
 }
 
 local function check_types(file, data)
@@ -317,7 +259,8 @@ local function read_protocol(path)
     end
   end
   check_types(file, data)
-  local context = { protocol = data, records = {} }
+  meanings.check_usual(file, data.fields)
+  local context = { protocol = data, records = {}, pending = {} }
   local records = {}
   for _, item in ipairs(data.records) do
     local record = read_record(context, file, ("record '%s'"):format(item.name), item.fields,
@@ -331,11 +274,13 @@ local function read_protocol(path)
   end
   context.list = records
   context.constants = read_constants(file, "constant", data.constants)
+  context.statuses = read_constants(file, "status", data.statuses, -4095, 0)
+  context.message_types = read_constants(file, "message type", data.message_types, 0, 255)
   return context
 end
 
--- Returns a table with `protocol` (the data), `records`, `constants` and `services`, common first
--- and the others by id. Raises a text with file and entry.
+-- Returns a table with `protocol` (the data), `records`, `constants`, `statuses`, `message_types` and
+-- `services`, common first and the others by id. Raises a text with file and entry.
 function reader.read(protocol_path, service_paths)
   local context = read_protocol(protocol_path)
   local services, by_id = {}, {}
@@ -354,8 +299,10 @@ function reader.read(protocol_path, service_paths)
   if not services[1] or services[1].id then
     error("catalogue: the common service is missing", 0)
   end
+  meanings.resolve(context, services)
   return { protocol = context.protocol, records = context.list, records_by_name = context.records,
-    constants = context.constants, services = services }
+    constants = context.constants, statuses = context.statuses, message_types = context.message_types,
+    services = services }
 end
 
 return reader

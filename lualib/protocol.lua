@@ -109,6 +109,36 @@ return {
     { "ROVK_LOG_PRIORITY_DEBUG", 7 },
   },
 
+  -- The kinds of a message, told by `type` of its route.
+  message_types = {
+    { "COMMAND", 1 },
+    { "RESPONSE", 2, doc = "An answer: with a payload, or with an error when the byte behind the route is 1." },
+    { "EVENT", 3 },
+  },
+
+  -- Statuses that say what failed below the protocol, by the names that the operating system gives them.
+  statuses = {
+    { "SUCCESS", 0, doc = "The command was carried out." },
+    { "CALLBACK", -1, doc = "The module had no memory for a callback; or, of a unit's clock, that it is not virtual." },
+    { "ENOENT", -2, doc = "There is no such subscription, peripheral or input." },
+    { "ENXIO", -6, doc = "There is no peripheral at that address." },
+    { "EAGAIN", -11, doc = "Too many commands are under way." },
+    { "ENOMEM", -12, doc = "There is no memory." },
+    { "ENODEV", -19, doc = "There is no such unit." },
+    { "EINVAL", -22, doc = "An argument is wrong: most often a context that is closed, or an unknown unit." },
+    { "ENODATA", -61, doc = "An answer refused the command without saying why." },
+    { "EPROTO", -71, doc = "The message is of another kind than the one asked for." },
+    { "EBADMSG", -74, doc = "The message belongs to another command or event." },
+    { "ESHUTDOWN", -108, doc = "The context is being closed." },
+    { "ETIMEDOUT", -110, doc = "No answer came in time." },
+    { "ECANCELED", -125, doc = "The context was closed while the command waited." },
+  },
+
+  -- What a field of this name means wherever it stands, unless the field says otherwise.
+  fields = {
+    index = { doc = "The device of the peripheral, counted from 0." },
+  },
+
   -- Pointer types beside those of the records, the callbacks and the error records.
   pointers = {
     { "_p_SWIGLUA_FN", "SWIGLUA_FN *" },

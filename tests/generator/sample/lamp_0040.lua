@@ -14,7 +14,7 @@ return {
     },
     { opcode = 33, name = "get",
       command = { { 0, "index", "uint8_t" } },
-      response = { { 0, "level", "uint16_t", unit = "lux" }, { 2, "address", "uint8_t" } },
+      response = { { 0, "level", "uint16_t", unit = "mlx" }, { 2, "address", "uint8_t" } },
     },
   },
   events = {

@@ -1,0 +1,148 @@
+-- What a field means beside its place and type: `doc`, `unit`, `min` and `max` where the protocol fixes them,
+-- and `values`, the numbers that have names. `values` is a pattern over constants, as in
+-- "ROVK_RELAY_0019_STATE_*", or a list of patterns and of pairs of number and word, as in { 0, "off" }.
+-- What a field name means wherever it stands is told once, in the protocol file's `fields`; a field's own keys
+-- go before it.
+
+local checks = require("checks")
+local units = require("units")
+
+local meanings = {}
+
+local KEYS = { doc = true, unit = true, values = true, min = true, max = true }
+
+-- The least and the greatest number of a field's type.
+local function type_range(type_of)
+  local span = 2 ^ (8 * type_of.width)
+  if type_of.signed then
+    return -span / 2, span / 2 - 1
+  end
+  return 0, span - 1
+end
+
+local function check(file, where, item, type_of)
+  checks.doc(file, where, item)
+  if item.unit ~= nil and not units.DECLARED[item.unit] then
+    checks.fail(file, where, "unit '%s' is none of generator/units.lua", tostring(item.unit))
+  end
+  if type_of.kind ~= "number" then
+    for _, key in ipairs { "values", "min", "max" } do
+      if item[key] ~= nil then
+        checks.fail(file, where, "%s is for numbers alone", key)
+      end
+    end
+    return
+  end
+  local low, high = type_range(type_of)
+  for _, key in ipairs { "min", "max" } do
+    if item[key] ~= nil then
+      checks.number(file, where, key, item[key], low, high)
+    end
+  end
+  if (item.min or low) > (item.max or high) then
+    checks.fail(file, where, "min %d is above max %d", item.min or low, item.max or high)
+  end
+end
+
+-- The protocol file's `fields`: what is usual for a name.
+function meanings.check_usual(file, fields)
+  for name, item in pairs(fields) do
+    local where = ("fields, '%s'"):format(tostring(name))
+    checks.keys(file, where, item, KEYS)
+    checks.doc(file, where, item)
+  end
+end
+
+-- What the field `name` means, of which `item` is the declaration. Its values are named by `resolve`, which
+-- looks for the key `field`.
+function meanings.of(context, file, where, item, type_of)
+  local usual = context.protocol.fields[item[2]] or {}
+  local meaning = { file = file, where = where, type = type_of }
+  for key in pairs(KEYS) do
+    meaning[key] = item[key]
+    -- Numbers of arrays and texts have no names: of those only the description is usual.
+    if item[key] == nil and (key == "doc" or item.doc == nil and type_of.kind == "number") then
+      meaning[key] = usual[key]
+    end
+  end
+  check(file, where, meaning, type_of)
+  if meaning.values ~= nil then
+    context.pending[#context.pending + 1] = meaning
+  end
+  return meaning
+end
+
+-- The constants of the first list that has any.
+local function constants_of(pattern, lists)
+  local head, star = pattern:match("^([%u%d_]+)(%*?)$")
+  for _, list in ipairs(head and lists or {}) do
+    local found = {}
+    for _, constant in ipairs(list) do
+      if constant.name == head or star ~= "" and constant.name:sub(1, #head) == head then
+        found[#found + 1] = { value = constant.value, constant = constant.name, doc = constant.doc,
+          name = (star ~= "" and constant.name:sub(#head + 1) or head):lower() }
+      end
+    end
+    if #found > 0 then
+      return found
+    end
+  end
+  return nil
+end
+
+-- From the declared form to a list of value, name and, where there is one, constant.
+local function name_values(meaning, lists)
+  local file, where, declared = meaning.file, meaning.where, meaning.values
+  if type(declared) == "string" then
+    declared = { declared }
+  end
+  checks.list(file, where .. ", values", declared)
+  local values, seen = {}, {}
+  local low, high = type_range(meaning.type)
+  local function add(value)
+    local name = value.constant or value.name
+    checks.number(file, where, "value", value.value, low, high)
+    if seen[value.value] then
+      checks.fail(file, where, "value %d is both '%s' and '%s'", value.value, seen[value.value], name)
+    end
+    seen[value.value] = name
+    values[#values + 1] = value
+  end
+  for _, item in ipairs(declared) do
+    if type(item) == "string" then
+      local found = constants_of(item, lists)
+      if not found then
+        checks.fail(file, where, "no constant is named '%s'", item)
+      end
+      for _, value in ipairs(found) do
+        add(value)
+      end
+    else
+      checks.keys(file, where .. ", values", item, { true, true, doc = true })
+      checks.doc(file, where .. ", values", item)
+      if type(item[2]) ~= "string" or not item[2]:match("^%l[%l%d_ ]*$") then
+        checks.fail(file, where, "'%s' is no word for a value", tostring(item[2]))
+      end
+      add({ value = item[1], name = item[2], doc = item.doc })
+    end
+  end
+  if #values == 0 then
+    checks.fail(file, where, "values has no value")
+  end
+  return values
+end
+
+-- Names the values of all fields. Their constants may stand behind the field, in the file of common or in the
+-- protocol's, and are looked for in this order: the field's own file, common, protocol.
+function meanings.resolve(context, services)
+  local own = {}
+  for _, service in ipairs(services) do
+    own[service.file] = service.constants
+  end
+  for _, meaning in ipairs(context.pending) do
+    meaning.field.values = name_values(meaning,
+      { own[meaning.file] or {}, services[1].constants, context.constants, context.message_types })
+  end
+end
+
+return meanings
