@@ -24,8 +24,7 @@ foreach(target IN LISTS modules)
 endforeach()
 
 if(ROVK_BUILD_LIBRARIES)
-  install(FILES lualib/companions/rovk_catalogue.lua lualib/companions/rovk_loop.lua lualib/companions/rovk_unit.lua
-          DESTINATION ${ROVK_LUA_SCRIPT_DIR} COMPONENT desk)
+  install(DIRECTORY lualib/companions/ DESTINATION ${ROVK_LUA_SCRIPT_DIR} COMPONENT desk FILES_MATCHING PATTERN "*.lua")
   install(DIRECTORY ${ROVK_GENERATED}/lua/rovk_catalogue DESTINATION ${ROVK_LUA_SCRIPT_DIR} COMPONENT desk)
   foreach(target IN LISTS libraries)
     if(TARGET ${target})

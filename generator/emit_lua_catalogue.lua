@@ -151,8 +151,7 @@ end
 local function describe_protocol(model)
   local protocol = model.protocol
   local item = { version = protocol.version, constants = describe_constants(model.constants), services = {},
-    records = {}, types = {}, functions = {}, statuses = describe_constants(model.statuses),
-    message_types = describe_constants(model.message_types) }
+    records = {}, types = {}, functions = {}, statuses = describe_constants(model.statuses) }
   for position, service in ipairs(model.services) do
     item.services[position] = head_of(service)
   end

@@ -141,7 +141,7 @@ function meanings.resolve(context, services)
   end
   for _, meaning in ipairs(context.pending) do
     meaning.field.values = name_values(meaning,
-      { own[meaning.file] or {}, services[1].constants, context.constants, context.message_types })
+      { own[meaning.file] or {}, services[1].constants, context.constants })
   end
 end
 

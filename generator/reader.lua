@@ -228,7 +228,7 @@ end
 
 local PROTOCOL_KEYS = {
   version = true, types = true, arrays = true, records = true, constants = true, pointers = true, functions = true,
-  fields = true, statuses = true, message_types = true,
+  fields = true, statuses = true,
 }
 
 local function check_types(file, data)
@@ -275,12 +275,11 @@ local function read_protocol(path)
   context.list = records
   context.constants = read_constants(file, "constant", data.constants)
   context.statuses = read_constants(file, "status", data.statuses, -4095, 0)
-  context.message_types = read_constants(file, "message type", data.message_types, 0, 255)
   return context
 end
 
--- Returns a table with `protocol` (the data), `records`, `constants`, `statuses`, `message_types` and
--- `services`, common first and the others by id. Raises a text with file and entry.
+-- Returns a table with `protocol` (the data), `records`, `constants`, `statuses` and `services`, common first
+-- and the others by id. Raises a text with file and entry.
 function reader.read(protocol_path, service_paths)
   local context = read_protocol(protocol_path)
   local services, by_id = {}, {}
@@ -301,8 +300,7 @@ function reader.read(protocol_path, service_paths)
   end
   meanings.resolve(context, services)
   return { protocol = context.protocol, records = context.list, records_by_name = context.records,
-    constants = context.constants, statuses = context.statuses, message_types = context.message_types,
-    services = services }
+    constants = context.constants, statuses = context.statuses, services = services }
 end
 
 return reader

@@ -57,7 +57,8 @@ return {
       { 0, "application_address", "rovk_address" },
       { 2, "peripheral_address", "rovk_address" },
       { 4, "uuid", "rovk_uuid" },
-      { 8, "type", "rovk_message_type" },
+      { 8, "type", "rovk_message_type", doc = "What kind of message it is; 0 when nobody filled it.",
+        values = { { 1, "command" }, { 2, "response" }, { 3, "event" } } },
     } },
     { name = "rovk_error_info", struct = true, fields = {
       { 0, "peripheral_address", "rovk_address" },
@@ -73,7 +74,8 @@ return {
       { 0, "ei", "struct rovk_error_info" },
     } },
     { name = "rovk_message_cre_r", fields = {
-      { 0, "error", "rovk_cre_response_error" },
+      { 0, "error", "rovk_cre_response_error", doc = "What the bytes behind it are.",
+        values = { { 0, "payload" }, { 1, "error" } } },
       { 1, "pei", "rovk_message_cre_r_pei", readonly = true },
     } },
     { name = "rovk_message_cre_e", fields = {
@@ -107,13 +109,6 @@ return {
     { "ROVK_LOG_PRIORITY_NOTICE", 5 },
     { "ROVK_LOG_PRIORITY_INFO", 6 },
     { "ROVK_LOG_PRIORITY_DEBUG", 7 },
-  },
-
-  -- The kinds of a message, told by `type` of its route.
-  message_types = {
-    { "COMMAND", 1 },
-    { "RESPONSE", 2, doc = "An answer: with a payload, or with an error when the byte behind the route is 1." },
-    { "EVENT", 3 },
   },
 
   -- Statuses that say what failed below the protocol, by the names that the operating system gives them.

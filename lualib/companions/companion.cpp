@@ -1,5 +1,6 @@
 // The native half of rovk_loop and rovk_unit: when callbacks run, and a hand on the simulated unit. Both
 // belong to our own libraries. Under others their functions are missing, which is said when one is called.
+// Beside them, what rovk.dump cannot read through the module.
 //
 // Every function gives its result, or nil, a text and the negative status.
 #include <errno.h>
@@ -10,6 +11,7 @@
 #include <string.h>
 
 #include "context.h"
+#include "elements.h"
 #include "runtime/numbers.h"
 
 #pragma weak rovktrans_dispatch
@@ -221,11 +223,17 @@ int disturb(lua_State* L) {
 }
 
 const luaL_Reg functions[] = {
-    {"fd", fd},           {"set_error_handler", set_error_handler},
-    {"now", now},         {"advance", advance},
-    {"set", set_input},   {"get", get_input},
-    {"reset", reset},     {"fault", fault},
-    {"disturb", disturb}, {"spontaneous_error", spontaneous_error},
+    {"fd", fd},
+    {"set_error_handler", set_error_handler},
+    {"now", now},
+    {"advance", advance},
+    {"set", set_input},
+    {"get", get_input},
+    {"reset", reset},
+    {"fault", fault},
+    {"disturb", disturb},
+    {"spontaneous_error", spontaneous_error},
+    {"elements", rovk_elements},
     {nullptr, nullptr},
 };
 

@@ -13,7 +13,7 @@ local protocol = require("rovk_catalogue.protocol")
 
 local catalogue = {
   version = protocol.version, types = protocol.types, functions = protocol.functions,
-  constants = protocol.constants, statuses = protocol.statuses, message_types = protocol.message_types,
+  constants = protocol.constants, statuses = protocol.statuses,
   services = {}, by_id = {},
 }
 
@@ -115,7 +115,7 @@ for position, service in ipairs(protocol.services) do
     catalogue.by_id[service.id] = service
   end
 end
-for _, list in ipairs { catalogue.constants, catalogue.statuses, catalogue.message_types, catalogue.functions } do
+for _, list in ipairs { catalogue.constants, catalogue.statuses, catalogue.functions } do
   name_items(list)
 end
 
