@@ -103,19 +103,48 @@ local function describe_field(field)
   }
 end
 
+local LIMITS = { min = true, max = true }
+
 local function describe_record(class)
   local record = { class = class.name, text = class.text, size = class.record.size, native = class.native or nil,
     overlay = class.record.overlay or nil, fields = {} }
+  local first
   for position, field in ipairs(class.record.fields) do
-    record.fields[position] = describe_field(field)
+    local item = describe_field(field)
+    record.fields[position] = item
+    first = first or not item.reserved and item or nil
+    -- Limits count what they limit, the value in front of them.
+    if LIMITS[item.name] and not item.unit then
+      item.unit = first.unit
+    end
   end
   return record
 end
 
-local function describe_constants(constants)
+-- Where the constants of a service give a field its values: name of a constant to "command.field".
+local function fields_by_constant(service)
+  local places = {}
+  for _, list in ipairs { service.commands, service.events, service.errors } do
+    for _, item in ipairs(list) do
+      for _, key in ipairs { "command", "response", "event", "detail" } do
+        for _, field in ipairs(item[key] and item[key].values or {}) do
+          for _, value in ipairs(field.values or {}) do
+            local known = places[value.constant or false] or {}
+            places[value.constant or false] = known
+            known[#known + 1] = ("%s.%s"):format(item.name, field.name)
+          end
+        end
+      end
+    end
+  end
+  return places
+end
+
+local function describe_constants(constants, places)
   local list = {}
   for position, constant in ipairs(constants) do
-    list[position] = { name = constant.name, value = constant.value, doc = constant.doc }
+    list[position] = { name = constant.name, value = constant.value, doc = constant.doc,
+      fields = places and places[constant.name] }
   end
   return list
 end
@@ -142,7 +171,7 @@ local function describe_service(model, service)
   item.commands = describe_entries(model, service.commands, "opcode", "command", "response")
   item.events = describe_entries(model, service.events, "id", "event")
   item.errors = describe_entries(model, service.errors, "id", "detail")
-  item.constants = describe_constants(service.constants)
+  item.constants = describe_constants(service.constants, fields_by_constant(service))
   item.error_record = describe_record(model.classes_by_name[("rovk_error_%s_error"):format(service.name)])
   item.error_data = describe_record(model.classes_by_name[("rovk_error_%s_error_data"):format(service.name)])
   return item

@@ -1,8 +1,8 @@
 -- What a field means beside its place and type: `doc`, `unit`, `min` and `max` where the protocol fixes them,
 -- and `values`, the numbers that have names. `values` is a pattern over constants, as in
 -- "ROVK_RELAY_0019_STATE_*", or a list of patterns and of pairs of number and word, as in { 0, "off" }.
--- What a field name means wherever it stands is told once, in the protocol file's `fields`; a field's own keys
--- go before it.
+-- What a name means wherever it stands is told once: in the `fields` of its service, or of the protocol file
+-- when that has none. A field's own keys go before them.
 
 local checks = require("checks")
 local units = require("units")
@@ -44,24 +44,36 @@ local function check(file, where, item, type_of)
   end
 end
 
--- The protocol file's `fields`: what is usual for a name.
-function meanings.check_usual(file, fields)
-  for name, item in pairs(fields) do
+-- Begins a file whose `fields`, which may be missing, tell what is usual for a name.
+function meanings.begin(context, file, fields)
+  for name, item in pairs(fields or {}) do
     local where = ("fields, '%s'"):format(tostring(name))
     checks.keys(file, where, item, KEYS)
     checks.doc(file, where, item)
+  end
+  context.usual, context.used = fields or {}, {}
+end
+
+-- Ends it: a name that no field has is a mistake.
+function meanings.finish(context, file)
+  for name in pairs(context.usual) do
+    if not context.used[name] then
+      checks.fail(file, ("fields, '%s'"):format(name), "no field has that name")
+    end
   end
 end
 
 -- What the field `name` means, of which `item` is the declaration. Its values are named by `resolve`, which
 -- looks for the key `field`.
 function meanings.of(context, file, where, item, type_of)
-  local usual = context.protocol.fields[item[2]] or {}
+  local name = item[2]
+  local usual = context.usual[name] or context.protocol.fields[name] or {}
+  context.used[name] = true
   local meaning = { file = file, where = where, type = type_of }
   for key in pairs(KEYS) do
     meaning[key] = item[key]
-    -- Numbers of arrays and texts have no names: of those only the description is usual.
-    if item[key] == nil and (key == "doc" or item.doc == nil and type_of.kind == "number") then
+    -- One name may be a number here and bytes there: of those only the description is usual.
+    if item[key] == nil and (key == "doc" or type_of.kind == "number") then
       meaning[key] = usual[key]
     end
   end

@@ -177,7 +177,8 @@ local function read_entries(context, file, list, what)
 end
 
 local SERVICE_KEYS = {
-  name = true, doc = true, id = true, api = true, commands = true, events = true, errors = true, constants = true,
+  name = true, doc = true, id = true, api = true, fields = true, commands = true, events = true, errors = true,
+  constants = true,
 }
 
 local function read_service(context, path)
@@ -205,7 +206,8 @@ local function read_service(context, path)
   if common then
     low, high = 0, 31
   end
-  return {
+  meanings.begin(context, file, data.fields)
+  local service = {
     file = file, name = data.name, upper = data.name:upper(), doc = data.doc, id = data.id, api = data.api,
     commands = read_entries(context, file, data.commands, {
       title = "command", number = "opcode", low = low, high = high,
@@ -224,6 +226,8 @@ local function read_service(context, path)
     }),
     constants = read_constants(file, "constant", data.constants),
   }
+  meanings.finish(context, file)
+  return service
 end
 
 local PROTOCOL_KEYS = {
@@ -259,8 +263,8 @@ local function read_protocol(path)
     end
   end
   check_types(file, data)
-  meanings.check_usual(file, data.fields)
   local context = { protocol = data, records = {}, pending = {} }
+  meanings.begin(context, file, data.fields)
   local records = {}
   for _, item in ipairs(data.records) do
     local record = read_record(context, file, ("record '%s'"):format(item.name), item.fields,
