@@ -86,10 +86,10 @@ end
 local function derive_error_classes(model, service)
   local overlay = { fields = {}, values = {}, overlay = true, size = 18 }
   append(overlay.fields, { name = "payload", text = "uint8_t [18]", offset = 0, kind = "array", element = "uint8_t",
-    count = 18, width = 1, size = 18 })
+    count = 18, width = 1, size = 18, doc = "The detail as bytes." })
   for _, item in ipairs(service.errors) do
     if item.detail then
-      append(overlay.fields, { name = item.name, offset = 0, kind = "record", record = item.detail,
+      append(overlay.fields, { name = item.name, offset = 0, kind = "record", record = item.detail, doc = item.doc,
         text = ("struct %s"):format(item.detail.class), size = item.detail.size })
     end
   end
@@ -97,9 +97,12 @@ local function derive_error_classes(model, service)
   local error_name = ("rovk_error_%s_error"):format(service.name)
   overlay.class, overlay.name = data_name, data_name
   local pair = { size = 22, fields = {
-    { name = "error_peripheral_address", text = "rovk_address", offset = 0, kind = "number", width = 2, size = 2 },
-    { name = "id", text = "rovk_cre_response_error_id", offset = 2, kind = "number", width = 2, size = 2 },
-    { name = "data", text = data_name, offset = 4, kind = "record", record = overlay, size = 18, readonly = true },
+    { name = "error_peripheral_address", text = "rovk_address", offset = 0, kind = "number", width = 2, size = 2,
+      doc = "The peripheral that reports the error." },
+    { name = "id", text = "rovk_cre_response_error_id", offset = 2, kind = "number", width = 2, size = 2,
+      doc = "The error." },
+    { name = "data", text = data_name, offset = 4, kind = "record", record = overlay, size = 18, readonly = true,
+      doc = "Its detail." },
   } }
   pair.class = error_name
   append(model.classes, make_class(data_name, overlay, { struct = false }))

@@ -61,9 +61,9 @@ return {
         values = { { 1, "command" }, { 2, "response" }, { 3, "event" } } },
     } },
     { name = "rovk_error_info", struct = true, fields = {
-      { 0, "peripheral_address", "rovk_address" },
-      { 2, "id", "rovk_cre_response_error_id" },
-      { 4, "payload", "uint8_t [18]" },
+      { 0, "peripheral_address", "rovk_address", doc = "The peripheral that reports the error." },
+      { 2, "id", "rovk_cre_response_error_id", doc = "The error." },
+      { 4, "payload", "uint8_t [18]", doc = "The detail of the error." },
     } },
     { name = "rovk_message_cre_c", fields = {
       { 0, "opcode", "rovk_cre_command_opcode" },
@@ -79,7 +79,7 @@ return {
       { 1, "pei", "rovk_message_cre_r_pei", readonly = true },
     } },
     { name = "rovk_message_cre_e", fields = {
-      { 0, "id", "rovk_cre_event_id" },
+      { 0, "id", "rovk_cre_event_id", doc = "The event." },
       { 1, "payload", "uint8_t [22]" },
     } },
     { name = "rovk_message_cre", overlay = true, fields = {
@@ -132,6 +132,36 @@ return {
   -- What a field of this name means wherever it stands, unless the field says otherwise.
   fields = {
     index = { doc = "The device of the peripheral, counted from 0." },
+    enable = { doc = "Whether what the command is named after is on.", values = { { 0, "off" }, { 1, "on" } } },
+    min = { doc = "The smallest value that is taken." },
+    max = { doc = "The greatest value that is taken." },
+    movement = { doc = "Whether it moves.", values = { { 0, "stopped" }, { 1, "moving" } } },
+    frequency_hz = { doc = "Frequency of the PWM." },
+    min_frequency_hz = { doc = "The lowest frequency." },
+    max_frequency_hz = { doc = "The highest frequency." },
+    duty_cycle_percent = { doc = "Part of the time that the PWM is on." },
+    min_duty_cycle_percent = { doc = "The smallest duty cycle." },
+    max_duty_cycle_percent = { doc = "The greatest duty cycle." },
+    reserved = { doc = "Nothing; it keeps the fields behind it in their places." },
+    reserved2 = { doc = "Nothing; it keeps the fields behind it in their places." },
+
+    -- of the message itself
+    major = { doc = "Changes when the old meaning no longer holds." },
+    minor = { doc = "Changes when something was added." },
+    application_address = { doc = "The application that sent the command, or that the answer or event is for." },
+    peripheral_address = { doc = "The peripheral that is meant, or that answers or raises an event." },
+    uuid = { doc = "Ties an answer to its command; 0 in an event." },
+    opcode = { doc = "The command." },
+    payload = { doc = "The bytes of the record that the message carries." },
+    ei = { doc = "The error that a refusal carries." },
+    pei = { doc = "What a response carries: a payload or an error." },
+    c = { doc = "The body as a command." },
+    r = { doc = "The body as a response." },
+    e = { doc = "The body as an event." },
+    dummy = { doc = "The body as text, up to the first zero." },
+    route = { doc = "From whom and to whom." },
+    cre = { doc = "The body: command, response or event." },
+    address = { doc = "The peripheral that the device belongs to." },
   },
 
   -- Pointer types beside those of the records, the callbacks and the error records.

@@ -3,8 +3,13 @@ return {
   doc = "A/D converters with one channel each.",
   id = 0x0029,
   api = { major = 0, minor = 1 },
+  fields = {
+    counts = { doc = "What the converter counts, not scaled." },
+    voltage_millivolts = { doc = "Voltage at the converter." },
+  },
   commands = {
     { opcode = 32, name = "get_raw",
+      doc = "Raw reading of a converter, with its limits.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -14,6 +19,7 @@ return {
       },
     },
     { opcode = 33, name = "get_voltage",
+      doc = "Voltage at a converter, with the limits of what it can tell.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },

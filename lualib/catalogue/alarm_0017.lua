@@ -3,13 +3,29 @@ return {
   doc = "Alarm inputs, second generation.",
   id = 0x0017,
   api = { major = 0, minor = 4 },
+  fields = {
+    state = { doc = "How the contact stands, not whether that is an alarm.", values = "ROVK_ALARM_0017_STATE_*" },
+    idle_state_open = {
+      doc = "Whether the contact rests open, so that closing is what matters. The opposite flag of"
+        .. " alarm_0004's normally_closed.",
+      values = { { 0, "no" }, { 1, "yes" } },
+    },
+    enable = { doc = "Whether the input is watched; one that is not shows its idle state.",
+      values = { { 0, "off" }, { 1, "on" } } },
+    supervised = { doc = "Whether the line is checked for sabotage; otherwise a cut line is an open contact.",
+      values = { { 0, "no" }, { 1, "yes" } } },
+    debounce_time_ms = { doc = "How long a contact must be steady to count." },
+    min_debounce_time_ms = { doc = "The shortest debounce time." },
+    max_debounce_time_ms = { doc = "The longest debounce time." },
+  },
   commands = {
     { opcode = 32, name = "get_state",
-      doc = "One of ROVK_ALARM_0017_STATE_*.",
+      doc = "How the contact stands. Open is 0 here and 1 in relay_0019.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "state", "uint8_t" } },
     },
     { opcode = 33, name = "get_configuration",
+      doc = "How the input is watched, with the limits of the debounce time.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "idle_state_open", "uint8_t" },
@@ -22,6 +38,7 @@ return {
       },
     },
     { opcode = 34, name = "set_configuration",
+      doc = "Says how the input is watched.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "idle_state_open", "uint8_t" },
@@ -33,14 +50,14 @@ return {
   },
   events = {
     { id = 32, name = "state_change",
-      doc = "The input's state, one of ROVK_ALARM_0017_STATE_*.",
+      doc = "The contact has moved, or the line was sabotaged or repaired.",
       event = { { 0, "index", "uint8_t" }, { 1, "state", "uint8_t" } },
     },
   },
   errors = {},
   constants = {
-    { "ROVK_ALARM_0017_STATE_OPEN", 0 },
-    { "ROVK_ALARM_0017_STATE_CLOSED", 1 },
-    { "ROVK_ALARM_0017_STATE_SABOTAGE", 2 },
+    { "ROVK_ALARM_0017_STATE_OPEN", 0, doc = "The contact is open." },
+    { "ROVK_ALARM_0017_STATE_CLOSED", 1, doc = "The contact is closed." },
+    { "ROVK_ALARM_0017_STATE_SABOTAGE", 2, doc = "The line is neither: somebody tampered with it." },
   },
 }

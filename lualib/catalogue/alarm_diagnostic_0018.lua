@@ -3,6 +3,10 @@ return {
   doc = "Comparator readings behind the alarm inputs.",
   id = 0x0018,
   api = { major = 0, minor = 1 },
+  fields = {
+    pin_y = { doc = "Reading of the comparator with the lower threshold." },
+    pin_z = { doc = "Reading of the comparator with the upper threshold." },
+  },
   commands = {
     { opcode = 32, name = "get_comparator_values",
       doc = "Raw readings of the two comparators behind an input.",

@@ -5,13 +5,13 @@ return {
   api = { major = 0, minor = 2 },
   commands = {
     { opcode = 32, name = "move_calibrated_home",
-      doc = "Needs a calibration that was run before; the error not_calibrated otherwise.",
+      doc = "Moves the focus to the place that the Z calibration found; the answer comes when it is there.",
       command = { { 0, "index", "uint8_t" } },
     },
   },
   events = {},
   errors = {
-    { id = 32, name = "not_calibrated" },
+    { id = 32, name = "not_calibrated", doc = "No Z calibration was run, or its data are lost." },
   },
   constants = {},
 }

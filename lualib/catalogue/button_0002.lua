@@ -3,6 +3,9 @@ return {
   doc = "Push buttons, read only.",
   id = 0x0002,
   api = { major = 0, minor = 7 },
+  fields = {
+    pressed = { doc = "Whether the button is down.", values = { { 0, "no" }, { 1, "yes" } } },
+  },
   commands = {
     { opcode = 32, name = "get_state",
       doc = "Whether the button is pressed now.",
@@ -10,7 +13,7 @@ return {
       response = { { 0, "pressed", "uint8_t" } },
     },
     { opcode = 33, name = "get_initial_state",
-      doc = "Whether the button was pressed at the start.",
+      doc = "Whether the button was pressed when the peripheral started.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "pressed", "uint8_t" } },
     },

@@ -3,8 +3,16 @@ return {
   doc = "Pixel and focus statistics of the imaging pipeline.",
   id = 0x0024,
   api = { major = 0, minor = 1 },
+  fields = {
+    raw_pixel_average = { doc = "Mean brightness of the raw pixels." },
+    raw_pixel_minimum = { doc = "The darkest raw pixel." },
+    raw_pixel_maximum = { doc = "The brightest raw pixel." },
+    focus_metric_high = { doc = "Sharpness by fine structures; greater is sharper." },
+    focus_metric_low = { doc = "Sharpness by coarse structures; greater is sharper." },
+  },
   commands = {
     { opcode = 32, name = "get_image_statistics",
+      doc = "Brightness and sharpness of the picture as it is now.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },

@@ -3,8 +3,14 @@ return {
   doc = "Iris motor.",
   id = 0x0010,
   api = { major = 0, minor = 2 },
+  fields = {
+    position = { doc = "Opening of the blades, in steps." },
+    min_position = { doc = "The closed end." },
+    max_position = { doc = "The open end." },
+  },
   commands = {
     { opcode = 32, name = "set_position",
+      doc = "Opens or closes the iris to a place; the answer does not wait for the end.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
@@ -12,6 +18,7 @@ return {
       },
     },
     { opcode = 33, name = "get_position",
+      doc = "How far the iris is open now, with both ends.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },

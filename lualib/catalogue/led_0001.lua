@@ -3,8 +3,14 @@ return {
   doc = "Lights: on or off, with a blink cycle.",
   id = 0x0001,
   api = { major = 0, minor = 6 },
+  fields = {
+    on = { doc = "Whether the light is on, steady or blinking.", values = { { 0, "off" }, { 1, "on" } } },
+    duty_cycle_on_ms = { doc = "How long a blink is lit; with both times 0 the light is steady." },
+    duty_cycle_off_ms = { doc = "How long a blink is dark." },
+  },
   commands = {
     { opcode = 32, name = "get_state",
+      doc = "What set_state has set, in the same order.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "on", "uint16_t" },

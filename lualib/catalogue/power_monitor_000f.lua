@@ -3,8 +3,16 @@ return {
   doc = "Voltage, current and power, first generation.",
   id = 0x000f,
   api = { major = 0, minor = 2 },
+  fields = {
+    shunt_voltage_millivolts = { doc = "Voltage over the shunt that measures the current." },
+    bus_voltage_millivolts = { doc = "Voltage of the rail." },
+    calculated_current_milliamps = { doc = "Current of the rail." },
+    calculated_power_microwatts = { doc = "Power of the rail." },
+    active = { doc = "Whether the power is above the threshold.", values = { { 0, "no" }, { 1, "yes" } } },
+  },
   commands = {
     { opcode = 32, name = "get_voltages",
+      doc = "Voltage of a rail, and over the shunt in it.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -13,6 +21,7 @@ return {
       },
     },
     { opcode = 33, name = "get_current",
+      doc = "Current of a rail, calculated from the shunt's voltage.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -20,13 +29,14 @@ return {
       },
     },
     { opcode = 34, name = "get_power",
+      doc = "Power of a rail, calculated from voltage and current.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "reserved", "uint16_t" }, { 2, "calculated_power_microwatts", "int32_t" } },
     },
   },
   events = {
     { id = 32, name = "alert",
-      doc = "The power has crossed its threshold, upwards or downwards.",
+      doc = "The power of a rail has risen above its threshold or fallen below it.",
       event = { { 0, "index", "uint8_t" }, { 1, "active", "uint8_t" } },
     },
   },

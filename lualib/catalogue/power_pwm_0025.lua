@@ -3,13 +3,23 @@ return {
   doc = "PWM outputs controlled by power.",
   id = 0x0025,
   api = { major = 0, minor = 3 },
+  fields = {
+    output = { doc = "Whether the output is on.", values = { { 0, "off" }, { 1, "on" } } },
+    auto_mode = { doc = "Whether the control loop sets the duty cycle.", values = { { 0, "off" }, { 1, "on" } } },
+    on = { doc = "Whether the output is on now.", values = { { 0, "off" }, { 1, "on" } } },
+    power_milliwatts = { doc = "The power given now; in set_auto_power the one that the loop aims at." },
+    auto_power_milliwatts = { doc = "The power that the loop aims at." },
+    min_power_milliwatts = { doc = "The lowest power." },
+    max_power_milliwatts = { doc = "The highest power." },
+  },
   commands = {
     { opcode = 32, name = "get_enable",
-      doc = "The output itself, and whether the loop is in charge of it.",
+      doc = "Whether an output is on, and whether the loop is in charge of it.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "output", "uint8_t" }, { 1, "auto_mode", "uint8_t" } },
     },
     { opcode = 33, name = "set_enable",
+      doc = "Switches an output, and gives it to the loop or takes it back.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "output", "uint8_t" },
@@ -17,6 +27,7 @@ return {
       },
     },
     { opcode = 34, name = "get_control_loop_parameters",
+      doc = "Duty cycle and frequency, with the limits of both behind them.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint8_t" },
@@ -29,7 +40,7 @@ return {
       },
     },
     { opcode = 35, name = "set_manual_control_loop_parameters",
-      doc = "Used when the loop is not in charge.",
+      doc = "Sets duty cycle and frequency for when the loop is not in charge.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "duty_cycle_percent", "uint8_t" },
@@ -37,6 +48,7 @@ return {
       },
     },
     { opcode = 36, name = "get_power",
+      doc = "The power given now, the one that the loop aims at, and the limits.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -47,7 +59,7 @@ return {
       },
     },
     { opcode = 37, name = "set_auto_power",
-      doc = "What the loop aims at.",
+      doc = "Sets the power that the loop aims at.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "reserved", "uint8_t" },

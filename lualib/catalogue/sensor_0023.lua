@@ -3,8 +3,15 @@ return {
   doc = "Image sensors: dimensions and raw frames.",
   id = 0x0023,
   api = { major = 0, minor = 1 },
+  fields = {
+    height = { doc = "Rows of the sensor." },
+    width = { doc = "Columns of the sensor." },
+    dram_address = { doc = "Where in the unit's memory the frame lies." },
+    size = { doc = "Length of the frame." },
+  },
   commands = {
     { opcode = 32, name = "get_dimensions",
+      doc = "Size of the picture; the height comes first.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "height", "uint16_t", unit = "pixels" }, { 2, "width", "uint16_t", unit = "pixels" } },
     },

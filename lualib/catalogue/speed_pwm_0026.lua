@@ -3,13 +3,26 @@ return {
   doc = "PWM outputs controlled by speed.",
   id = 0x0026,
   api = { major = 0, minor = 3 },
+  fields = {
+    output = { doc = "Whether the output is on.", values = { { 0, "off" }, { 1, "on" } } },
+    auto_mode = { doc = "Whether the control loop sets the duty cycle.", values = { { 0, "off" }, { 1, "on" } } },
+    on = { doc = "Whether the output is on now.", values = { { 0, "off" }, { 1, "on" } } },
+    speed_rpm = { doc = "The speed given now; in set_auto_speed the one that the loop aims at." },
+    auto_speed_rpm = { doc = "The speed that the loop aims at." },
+    min_speed_rpm = { doc = "The lowest speed." },
+    max_speed_rpm = { doc = "The highest speed." },
+    on_speed_rpm = { doc = "Speed when it went on, 0 when it went off." },
+    off_stall_detected = { doc = "Whether it went off because the motor was blocked.",
+      values = { { 0, "no" }, { 1, "yes" } } },
+  },
   commands = {
     { opcode = 32, name = "get_enable",
-      doc = "The output itself, and whether the loop is in charge of it.",
+      doc = "Whether an output is on, and whether the loop is in charge of it.",
       command = { { 0, "index", "uint8_t" } },
       response = { { 0, "output", "uint8_t" }, { 1, "auto_mode", "uint8_t" } },
     },
     { opcode = 33, name = "set_enable",
+      doc = "Switches an output, and gives it to the loop or takes it back.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "output", "uint8_t" },
@@ -17,6 +30,7 @@ return {
       },
     },
     { opcode = 34, name = "get_control_loop_parameters",
+      doc = "Duty cycle and frequency, with the limits of both behind them.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint8_t" },
@@ -29,7 +43,7 @@ return {
       },
     },
     { opcode = 35, name = "set_manual_control_loop_parameters",
-      doc = "Used when the loop is not in charge.",
+      doc = "Sets duty cycle and frequency for when the loop is not in charge.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "duty_cycle_percent", "uint8_t" },
@@ -37,6 +51,7 @@ return {
       },
     },
     { opcode = 36, name = "get_speed",
+      doc = "The speed given now, the one that the loop aims at, and the limits.",
       command = { { 0, "index", "uint8_t" } },
       response = {
         { 0, "reserved", "uint16_t" },
@@ -47,7 +62,7 @@ return {
       },
     },
     { opcode = 37, name = "set_auto_speed",
-      doc = "What the loop aims at.",
+      doc = "Sets the speed that the loop aims at.",
       command = {
         { 0, "index", "uint8_t" },
         { 1, "reserved", "uint8_t" },
@@ -57,7 +72,7 @@ return {
   },
   events = {
     { id = 32, name = "state_change",
-      doc = "An output was switched on or off, or off for a stall.",
+      doc = "An output was switched on or off, or switched itself off for a blocked motor.",
       event = {
         { 0, "index", "uint8_t" },
         { 1, "on", "uint8_t" },

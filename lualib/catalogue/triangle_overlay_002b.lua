@@ -3,6 +3,24 @@ return {
   doc = "Triangles drawn over the picture.",
   id = 0x002b,
   api = { major = 0, minor = 7 },
+  fields = {
+    count = { doc = "How many triangles each device has." },
+    triangle_index = { doc = "The triangle, counted from 0." },
+    enable = { doc = "Whether the triangle is drawn.", values = { { 0, "off" }, { 1, "on" } } },
+    red = { doc = "Red of its colour, 0 to 255." },
+    green = { doc = "Green of its colour, 0 to 255." },
+    blue = { doc = "Blue of its colour, 0 to 255." },
+    alpha = { doc = "How solid it is: 0 is not seen, 255 hides what is behind." },
+    pan_millidegrees = { doc = "Pan that it is tied to." },
+    tilt_millidegrees = { doc = "Tilt that it is tied to, without a sign here." },
+    zoom_deciX = { doc = "Magnification that it is tied to." },
+    point1_x_decipercent = { doc = "First corner from the left." },
+    point1_y_decipercent = { doc = "First corner from the top." },
+    point2_x_decipercent = { doc = "Second corner from the left." },
+    point2_y_decipercent = { doc = "Second corner from the top." },
+    point3_x_decipercent = { doc = "Third corner from the left." },
+    point3_y_decipercent = { doc = "Third corner from the top." },
+  },
   commands = {
     { opcode = 32, name = "get_triangle_count",
       doc = "How many triangles can be drawn.",
@@ -10,6 +28,7 @@ return {
       response = { { 0, "count", "uint16_t" } },
     },
     { opcode = 33, name = "get_triangle_enable",
+      doc = "Whether a triangle is drawn.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
@@ -18,6 +37,7 @@ return {
       response = { { 0, "enable", "uint8_t" } },
     },
     { opcode = 34, name = "set_triangle_enable",
+      doc = "Shows or hides a triangle.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
@@ -26,6 +46,7 @@ return {
       },
     },
     { opcode = 35, name = "get_triangle_color",
+      doc = "Colour of a triangle.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
@@ -39,6 +60,7 @@ return {
       },
     },
     { opcode = 36, name = "set_triangle_color",
+      doc = "Sets the colour of a triangle.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
@@ -50,7 +72,7 @@ return {
       },
     },
     { opcode = 37, name = "get_triangle_positioning_coordinates",
-      doc = "Place by pan, tilt and zoom; here tilt is unsigned.",
+      doc = "Place of a triangle by pan, tilt and zoom; tilt has no sign here.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
@@ -64,6 +86,7 @@ return {
       },
     },
     { opcode = 38, name = "set_triangle_positioning_coordinates",
+      doc = "Places a triangle by pan, tilt and zoom; tilt has no sign here.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
@@ -75,7 +98,7 @@ return {
       },
     },
     { opcode = 39, name = "get_triangle_field_of_view_coordinates",
-      doc = "Place by three corners in the picture.",
+      doc = "Place of a triangle by its three corners in the picture.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
@@ -92,6 +115,7 @@ return {
       },
     },
     { opcode = 40, name = "set_triangle_field_of_view_coordinates",
+      doc = "Places a triangle by its three corners in the picture.",
       command = {
         { 0, "reserved", "uint8_t" },
         { 1, "index", "uint8_t" },
