@@ -84,15 +84,15 @@ function meanings.of(context, file, where, item, type_of)
   return meaning
 end
 
--- The constants of the first list that has any.
-local function constants_of(pattern, lists)
+-- The constants of the first list that has any. Their names are short where the pattern alone tells what is meant.
+local function constants_of(pattern, lists, short)
   local head, star = pattern:match("^([%u%d_]+)(%*?)$")
   for _, list in ipairs(head and lists or {}) do
     local found = {}
     for _, constant in ipairs(list) do
       if constant.name == head or star ~= "" and constant.name:sub(1, #head) == head then
         found[#found + 1] = { value = constant.value, constant = constant.name, doc = constant.doc,
-          name = (star ~= "" and constant.name:sub(#head + 1) or head):lower() }
+          name = constant.name:sub(short and star ~= "" and #head + 1 or 1):lower() }
       end
     end
     if #found > 0 then
@@ -105,7 +105,8 @@ end
 -- From the declared form to a list of value, name and, where there is one, constant.
 local function name_values(meaning, lists)
   local file, where, declared = meaning.file, meaning.where, meaning.values
-  if type(declared) == "string" then
+  local short = type(declared) == "string"
+  if short then
     declared = { declared }
   end
   checks.list(file, where .. ", values", declared)
@@ -122,7 +123,7 @@ local function name_values(meaning, lists)
   end
   for _, item in ipairs(declared) do
     if type(item) == "string" then
-      local found = constants_of(item, lists)
+      local found = constants_of(item, lists, short)
       if not found then
         checks.fail(file, where, "no constant is named '%s'", item)
       end

@@ -23,6 +23,7 @@ done
 cd /
 LUA_CPATH="$work/usr/lib/lua/5.1/?.so" LUA_PATH="$work/usr/share/lua/5.1/?.lua" \
   "$interpreter" "$repository/examples/events.lua" | grep -q "button 0 pressed"
+LUA_PATH="$work/usr/share/lua/5.1/?.lua" "$interpreter" "$repository/examples/catalogue.lua" | grep -q "272 commands"
 if ldd "$work/usr/lib/lua/5.1/rovk_message.so" | grep -F "$build"; then
   echo "the installed module still looks into the build folder"
   exit 1

@@ -247,10 +247,12 @@ local function service_at(address, options)
     service = service(address)
   end
   service = service or FIXED[address]
-  if type(service) == "table" then
-    return service
+  if type(service) == "string" then
+    return catalogue.services[service]
+  elseif type(service) == "number" then
+    return catalogue.by_id[service]
   end
-  return catalogue.services[service] or catalogue.by_id[service]
+  return service
 end
 
 local function message_text(bytes, options)
@@ -301,8 +303,8 @@ local function object_text(object, options)
     return bytes_text(bytes, 1, #bytes)
   elseif record.class == "rovk_message" then
     return message_text(bytes, options)
-  elseif record.kind == "error_record" then
-    return error_text(record.service, bytes, 1)
+  elseif record.kind == "error_record" or record.class == "rovk_error_info" then
+    return error_text(record.service or service_at(nil, options), bytes, 1)
   elseif record.class == "rovk_version" then
     return field_text({ kind = "record", record = "rovk_version", size = 2 }, bytes, 1)
   elseif record.owner then
