@@ -18,7 +18,8 @@ local EXPECTED = {
     "error id 8 from address 7",
     "written at priority 5",
   },
-  catalogue = { "led_0001 +2 commands +0 events", "272 commands, 21 events, 35 errors and 1221 fields, of which 1549 are" },
+  catalogue = { "led_0001 +2 commands +0 events",
+    "272 commands, 21 events, 35 errors and 1221 fields, of which 1549 are" },
   led = { "GREEN +on 1, 0 ms lit", "RED +on 1, 0 ms lit", "RED +on 1, 100 ms lit, 900 ms dark" },
   errors = {
     "a good call +status 0; error_id = 0",
