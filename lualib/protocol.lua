@@ -111,21 +111,28 @@ return {
     { "ROVK_LOG_PRIORITY_DEBUG", 7 },
   },
 
-  -- Statuses that say what failed below the protocol, by the names that the operating system gives them.
+  -- Statuses that say what failed below the protocol, by the names and numbers that Linux gives them on all
+  -- processors but MIPS, SPARC, Alpha and PA-RISC.
   statuses = {
     { "SUCCESS", 0, doc = "The command was carried out." },
     { "CALLBACK", -1, doc = "The module had no memory for a callback; or, of a unit's clock, that it is not virtual." },
     { "ENOENT", -2, doc = "There is no such subscription, peripheral or input." },
+    { "EIO", -5, doc = "The way to the unit has failed." },
     { "ENXIO", -6, doc = "There is no peripheral at that address." },
     { "EAGAIN", -11, doc = "Too many commands are under way." },
     { "ENOMEM", -12, doc = "There is no memory." },
+    { "EACCES", -13, doc = "The way to the unit is closed to this user." },
+    { "EBUSY", -16, doc = "Callbacks are not dispatched inside a callback." },
     { "ENODEV", -19, doc = "There is no such unit." },
     { "EINVAL", -22, doc = "An argument is wrong: most often a context that is closed, or an unknown unit." },
-    { "ENODATA", -61, doc = "An answer refused the command without saying why." },
+    { "ENOSPC", -28, doc = "Too many contexts are open." },
+    { "EPIPE", -32, doc = "The unit has closed the connection." },
+    { "ENODATA", -61, doc = "An answer refused the command without saying why; or nothing can come any more." },
     { "EPROTO", -71, doc = "The message is of another kind than the one asked for." },
     { "EBADMSG", -74, doc = "The message belongs to another command or event." },
-    { "ESHUTDOWN", -108, doc = "The context is being closed." },
+    { "ECONNRESET", -104, doc = "The unit has closed the connection." },
     { "ETIMEDOUT", -110, doc = "No answer came in time." },
+    { "ECONNREFUSED", -111, doc = "Nobody serves a unit there." },
     { "ECANCELED", -125, doc = "The context was closed while the command waited." },
   },
 
