@@ -46,7 +46,7 @@ uint8_t* check_receiver(lua_State* L, const attribute_row& row, const char* oper
   swig_type_entry* const type = swig_type_table[class_rows[row.class_row].type];
   void* record = nullptr;
   if (SWIG_Lua_ConvertPtr(L, 1, &record, type, 0) < 0) {
-    swig_fail_argument(L, converted_name(L, row, operation), 1, type->pretty, swig_argument_type_name(L, 1));
+    swig_fail_argument(L, converted_name(L, row, operation), 1, swig_pretty_text(type), swig_argument_type_name(L, 1));
   }
   return static_cast<uint8_t*>(record);
 }
@@ -93,9 +93,9 @@ const void* check_source(lua_State* L, const attribute_row& row) {
   swig_type_entry* const type = swig_type_table[row.type];
   void* source = nullptr;
   if (SWIG_Lua_ConvertPtr(L, 2, &source, type, 0) < 0) {
-    swig_fail_argument(L, converted_name(L, row, "set"), 2, type->pretty, swig_argument_type_name(L, 2));
+    swig_fail_argument(L, converted_name(L, row, "set"), 2, swig_pretty_text(type), swig_argument_type_name(L, 2));
   }
-  if (!source) fail_null(L, row, "set", 2, type->pretty);
+  if (!source) fail_null(L, row, "set", 2, swig_pretty_text(type));
   const uint32_t extent = swig_object_extent(L, 2);
   if (row.kind == ATTRIBUTE_ARRAY && extent < row.size) {
     lua_pushfstring(L, "Error in %s (arg 2), expected %d bytes got %d", converted_name(L, row, "set"),
@@ -111,7 +111,7 @@ int set_object(lua_State* L, const attribute_row& row) {
   }
   uint8_t* const record = check_receiver(L, row, "set");
   const void* const source = check_source(L, row);
-  if (!record) return fail_null(L, row, "set", 1, swig_type_table[class_rows[row.class_row].type]->pretty);
+  if (!record) return fail_null(L, row, "set", 1, swig_pretty_text(swig_type_table[class_rows[row.class_row].type]));
   memmove(record + row.offset, source, row.size);  // the source may be the field itself
   return 0;
 }
@@ -124,7 +124,7 @@ int set_text(lua_State* L, const attribute_row& row) {
   // Turning a number into text may run finalizers, so the record is asked for behind it.
   const char* const text = lua_tolstring(L, 2, nullptr);
   uint8_t* const record = check_receiver(L, row, "set");
-  if (!record) return fail_null(L, row, "set", 1, swig_type_table[class_rows[row.class_row].type]->pretty);
+  if (!record) return fail_null(L, row, "set", 1, swig_pretty_text(swig_type_table[class_rows[row.class_row].type]));
   store_text(row, record + row.offset, text);
   return 0;
 }
@@ -162,7 +162,7 @@ int swig_run_attribute_get(lua_State* L, unsigned number) {
   if (!record) {
     check_receiver_type(L, row);
     record = check_receiver(L, row, "get");
-    if (!record) return fail_null(L, row, "get", 1, swig_type_table[class_rows[row.class_row].type]->pretty);
+    if (!record) return fail_null(L, row, "get", 1, swig_pretty_text(swig_type_table[class_rows[row.class_row].type]));
   }
   uint8_t* const field = record + row.offset;
   switch (row.kind) {
@@ -228,7 +228,7 @@ int swig_run_variable_set(lua_State* L, unsigned number) {
   void* source = nullptr;
   const bool refused = SWIG_Lua_ConvertPtr(L, 1, &source, type, 0) < 0;
   if (refused || !source) {
-    return swig_fail_argument(L, lua_pushfstring(L, "%s_set", name), 1, type->pretty,
+    return swig_fail_argument(L, lua_pushfstring(L, "%s_set", name), 1, swig_pretty_text(type),
                               refused ? swig_argument_type_name(L, 1) : "nil");
   }
   memmove(variable_targets[number], source, sizeof(rovk_version));

@@ -32,12 +32,10 @@ bool passes_type_check(lua_State* L, int index, const argument_row& argument) {
   }
 }
 
-const char* pretty_of(const swig_type_entry* type) { return type && type->pretty ? type->pretty : "void*"; }
-
 void* convert_pointer(lua_State* L, const char* name, int index, swig_type_entry* type) {
   void* pointer = nullptr;
   if (SWIG_Lua_ConvertPtr(L, index, &pointer, type, 0) < 0) {
-    swig_fail_argument(L, name, index, pretty_of(type), swig_argument_type_name(L, index));
+    swig_fail_argument(L, name, index, swig_pretty_text(type), swig_argument_type_name(L, index));
   }
   return pointer;
 }
@@ -106,7 +104,7 @@ void convert(lua_State* L, const char* name, int index, const argument_row& argu
       break;
     case ARGUMENT_VERSION: {
       const void* const record = convert_pointer(L, name, index, swig_type_table[argument.type]);
-      if (!record) swig_fail_argument(L, name, index, pretty_of(swig_type_table[argument.type]), "nil");
+      if (!record) swig_fail_argument(L, name, index, swig_pretty_text(swig_type_table[argument.type]), "nil");
       memcpy(&value.version, record, sizeof value.version);
       break;
     }

@@ -114,7 +114,7 @@ void* swig_must_get_pointer(lua_State* L, int index, swig_type_entry* type, int 
                             const char* function_name) {
   void* pointer = nullptr;
   if (SWIG_Lua_ConvertPtr(L, index, &pointer, type, flags) < 0) {
-    const char* const wanted = type && type->pretty ? type->pretty : "void*";
+    const char* const wanted = swig_pretty_text(type);
     lua_pushfstring(L, "Error in %s, expected a %s at argument number %d\n", function_name, wanted, argument_number);
     lua_error(L);
   }

@@ -17,6 +17,11 @@ struct swig_type_entry {
   int owns_class_data;
 };
 
+// What failures show of a type. The entry of another module may have no text.
+inline const char* swig_pretty_text(const swig_type_entry* type) {
+  return type && type->pretty ? type->pretty : "void*";
+}
+
 using swig_converter = void* (*)(void* pointer, int* new_memory);
 
 struct swig_cast_entry {

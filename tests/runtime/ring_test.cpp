@@ -10,16 +10,18 @@
 
 namespace {
 
-// The other module: it knows rovk_version, and a type of its own that counts as one.
+// The other module: it knows rovk_version, a type of its own that counts as one, and another record by
+// its mangled name alone.
 swig_type_entry other_types[] = {
     {"_p_other", "other *", nullptr, nullptr, nullptr, 0},
+    {"_p_rovk_device_address", nullptr, nullptr, nullptr, nullptr, 0},
     {"_p_rovk_version", "struct rovk_version *|rovk_version *", nullptr, nullptr, nullptr, 0},
 };
 void* skip_header(void* pointer, int*) { return static_cast<char*>(pointer) + 2; }
 swig_cast_entry other_as_version = {&other_types[0], skip_header, nullptr, nullptr};
-swig_cast_entry version_itself = {&other_types[1], nullptr, nullptr, nullptr};
-swig_type_entry* other_table[] = {&other_types[0], &other_types[1], nullptr};
-swig_module_entry other_module = {other_table, 2, &other_module, nullptr, nullptr, nullptr};
+swig_cast_entry version_itself = {&other_types[2], nullptr, nullptr, nullptr};
+swig_type_entry* other_table[] = {&other_types[0], &other_types[1], &other_types[2], nullptr};
+swig_module_entry other_module = {other_table, 3, &other_module, nullptr, nullptr, nullptr};
 
 unsigned place_of(const char* name) {
   for (unsigned i = 0; i < swig_this_module.size; ++i) {
@@ -33,7 +35,7 @@ class Ring : public testing::Test {
   static void SetUpTestSuite() {
     version_itself.next = &other_as_version;
     other_as_version.prev = &version_itself;
-    other_types[1].cast = &version_itself;
+    other_types[2].cast = &version_itself;
     first = new host::State;
     swig_module_head_set(**first, &other_module);
     first->open_module();
@@ -46,8 +48,8 @@ host::State* Ring::first;
 TEST_F(Ring, TheOtherModulesEntryWins) {
   const unsigned place = place_of("_p_rovk_version");
   ASSERT_LT(place, swig_this_module.size);
-  EXPECT_EQ(swig_this_module.types[place], &other_types[1]);
-  EXPECT_TRUE(other_types[1].class_data) << "class data was not handed over";
+  EXPECT_EQ(swig_this_module.types[place], &other_types[2]);
+  EXPECT_TRUE(other_types[2].class_data) << "class data was not handed over";
   EXPECT_EQ(swig_this_module.types[SWIG_TYPE_COUNT], nullptr);
   const unsigned message = place_of("_p_rovk_message");
   EXPECT_EQ(swig_this_module.types[message], swig_this_module.initial_types[message]);
@@ -67,8 +69,10 @@ TEST_F(Ring, ObjectsOfBothModulesAreTaken) {
   EXPECT_EQ(first->run("rovk_message.rovk_protocol_version = other return rovk_message.rovk_protocol_version.minor"),
             "8");
   EXPECT_EQ(first->run("return swig_type(other)"), "other *");
+  EXPECT_EQ(first->run("return getmetatable(rovk_message.rovk_device_address())['.get'].index(other)"),
+            "Error in rovk_device_address_index_get (arg 1), expected 'void*' got 'other *'");
   // The accepted type moved to the front of the list.
-  EXPECT_EQ(other_types[1].cast, &other_as_version);
+  EXPECT_EQ(other_types[2].cast, &other_as_version);
   EXPECT_EQ(version_itself.prev, &other_as_version);
 }
 
