@@ -151,5 +151,8 @@ describe("the module", function()
       assert.are.equal(case[2] .. fine, output)
     end
     assert.are.equal("nil\n", helper.process("require('rovk_message') print(rovk_message.x)"))
+    -- A host that has a definition of its own for what an opening runs last.
+    local show = "require('rovk_message') print(opened_by_probe)"
+    assert.are.equal("true\n", helper.process(show, "LD_PRELOAD=$LD_PRELOAD:" .. helper.module_path("probe")))
   end)
 end)
