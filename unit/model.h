@@ -131,6 +131,8 @@ class Host {
   // Sends spontaneous_error about an error of the model's service or of the common set.
   virtual void report(const class Model& model, std::string_view error, std::initializer_list<int64_t> detail) = 0;
   virtual World& world() = 0;
+  // The mechanics behind all services of the lens.
+  virtual class Lens& lens() = 0;
   // The model of another service, for those that show one device in two ways. Null: there is none.
   virtual class Model* find(std::string_view service) = 0;
 };

@@ -13,6 +13,7 @@
 #include "catalogue/fields.h"
 #include "unit/common_service.h"
 #include "unit/devices.h"
+#include "unit/models/lens_parts.h"
 #include "unit/models/models.h"
 #include "unit/router.h"
 #include "wire/queue.h"
@@ -122,6 +123,7 @@ struct Unit::State final : Host {
     report(address_of(model), row->id, data);
   }
   World& world() override { return surroundings; }
+  Lens& lens() override { return optics; }
   Model* find(std::string_view service) override {
     for (auto& [address, peripheral] : peripherals) {
       if (service == peripheral.model->service().name) return peripheral.model.get();
@@ -270,6 +272,7 @@ struct Unit::State final : Host {
   Options options;
   Clock clock;
   World surroundings;
+  Lens optics{*this};
   Time present{0};
   uint64_t made = 0;
   uint64_t dropped = 0;
@@ -280,6 +283,12 @@ struct Unit::State final : Host {
   std::map<uint16_t, Application> applications;
   uint16_t last_joined = 0;
 };
+
+std::string disturbance_names() {
+  std::string list;
+  for (const auto& [name, what] : disturbances) list += (list.empty() ? "" : ", ") + std::string(name);
+  return list;
+}
 
 Unit::Unit(const Options& options) : state_(std::make_unique<State>(options)) {}
 
@@ -347,6 +356,7 @@ World& Unit::world() { return state_->surroundings; }
 void Unit::set_input(Input input, unsigned index, int64_t value) {
   run();
   state_->surroundings.set(input, index, value);
+  state_->optics.sense(input);
   for (auto& [address, peripheral] : state_->peripherals) peripheral.model->sense(input, index, value);
   run();
 }

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <memory>
 #include <optional>
+#include <string>
 #include <string_view>
 
 #include "rovk/types.h"
@@ -16,6 +17,9 @@ namespace rovk::unit {
 
 // The `type` of reset_occurred. Other numbers may be given from outside.
 enum class ResetType : uint16_t { power_on = 0, commanded = 1, watchdog = 2 };
+
+// What disturb() knows, as a list for people.
+std::string disturbance_names();
 
 struct Options {
   bool virtual_clock = false;

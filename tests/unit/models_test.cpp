@@ -28,7 +28,8 @@ TEST_F(Inputs, SensorsTellWhatTheySee) {
           input analog 4 1650; a_d_converter_0029 get_raw index=1 -> 2048; get_voltage index=1 -> 1650;
           input current 0 1500; power_monitor_000f get_power -> 18000000;
           input current 0 -1500; power_monitor_002e get_power -> -18000000;
-          input current 0 400000; get_power -> 2147483647;)");
+          input current 0 400000; get_power -> 2147483647;
+          input current 0 9223372036854775807; get_voltages -> 21474836;)");
 }
 
 // Contact, configuration and the state that both generations make of it.

@@ -1,6 +1,7 @@
 // The unit as a whole: the clock, the order of messages, disturbances, what every peripheral answers.
 #include "tests/unit/bench.h"
 #include "unit/devices.h"
+#include "unit/models/models.h"
 
 namespace rovk::unit {
 namespace {
@@ -29,6 +30,7 @@ TEST_F(UnitAsAWhole, TellsWhoEachPeripheralIs) {
 
 // All devices of the table of numbers are somewhere, each once per service that shows it.
 TEST_F(UnitAsAWhole, HasEveryNumberedDevice) {
+  EXPECT_TRUE(find_maker("unheard_of_0099")) << "without a model of its own a service keeps plain values";
   std::map<uint32_t, unsigned> seen;
   for (const Fitting& fitting : fittings()) {
     for (const uint32_t device : fitting.devices) ++seen[device];

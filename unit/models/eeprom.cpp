@@ -226,7 +226,9 @@ class EepromPartitionTable : public Model {
 }  // namespace
 
 EepromMemory& eeprom_of(Host& host, uint8_t location) {
-  return static_cast<EepromRaw*>(host.find("eeprom_raw_0012"))->memory(location);
+  auto* const raw = dynamic_cast<EepromRaw*>(host.find("eeprom_raw_0012"));
+  if (!raw) throw std::logic_error("no eeprom_raw_0012 that keeps the memory of the boards");
+  return raw->memory(location);
 }
 
 std::unique_ptr<Model> make_eeprom_raw_0012(const Setup& setup) { return std::make_unique<EepromRaw>(setup); }

@@ -191,13 +191,20 @@ class ImageControl : public Model {
   std::vector<int32_t> values_;  // in the order of the rows
 };
 
-const ImageControl& image_control_of(Host& host) { return static_cast<ImageControl&>(*host.find("imgctrl_0006")); }
+// Null: the unit has none, and the imager does what it does when it is switched on.
+const ImageControl* image_control_of(Host& host) { return dynamic_cast<ImageControl*>(host.find("imgctrl_0006")); }
 
 }  // namespace
 
-Exposure exposure_in_force(Host& host) { return image_control_of(host).exposure(); }
+Exposure exposure_in_force(Host& host) {
+  const ImageControl* const control = image_control_of(host);
+  return control ? control->exposure() : Exposure{};
+}
 
-bool imager_awake(Host& host) { return image_control_of(host).awake(); }
+bool imager_awake(Host& host) {
+  const ImageControl* const control = image_control_of(host);
+  return !control || control->awake();
+}
 
 std::unique_ptr<Model> make_imgctrl_0006(const Setup& setup) { return std::make_unique<ImageControl>(setup); }
 

@@ -81,10 +81,10 @@ class LinearActuator : public Model {
   }
 };
 
-// The second generation. Keeps the lens for all.
+// The second generation.
 class LinearActuators : public Model {
  public:
-  explicit LinearActuators(const Setup& setup) : Model(setup, {}), lens_(setup.host) {
+  explicit LinearActuators(const Setup& setup) : Model(setup, {}) {
     on("get_position", [this](Call& call) {
       const LensMotor& motor = motor_of(call);
       call.set("position", motor.position());
@@ -105,16 +105,11 @@ class LinearActuators : public Model {
     });
   }
 
-  void sense(Input input, unsigned, int64_t) override { lens_.sense(input); }
-  Lens& lens() { return lens_; }
-
  private:
   LensMotor& motor_of(const Call& call) {
     Lens& lens = lens_of(host());
     return is_zoom(*this, device(call)) ? lens.zoom() : lens.focus();
   }
-
-  Lens lens_;
 };
 
 // Blades that close at 0 and are wide open at the other end.
@@ -176,8 +171,6 @@ class AutoBackFocus : public Model {
 };
 
 }  // namespace
-
-Lens& lens_of(Host& host) { return static_cast<LinearActuators*>(host.find("linear_actuator_0028"))->lens(); }
 
 std::unique_ptr<Model> make_linear_actuator_000d(const Setup& setup) { return std::make_unique<LinearActuator>(setup); }
 

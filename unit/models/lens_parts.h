@@ -108,7 +108,6 @@ class FilterFollower {
   virtual void filter_stopped() = 0;
 };
 
-// Kept by the model of linear_actuator_0028, which every unit with a lens has.
-Lens& lens_of(Host& host);
+inline Lens& lens_of(Host& host) { return host.lens(); }
 
 }  // namespace rovk::unit

@@ -51,7 +51,7 @@ Maker find_maker(std::string_view service) {
   if (is_plain(service)) return make_plain;
   const auto found =
       std::find_if(std::begin(makers), std::end(makers), [service](const auto& row) { return row.first == service; });
-  return found == std::end(makers) ? nullptr : found->second;
+  return found == std::end(makers) ? make_plain : found->second;
 }
 
 }  // namespace rovk::unit

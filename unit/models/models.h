@@ -10,7 +10,7 @@ namespace rovk::unit {
 
 using Maker = std::unique_ptr<Model> (*)(const Setup& setup);
 
-// Null for the common service and the router, which the unit brings itself, and for unknown names.
+// A service without a model of its own gets the plain one. The unit brings the router itself.
 Maker find_maker(std::string_view service);
 
 // plain.cpp: services without behaviour of their own, and the registers of each

@@ -21,7 +21,7 @@ class PowerMonitor final : public Model {
   PowerMonitor(const Setup& setup, bool tells_power) : Model(setup, {}), tells_power_(tells_power), active_(devices()) {
     on("get_voltages", [this](Call& call) {
       const unsigned rail = device(call);
-      call.set("shunt_voltage_millivolts", held(world().get(Input::current, rail) * shunt_milliohms / 1'000));
+      call.set("shunt_voltage_millivolts", held(held(world().get(Input::current, rail)) * shunt_milliohms / 1'000));
       call.set("bus_voltage_millivolts", held(world().get(Input::bus_voltage, rail)));
     });
     on("get_current", [this](Call& call) {
