@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace rovk::unit {
@@ -28,6 +29,14 @@ inline constexpr std::size_t input_count = 11;
 
 std::string_view input_name(Input input);
 std::optional<Input> find_input(std::string_view name);
+// How many there are of an input; indexes count from 0.
+unsigned places(Input input);
+
+// Texts for who named an input, an index or a value that there is not: what was wrong and what there
+// is. That of a value is empty when the input can have it.
+std::string explain_name(std::string_view name);
+std::string explain_index(Input input, uint32_t index);
+std::string explain_value(Input input, int64_t value);
 
 class World {
  public:

@@ -20,6 +20,10 @@ typedef struct rovk_transport rovk_transport;
 int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot);
 void rovk_transport_close(rovk_transport* transport);
 
+/* Why this thread's last call of rovk_transport_open or of a function of unit.h failed: what was wrong,
+ * and what there is. "": it did not fail, or its status says all. Valid until the next such call. */
+const char* rovk_transport_reason(void);
+
 /* The address under which the unit knows this application, never 0. */
 uint16_t rovk_transport_application(rovk_transport* transport);
 

@@ -2,7 +2,8 @@
  * this librovk-transport alone; a real unit has nothing of the kind.
  *
  * `context` is a live transaction context on a simulated unit; anything else gives -EINVAL.
- * Status: 0 or -errno. No call blocks, and none runs a callback: what it causes arrives as any other
+ * Status: 0 or -errno; rovk_transport_reason() of transport.h tells in words why the last call failed.
+ * No call blocks, and none runs a callback: what it causes arrives as any other
  * message does. */
 #ifndef ROVK_UNIT_H
 #define ROVK_UNIT_H
@@ -23,8 +24,8 @@ int32_t rovk_unit_advance(void* context, uint64_t duration_ns);
 /* Sets what an input sees. Names and units: "temperature" (millidegrees Celsius), "light" (millilux),
  * "bus_voltage" (mV), "current" (mA), "analog" (mV), "button" (0, 1), "alarm" (0 open, 1 closed,
  * 2 sabotaged), "switch_contact" (0, 1), "fan_blocked" (0, 1), "motor_blocked" (0, 1),
- * "port_taken" (0, 1).
- * -ENOENT: no such input. -EINVAL: an index above 255. */
+ * "port_taken" (0, 1). `index` counts from 0.
+ * -ENOENT: no such input. -ENXIO: no such index. -ERANGE: a value that the input cannot have. */
 int32_t rovk_unit_set_input(void* context, const char* input, uint32_t index, int64_t value);
 int32_t rovk_unit_get_input(void* context, const char* input, uint32_t index, int64_t* value);
 

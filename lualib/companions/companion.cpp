@@ -2,11 +2,13 @@
 // belong to our own libraries. Under others their functions are missing, which is said when one is called.
 // Beside them, what rovk.dump cannot read through the module.
 //
-// Every function gives its result, or nil, a text and the negative status.
+// Every function gives its result, or nil, a text and the negative status. The text tells what was wrong
+// and what there is.
 #include <errno.h>
 #include <math.h>
 #include <rovk/bridge.h>
 #include <rovk/trans_delivery.h>
+#include <rovk/transport.h>
 #include <rovk/unit.h>
 #include <string.h>
 
@@ -17,6 +19,7 @@
 #pragma weak rovktrans_dispatch
 #pragma weak rovktrans_fd
 #pragma weak rovktrans_clock
+#pragma weak rovk_transport_reason
 #pragma weak rovk_unit_now
 #pragma weak rovk_unit_advance
 #pragma weak rovk_unit_set_input
@@ -32,6 +35,7 @@ namespace {
 
 enum { ERROR_BYTES = 18 };
 constexpr double nanoseconds_per_ms = 1e6;
+constexpr double largest_whole = 9007199254740992.0;  // up to here a Lua number knows each whole number
 
 template <typename Function>
 void check_present(lua_State* L, Function* function, const char* library, const char* name) {
@@ -41,15 +45,21 @@ void check_present(lua_State* L, Function* function, const char* library, const 
 #define CHECK_TRANS(name) check_present(L, name, "librovktrans", #name)
 #define CHECK_UNIT(name) check_present(L, name, "librovk-transport", #name)
 
-int push_failure(lua_State* L, int32_t status) {
+int push_failure(lua_State* L, int32_t status, const char* text) {
   lua_pushnil(L);
-  lua_pushstring(L, strerror(-status));
+  lua_pushstring(L, text);
   lua_pushnumber(L, status);
   return 3;
 }
 
+// Of a call into librovk-transport, which has words for what a script can get wrong.
+int push_unit_failure(lua_State* L, int32_t status) {
+  const char* const reason = rovk_transport_reason ? rovk_transport_reason() : "";
+  return push_failure(L, status, *reason ? reason : strerror(-status));
+}
+
 int push_done(lua_State* L, int32_t status) {
-  if (status < 0) return push_failure(L, status);
+  if (status < 0) return push_unit_failure(L, status);
   lua_pushboolean(L, 1);
   return 1;
 }
@@ -58,7 +68,8 @@ int push_done(lua_State* L, int32_t status) {
 double check_whole(lua_State* L, int index, double low, double high) {
   const double value = luaL_checknumber(L, index);
   if (!(value >= low && value <= high) || value != static_cast<double>(static_cast<int64_t>(value))) {
-    luaL_argerror(L, index, "whole number in range expected");
+    const char* const text = lua_pushfstring(L, "whole number from %f to %f expected, got %f", low, high, value);
+    luaL_argerror(L, index, text);
   }
   return value;
 }
@@ -79,12 +90,7 @@ const char* loop_failure(int32_t status) {
   }
 }
 
-int push_loop_failure(lua_State* L, int32_t status) {
-  lua_pushnil(L);
-  lua_pushstring(L, loop_failure(status));
-  lua_pushnumber(L, status);
-  return 3;
-}
+int push_loop_failure(lua_State* L, int32_t status) { return push_failure(L, status, loop_failure(status)); }
 
 // Waits in slices. Between them it calls a Lua function that does nothing, so that a hook which a signal
 // handler has set meanwhile, as an interpreter does at an interrupt, gets to run.
@@ -148,7 +154,7 @@ int now(lua_State* L) {
   CHECK_UNIT(rovk_unit_now);
   uint64_t reading = 0;
   const int32_t status = rovk_unit_now(rovk_check_context(L, 1), &reading);
-  if (status < 0) return push_failure(L, status);
+  if (status < 0) return push_unit_failure(L, status);
   lua_pushnumber(L, static_cast<double>(reading) / nanoseconds_per_ms);
   return 1;
 }
@@ -158,7 +164,8 @@ int advance(lua_State* L) {
   void* const context = rovk_check_context(L, 1);
   const double duration = luaL_checknumber(L, 2);
   // A year is more than any script waits, and far below what the clock can count.
-  if (!(duration >= 0 && duration <= 366.0 * 86400e3)) luaL_argerror(L, 2, "milliseconds expected, from 0 to a year");
+  if (!(duration >= 0 && duration <= 366.0 * 86400e3))
+    luaL_argerror(L, 2, "milliseconds expected, from 0 to a year of them");
   return push_done(L, rovk_unit_advance(context, static_cast<uint64_t>(duration * nanoseconds_per_ms)));
 }
 
@@ -167,16 +174,29 @@ int set_input(lua_State* L) {
   void* const context = rovk_check_context(L, 1);
   const char* const input = luaL_checkstring(L, 2);
   const uint32_t index = check_u32(L, 3);
-  const double value = check_whole(L, 4, -2147483648.0, 4294967295.0);
+  const double value = check_whole(L, 4, -largest_whole, largest_whole);
   return push_done(L, rovk_unit_set_input(context, input, index, static_cast<int64_t>(value)));
 }
+
+// The inputs that a hand reaches: context and index are the arguments.
+int put(lua_State* L, const char* input, int64_t value) {
+  CHECK_UNIT(rovk_unit_set_input);
+  void* const context = rovk_check_context(L, 1);
+  return push_done(L, rovk_unit_set_input(context, input, check_u32(L, 2), value));
+}
+
+int press(lua_State* L) { return put(L, "button", 1); }
+int release(lua_State* L) { return put(L, "button", 0); }
+int open(lua_State* L) { return put(L, "alarm", 0); }
+int close(lua_State* L) { return put(L, "alarm", 1); }
+int sabotage(lua_State* L) { return put(L, "alarm", 2); }
 
 int get_input(lua_State* L) {
   CHECK_UNIT(rovk_unit_get_input);
   void* const context = rovk_check_context(L, 1);
   int64_t value = 0;
   const int32_t status = rovk_unit_get_input(context, luaL_checkstring(L, 2), check_u32(L, 3), &value);
-  if (status < 0) return push_failure(L, status);
+  if (status < 0) return push_unit_failure(L, status);
   lua_pushnumber(L, static_cast<double>(value));
   return 1;
 }
@@ -206,7 +226,8 @@ int spontaneous_error(lua_State* L) {
     for (size_t i = 0; i < count; ++i) {
       lua_rawgeti(L, 4, static_cast<int>(i) + 1);
       const double value = lua_tonumber(L, -1);
-      if (!lua_isnumber(L, -1) || !(value >= 0 && value <= 255)) luaL_argerror(L, 4, "numbers from 0 to 255 expected");
+      if (!lua_isnumber(L, -1) || !(value >= 0 && value <= 255))
+        luaL_argerror(L, 4, "bytes, numbers from 0 to 255, expected");
       bytes[i] = static_cast<uint8_t>(value);
       lua_pop(L, 1);
     }
@@ -234,6 +255,11 @@ const luaL_Reg functions[] = {
     {"disturb", disturb},
     {"spontaneous_error", spontaneous_error},
     {"elements", rovk_elements},
+    {"press", press},
+    {"release", release},
+    {"open", open},
+    {"close", close},
+    {"sabotage", sabotage},
     {nullptr, nullptr},
 };
 

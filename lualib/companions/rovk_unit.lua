@@ -4,77 +4,49 @@
 --
 -- What a function causes arrives like anything else from the unit: callbacks run in the next blocking
 -- command or in rovk_loop.dispatch, never inside a function of this module.
--- A function gives true or its value; where it fails, nil, a text and the negative status.
+-- A function gives true or its value; where it fails, nil, a text that tells what was wrong and what
+-- there is, and the negative status: write assert around each. An argument of the wrong kind is an error.
 
 local companion = require("rovk_companion")
 
 local unit = {}
 
---- The unit's clock, in milliseconds since it was switched on.
-function unit.now(context)
-  return companion.now(context)
-end
+--- now(context): the unit's clock, in milliseconds since it was switched on.
+unit.now = companion.now
 
---- Moves the clock forward by `ms` milliseconds; all that falls due on the way happens at its own time.
--- Only for a context opened with "sim?clock=virtual".
-function unit.advance(context, ms)
-  return companion.advance(context, ms)
-end
+--- advance(context, ms): moves the clock forward by `ms` milliseconds; all that falls due on the way
+-- happens at its own time. Only for a context opened with "sim?clock=virtual".
+unit.advance = companion.advance
 
---- Sets what an input sees. `input` is one of "temperature" (millidegrees Celsius), "light" (millilux),
--- "bus_voltage" (mV), "current" (mA), "analog" (mV), "button", "alarm" (0 open, 1 closed, 2 sabotaged),
--- "switch_contact", "fan_blocked", "motor_blocked" (0 or 1); `index` counts from 0.
-function unit.set(context, input, index, value)
-  return companion.set(context, input, index, value)
-end
+--- set(context, input, index, value): sets what an input sees. `input` is one of "temperature"
+-- (millidegrees Celsius), "light" (millilux), "bus_voltage" (mV), "current" (mA), "analog" (mV), "button"
+-- (0, 1), "alarm" (0 open, 1 closed, 2 sabotaged), "switch_contact", "fan_blocked", "motor_blocked",
+-- "port_taken" (0 or 1); `index` counts from 0.
+unit.set = companion.set
 
---- What an input sees now.
-function unit.get(context, input, index)
-  return companion.get(context, input, index)
-end
+--- get(context, input, index): what an input sees now.
+unit.get = companion.get
 
---- Presses and releases button `index`.
-function unit.press(context, index)
-  return companion.set(context, "button", index, 1)
-end
+--- press(context, index), release(context, index): a finger on button `index`.
+unit.press, unit.release = companion.press, companion.release
 
-function unit.release(context, index)
-  return companion.set(context, "button", index, 0)
-end
+--- open(context, index), close(context, index), sabotage(context, index): alarm contact `index`.
+unit.open, unit.close, unit.sabotage = companion.open, companion.close, companion.sabotage
 
---- Opens, closes and sabotages alarm contact `index`.
-function unit.open(context, index)
-  return companion.set(context, "alarm", index, 0)
-end
+--- reset(context, address, type): resets the peripheral at `address`, as a watchdog would; it raises
+-- reset_occurred with `type`.
+unit.reset = companion.reset
 
-function unit.close(context, index)
-  return companion.set(context, "alarm", index, 1)
-end
+--- fault(context, address, id): gives the peripheral at `address` a fault. Its commands answer with
+-- fault_exists until rovktrans_common_clear_fault, or until an id of 0 here.
+unit.fault = companion.fault
 
-function unit.sabotage(context, index)
-  return companion.set(context, "alarm", index, 2)
-end
+--- spontaneous_error(context, address, id, bytes): lets the peripheral at `address` raise
+-- spontaneous_error, with up to 18 bytes in a table, or none.
+unit.spontaneous_error = companion.spontaneous_error
 
---- Resets the peripheral at `address`, as a watchdog would; it raises reset_occurred with `type`.
-function unit.reset(context, address, type)
-  return companion.reset(context, address, type)
-end
-
---- Gives the peripheral at `address` a fault: its commands answer with fault_exists until clear_fault.
--- An id of 0 takes the fault away.
-function unit.fault(context, address, id)
-  return companion.fault(context, address, id)
-end
-
---- Lets the peripheral at `address` raise spontaneous_error, with up to 18 bytes in a table.
-function unit.spontaneous_error(context, address, id, bytes)
-  return companion.spontaneous_error(context, address, id, bytes)
-end
-
---- Disturbs the next `count` answers to this context. `what` is "lose", "duplicate", "delay" (by `value`
--- milliseconds), "corrupt" or "misdirect".
-function unit.disturb(context, what, count, value)
-  return companion.disturb(context, what, count, value)
-end
+--- disturb(context, what, count, value): disturbs the next `count` answers to this context. `what` is
+-- "lose", "duplicate", "delay" (by `value` milliseconds), "corrupt" or "misdirect".
+unit.disturb = companion.disturb
 
 return unit

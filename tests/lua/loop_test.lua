@@ -80,7 +80,7 @@ describe("the loop", function()
     assert.are.equal(0, closed)
     local results = helper.pack(loop.run(context))
     assert.are.same({ n = 3, nil, results[2], -22 }, results)
-    assert.are.equal("string", type(results[2]))
+    assert.are.equal("the context is closed, or not one that rovktrans_init gave", results[2])
   end)
 
   it("checks what it is given", function()
@@ -93,11 +93,22 @@ describe("the loop", function()
       { unit.disturb, context, "lose", "x" } } do
       helper.refused(unpack(call))
     end
-    for _, call in ipairs { { unit.set, "weather", 0, 1 }, { unit.get, "weather", 0 }, { unit.reset, 0x7777, 0 },
-      { unit.fault, 0x7777, 1 }, { unit.spontaneous_error, 0x7777, 1 }, { unit.disturb, "paint", 1 } } do
-      local results = helper.pack(call[1](context, unpack(call, 2)))
+    for _, case in ipairs {
+      { "no input 'weather'; there are temperature, ", unit.set, "weather", 0, 1 },
+      { "no input 'weather'; there are temperature, ", unit.get, "weather", 0 },
+      { "no button 9; there is 0 alone", unit.press, 9 },
+      { "no alarm 7; there are 0 to 1", unit.open, 7 },
+      { "light cannot be -5; it is 0 or more millilux", unit.set, "light", 0, -5 },
+      { "no peripheral at address 30583; ", unit.reset, 0x7777, 0 },
+      { "no peripheral at address 30583; ", unit.fault, 0x7777, 1 },
+      { "no peripheral at address 30583; ", unit.spontaneous_error, 0x7777, 1 },
+      { "no disturbance 'paint'; there are lose, ", unit.disturb, "paint", 1 },
+      { "the clock is real; open with sim?clock=virtual", function() return unit.advance(helper.open("sim"), 1) end },
+    } do
+      local results = helper.pack(case[2](context, unpack(case, 3)))
       assert.are.same({ n = 3, nil, results[2], results[3] }, results)
-      assert.is_true(type(results[2]) == "string" and results[3] < 0)
+      assert.are.equal(case[1], results[2]:sub(1, #case[1]))
+      assert.is_true(results[3] < 0)
     end
     assert.is_true(unit.set(context, "temperature", 2, -40000))
     assert.are.equal(-40000, unit.get(context, "temperature", 2))

@@ -10,6 +10,7 @@ int32_t rovk_transport_open(const char*, void*, rovk_transport** slot) {
   if (scripted.open_status == 0) *slot = reinterpret_cast<rovk_transport*>(&scripted);
   return scripted.open_status;
 }
+const char* rovk_transport_reason(void) { return ""; }
 void rovk_transport_close(rovk_transport*) {}
 uint16_t rovk_transport_application(rovk_transport*) { return scripted_application; }
 int32_t rovk_transport_send(rovk_transport*, const rovk_message* message) {

@@ -1,4 +1,6 @@
 // The hand on the unit refuses what makes no sense and reaches what it names.
+#include <rovk/transport.h>
+
 #include <cerrno>
 
 #include "session.h"
@@ -10,7 +12,25 @@ TEST(UnitHand, RefusesMisuse) {
   EXPECT_EQ(-EINVAL, rovk_unit_advance(session.handle, UINT64_MAX));
   EXPECT_EQ(-EINVAL, rovk_unit_set_input(session.handle, nullptr, 0, 1));
   EXPECT_EQ(-ENOENT, rovk_unit_set_input(session.handle, "humidity", 0, 1));
-  EXPECT_EQ(-EINVAL, rovk_unit_set_input(session.handle, "button", 0xffffffff, 1));
+  const struct {
+    const char* input;
+    uint32_t index;
+    int64_t value;
+    int32_t status;
+    const char* reason;
+  } refused[] = {
+      {"button", 0xffffffff, 1, -ENXIO, "no button 4294967295; there is 0 alone"},
+      {"alarm", 7, 1, -ENXIO, "no alarm 7; there are 0 to 1"},
+      {"alarm", 1, 3, -ERANGE, "alarm cannot be 3; it is 0 (open), 1 (closed) or 2 (sabotaged)"},
+      {"light", 0, -5, -ERANGE, "light cannot be -5; it is 0 or more millilux"},
+      {"current", 0, INT64_MAX, -ERANGE,
+       "current cannot be 9223372036854775807; it is 2147483647 or less milliamperes"},
+  };
+  for (const auto& row : refused) {
+    EXPECT_EQ(row.status, rovk_unit_set_input(session.handle, row.input, row.index, row.value)) << row.reason;
+    EXPECT_STREQ(row.reason, rovk_transport_reason());
+  }
+  EXPECT_EQ(-ENXIO, rovk_unit_get_input(session.handle, "alarm", 2, &value));
   EXPECT_EQ(-EINVAL, rovk_unit_get_input(session.handle, "button", 0, nullptr));
   EXPECT_EQ(-ENOENT, rovk_unit_get_input(session.handle, "", 0, &value));
   EXPECT_EQ(-ENXIO, rovk_unit_reset(session.handle, 0x7777, 0));
