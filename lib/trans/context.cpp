@@ -1,8 +1,12 @@
 #include "trans/context.h"
 
+#include <rovk/constants.h>
+
 #include <mutex>
+#include <string>
 #include <unordered_map>
 
+#include "trans/log.h"
 #include "trans/settings.h"
 
 namespace rovk::trans {
@@ -29,6 +33,15 @@ void* next_handle() {
   return reinterpret_cast<void*>(contexts().last);
 }
 
+// The status alone does not tell what is wrong with a text.
+int32_t refuse(int32_t status, const char* text, const std::string& wrong) {
+  if (!wrong.empty()) {
+    const std::string line = "rovktrans_init cannot open '" + std::string(text) + "': " + wrong;
+    log_line(ROVK_LOG_PRIORITY_ERR, line.c_str());
+  }
+  return status;
+}
+
 }  // namespace
 
 void Context::update_descriptor() {
@@ -40,14 +53,15 @@ void Context::update_descriptor() {
 }
 
 int32_t open_context(const char* text, void** slot) {
-  const auto settings = parse_settings(text);
-  if (!settings) return -EINVAL;
+  std::string wrong;
+  const auto settings = parse_settings(text, wrong);
+  if (!settings) return refuse(-EINVAL, text, wrong);
   void* const handle = next_handle();
   if (!handle) return -ENOSPC;
   auto context = std::make_shared<Context>(handle, settings->limit_ns);
   rovk_transport* transport = nullptr;
   const int32_t status = rovk_transport_open(settings->way.c_str(), handle, &transport);
-  if (status != 0) return status;
+  if (status != 0) return refuse(status, text ? text : "", rovk_transport_reason());
   context->transport.reset(transport);
   context->application = rovk_transport_application(transport);
   const std::lock_guard lock(contexts().mutex);

@@ -1,5 +1,6 @@
 #include "trans/settings.h"
 
+#include <algorithm>
 #include <charconv>
 #include <string_view>
 
@@ -16,22 +17,31 @@ std::optional<uint64_t> parse_milliseconds(std::string_view text) {
 
 }  // namespace
 
-std::optional<Settings> parse_settings(const char* text) {
+std::optional<Settings> parse_settings(const char* text, std::string& wrong) {
   Settings settings;
   std::string_view rest = text ? text : "";
   const auto mark = rest.find('?');
   settings.way = rest.substr(0, mark);
   if (mark == std::string_view::npos) return settings;
-  if (settings.way.empty()) return std::nullopt;
+  if (settings.way.empty()) {
+    wrong = "options without a way in front; there is sim, as in sim?clock=virtual";
+    return std::nullopt;
+  }
   rest.remove_prefix(mark + 1);
-  constexpr std::string_view own = "timeout_ms=";
+  constexpr std::string_view own = "timeout_ms";
   bool given = false;
   char glue = '?';
   for (;;) {
     const std::string_view option = rest.substr(0, rest.find('&'));
-    if (option.starts_with(own)) {
-      const auto limit = parse_milliseconds(option.substr(own.size()));
-      if (given || !limit) return std::nullopt;
+    const auto equals = std::min(option.find('='), option.size());
+    if (option.substr(0, equals) == own) {
+      const std::string_view value = option.substr(std::min(equals + 1, option.size()));
+      const auto limit = parse_milliseconds(value);
+      if (given || !limit) {
+        wrong = given ? "option 'timeout_ms' stands twice; give it once"
+                      : "timeout_ms cannot be '" + std::string(value) + "'; it is a whole number from 1 to 4294967295";
+        return std::nullopt;
+      }
       settings.limit_ns = *limit;
       given = true;
     } else {

@@ -13,7 +13,7 @@ struct Settings {
   uint64_t limit_ns = 2000'000'000;  // "timeout_ms", from 1 up: time for a command's answer
 };
 
-// Empty: an own option is malformed or given twice.
-std::optional<Settings> parse_settings(const char* text);
+// Empty: an own option is malformed or given twice; `wrong` then tells what and how it should be.
+std::optional<Settings> parse_settings(const char* text, std::string& wrong);
 
 }  // namespace rovk::trans

@@ -19,7 +19,7 @@ struct Options {
   std::string unit;  // empty: a unit of one's own
 };
 
-// Empty: an unknown way or option, a malformed number, an option given twice.
+// Empty: an unknown way or option, a malformed value, an option given twice; the reason is left in reason.h.
 std::optional<Options> parse_options(const char* text);
 
 }  // namespace rovk::transport

@@ -11,6 +11,7 @@
 
 #include "transport/connection.h"
 #include "transport/guard.h"
+#include "transport/reason.h"
 
 namespace {
 
@@ -48,11 +49,15 @@ int32_t wait(SharedUnit& shared, std::unique_lock<std::mutex>& lock, Time deadli
 int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot) {
   if (!slot) return -EINVAL;
   *slot = nullptr;
+  rovk::transport::clear_reason();
   return guarded([&]() -> int32_t {
     const auto options = rovk::transport::parse_options(text);
     if (!options) return -EINVAL;
     auto shared = rovk::transport::acquire_unit(*options);
-    if (!shared) return -EINVAL;
+    if (!shared) {
+      return rovk::transport::fail(-EINVAL, "unit '" + options->unit + "' is open with another clock or latency_ms; " +
+                                                "give the same, or leave them out");
+    }
     *slot = new rovk_transport(std::move(shared), owner);
     return 0;
   });

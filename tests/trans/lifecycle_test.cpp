@@ -1,8 +1,22 @@
 // Opening and closing a context, and what is made of handles that are none.
+#include <syslog.h>
+
 #include <cerrno>
+#include <cstdarg>
 #include <sstream>
 
 #include "session.h"
+
+// This program's own, to see the last line that was logged.
+static std::string logged;
+extern "C" __attribute__((visibility("default"))) void syslog(int, const char* format, ...) {
+  char text[1024];
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  logged = text;
+}
 
 TEST(Init, TakesAndRefusesTexts) {
   const auto init = [](const char* text, int32_t status) {
@@ -25,7 +39,17 @@ sim?timeout_ms=-1|sim?timeout_ms=5s|sim?timeout_ms= 5|sim?timeout_ms=4294967296|
 sim?timeout_ms=5&|sim?&timeout_ms=5|sim?clock=virtual&clock=virtual|sim?clock=stopped|sim?latency_ms=1x|
 sim?latency_ms=-3|sim?unit=|sim?unit=a&unit=b|sim?speed=9)");
   for (std::string text; std::getline(taken >> std::ws, text, '|');) init(text.c_str(), 0);
-  for (std::string text; std::getline(refused >> std::ws, text, '|');) init(text.c_str(), -EINVAL);
+  for (std::string text; std::getline(refused >> std::ws, text, '|');) {
+    logged.clear();
+    init(text.c_str(), -EINVAL);
+    // The line names the text, what is wrong with it, and what would be right.
+    EXPECT_EQ(0U, logged.find("rovktrans_init cannot open '" + text + "': ")) << logged;
+    EXPECT_NE(std::string::npos, logged.find("; ")) << logged;
+  }
+  EXPECT_EQ(
+      "rovktrans_init cannot open 'sim?speed=9': no option 'speed'; there are clock=real|virtual, latency_ms=N, "
+      "processing_ms=N, unit=NAME, timeout_ms=N",
+      logged);
   EXPECT_EQ(-EINVAL, rovktrans_init("sim", nullptr, nullptr));
 }
 
