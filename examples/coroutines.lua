@@ -6,14 +6,19 @@ local loop = require "rovk_loop"
 local status, context = rovk.rovktrans_init("sim?latency_ms=20", nil)
 assert(status == 0, "no unit")
 
--- Runs rovktrans_<name> from inside a coroutine; gives the values, then the error table.
+-- Runs rovktrans_<name> from inside a coroutine and gives the values; a refusal is an error there.
 local function command(name, address, ...)
   local this = coroutine.running()
   local function resume(...)
     assert(coroutine.resume(this, ...))
   end
   assert(rovk["rovktrans_" .. name .. "_async_lua"](context, address, resume, ...) == 0)
-  return coroutine.yield()
+  local results = { coroutine.yield() }
+  local errors = table.remove(results) -- behind the values
+  if errors.error_id ~= 0 then
+    error(("%s: error id %d"):format(name, errors.error_id), 2)
+  end
+  return unpack(results)
 end
 
 local running = 0
@@ -44,7 +49,7 @@ start(function()
 end)
 
 while running > 0 do
-  loop.dispatch(context, 1000)
+  assert(loop.dispatch(context, 1000))
 end
 print("both done")
 assert(rovk.rovktrans_deinit(context) == 0)

@@ -51,14 +51,15 @@ local function show_partition(partition, id, size, free, tagged, used)
   end
 end
 
--- Partitions are numbered without a gap; the first number without one ends the walk.
+-- Partitions are numbered without a gap; the first number that is refused as none ends the walk.
 local own
 for partition = 0, 255 do
-  local result, _, id, size, free, tagged, used =
+  local result, errors, id, size, free, tagged, used =
     rovk.rovktrans_eeprom_partition_table_0013_get_partition_info(context, address, partition)
-  if result ~= 0 then
+  if result == rovk.ROVK_EEPROM_PARTITION_TABLE_0013_ERROR_PARTITION_ACCESS then
     break
   end
+  check(result, errors)
   show_partition(partition, id, size, free, tagged, used)
   own = own or (tagged ~= 0 and free > 100 and partition)
 end

@@ -50,7 +50,7 @@ end)
 local function happen(action, ...)
   assert(action(context, ...))
   assert(unit.advance(context, 1000))
-  while loop.dispatch(context, 0) > 0 do end
+  while assert(loop.dispatch(context, 0)) > 0 do end
 end
 
 happen(unit.press, button.index)
@@ -58,8 +58,8 @@ happen(unit.release, button.index)
 happen(unit.set, "alarm", alarm.index, 1)
 happen(unit.reset, button.address, 3)
 happen(function()
-  local result = rovk.rovktrans_positioning_002a_set_velocity(context, head.address, head.index, 1000, 0, 0)
-  return result == 0
+  local result, errors = rovk.rovktrans_positioning_002a_set_velocity(context, head.address, head.index, 1000, 0, 0)
+  return result == 0, "refused with error " .. errors.error_id
 end)
 
 for _, unsubscribe in ipairs(subscriptions) do

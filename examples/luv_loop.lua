@@ -13,18 +13,27 @@ local sensor = rovk.rovktrans_find_device(context, rovk.ROVK_TEMPERATURE_SENSOR_
 
 local watcher = uv.new_poll(loop.fd(context))
 watcher:start("r", function()
-  loop.dispatch(context, 0)
+  assert(loop.dispatch(context, 0))
 end)
 
--- A reading every 50 ms, until the button is pressed. Looking the devices up took its time, which libuv
+-- A reading every 50 ms, until the button is pressed while one is under way. Looking the devices up took its time, which libuv
 -- has not noticed yet.
 uv.update_time()
-local clock = uv.new_timer()
+local clock, asked = uv.new_timer(), 0
 clock:start(0, 50, function()
+  asked = asked + 1
   assert(rovk.rovktrans_temperature_sensor_0009_get_millidegree_celsius_async_lua(context, sensor.address,
-    function(temperature)
-      print(("%.1f degrees"):format(temperature / 1000))
+    function(temperature, errors)
+      -- The one that is under way when the context closes has no value: it ends with an error.
+      if errors.error_id == 0 then
+        print(("%.1f degrees"):format(temperature / 1000))
+      else
+        print("no reading, error " .. errors.error_id)
+      end
     end, sensor.index) == 0)
+  if asked == 4 then
+    assert(unit.press(context, button.index))
+  end
 end)
 
 local handle
@@ -33,12 +42,6 @@ handle = rovk.rovktrans_button_0002_state_change_register_callback_lua(context, 
   assert(rovk.rovktrans_button_0002_state_change_unregister_callback_lua(context, button.address, handle) == 0)
   clock:close()
   watcher:close()
-end)
-
-local finger = uv.new_timer()
-finger:start(180, 0, function()
-  assert(unit.press(context, button.index))
-  finger:close()
 end)
 
 uv.run()

@@ -24,7 +24,7 @@ print(open .. " commands in flight")
 
 local rounds = 0
 while open > 0 do
-  assert(loop.dispatch(context, 1000) > 0, "the rest of the answers does not come")
+  assert(assert(loop.dispatch(context, 1000)) > 0, "the rest of the answers does not come")
   rounds = rounds + 1
 end
 

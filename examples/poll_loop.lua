@@ -16,8 +16,8 @@ local handle = rovk.rovktrans_button_0002_state_change_register_callback_lua(con
     print(("event: button %d, pressed %d"):format(index, pressed))
     left = left - 1
   end)
-assert(rovk.rovktrans_button_0002_get_state_async_lua(context, button.address, function(pressed)
-  print("answer: pressed " .. pressed)
+assert(rovk.rovktrans_button_0002_get_state_async_lua(context, button.address, function(pressed, errors)
+  print(errors.error_id == 0 and "answer: pressed " .. pressed or "no answer, error " .. errors.error_id)
   left = left - 1
 end, button.index) == 0)
 assert(unit.press(context, button.index))
@@ -25,7 +25,7 @@ assert(unit.press(context, button.index))
 local descriptors = { [loop.fd(context)] = { events = { IN = true } } }
 while left > 0 do
   assert(poll.poll(descriptors, 1000) > 0, "nothing in a second")
-  loop.dispatch(context, 0)
+  assert(loop.dispatch(context, 0))
 end
 assert(rovk.rovktrans_button_0002_state_change_unregister_callback_lua(context, button.address, handle) == 0)
 assert(rovk.rovktrans_deinit(context) == 0)

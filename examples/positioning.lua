@@ -29,14 +29,14 @@ end
 
 show("at the start")
 positioning("set_position", 90000, -10000, 45000, 20000, 50, 20)
-unit.advance(context, 500)
+assert(unit.advance(context, 500))
 show("half a second on")
-unit.advance(context, 10000)
+assert(unit.advance(context, 10000))
 show("at the target")
 
 -- At a velocity the head moves until it is told otherwise or meets a limit.
 positioning("set_velocity", -10000, 0, 0)
-unit.advance(context, 2000)
+assert(unit.advance(context, 2000))
 print("velocity now", positioning("get_velocity"))
 positioning("set_velocity", 0, 0, 0)
 show("stopped")
