@@ -16,8 +16,8 @@ watcher:start("r", function()
   assert(loop.dispatch(context, 0))
 end)
 
--- A reading every 50 ms, until the button is pressed while one is under way. Looking the devices up took its time, which libuv
--- has not noticed yet.
+-- A reading every 50 ms, until the button is pressed while one is under way. Looking the devices up
+-- took its time, which libuv has not noticed yet.
 uv.update_time()
 local clock, asked = uv.new_timer(), 0
 clock:start(0, 50, function()
