@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <iterator>
 #include <limits>
-#include <span>
 
 namespace rovk::unit {
 namespace {
@@ -24,64 +23,29 @@ constexpr int64_t one_at_rest[] = {0};
 constexpr int64_t contacts[] = {0, 0};
 constexpr int64_t motors[] = {0, 0, 0};
 
-struct Row {
-  std::string_view name;
-  std::span<const int64_t> at_start;
-  int64_t low;
-  int64_t high;
-  std::string_view unit;    // of a quantity
-  std::string_view states;  // of anything else: what its few values mean
+constexpr InputRow rows[input_count] = {
+    {"temperature", temperatures, absolute_zero, highest, "millidegrees Celsius", nullptr},
+    {"light", light, 0, std::numeric_limits<uint32_t>::max(), "millilux", nullptr},
+    {"bus_voltage", bus_voltage, 0, highest, "millivolts", nullptr},
+    {"current", current, lowest, highest, "milliamperes", nullptr},
+    {"analog", analog, lowest, highest, "millivolts", nullptr},
+    {"button", one_at_rest, 0, 1, nullptr, "0 (released) or 1 (pressed)"},
+    {"alarm", contacts, 0, 2, nullptr, "0 (open), 1 (closed) or 2 (sabotaged)"},
+    {"switch_contact", one_at_rest, 0, 1, nullptr, "0 (off) or 1 (on)"},
+    {"fan_blocked", one_at_rest, 0, 1, nullptr, "0 (turns freely) or 1 (blocked)"},
+    {"motor_blocked", motors, 0, 1, nullptr, "0 (moves freely) or 1 (blocked)"},
+    {"port_taken", one_at_rest, 0, 1, nullptr, "0 (free) or 1 (taken)"},
 };
-
-// In the order of Input.
-constexpr Row rows[input_count] = {
-    {"temperature", temperatures, absolute_zero, highest, "millidegrees Celsius", {}},
-    {"light", light, 0, std::numeric_limits<uint32_t>::max(), "millilux", {}},
-    {"bus_voltage", bus_voltage, 0, highest, "millivolts", {}},
-    {"current", current, lowest, highest, "milliamperes", {}},
-    {"analog", analog, lowest, highest, "millivolts", {}},
-    {"button", one_at_rest, 0, 1, {}, "0 (released) or 1 (pressed)"},
-    {"alarm", contacts, 0, 2, {}, "0 (open), 1 (closed) or 2 (sabotaged)"},
-    {"switch_contact", one_at_rest, 0, 1, {}, "0 (off) or 1 (on)"},
-    {"fan_blocked", one_at_rest, 0, 1, {}, "0 (turns freely) or 1 (blocked)"},
-    {"motor_blocked", motors, 0, 1, {}, "0 (moves freely) or 1 (blocked)"},
-    {"port_taken", one_at_rest, 0, 1, {}, "0 (free) or 1 (taken)"},
-};
-
-const Row& row_of(Input input) { return rows[static_cast<std::size_t>(input)]; }
 
 }  // namespace
 
-std::string_view input_name(Input input) { return row_of(input).name; }
+std::span<const InputRow, input_count> inputs() { return rows; }
 
 std::optional<Input> find_input(std::string_view name) {
   const auto found =
-      std::find_if(std::begin(rows), std::end(rows), [name](const Row& row) { return row.name == name; });
+      std::find_if(std::begin(rows), std::end(rows), [name](const InputRow& row) { return row.name == name; });
   if (found == std::end(rows)) return std::nullopt;
   return static_cast<Input>(found - std::begin(rows));
-}
-
-unsigned places(Input input) { return static_cast<unsigned>(row_of(input).at_start.size()); }
-
-std::string explain_name(std::string_view name) {
-  std::string text = "no input '" + std::string(name) + "'; there are ";
-  for (const Row& row : rows) text += (&row == rows ? "" : ", ") + std::string(row.name);
-  return text;
-}
-
-std::string explain_index(Input input, uint32_t index) {
-  const unsigned last = places(input) - 1;
-  return "no " + std::string(input_name(input)) + " " + std::to_string(index) +
-         (last == 0 ? "; there is 0 alone" : "; there are 0 to " + std::to_string(last));
-}
-
-std::string explain_value(Input input, int64_t value) {
-  const Row& row = row_of(input);
-  if (value >= row.low && value <= row.high) return {};
-  std::string text = std::string(row.name) + " cannot be " + std::to_string(value) + "; it is ";
-  if (!row.states.empty()) return text + std::string(row.states);
-  text += value < row.low ? std::to_string(row.low) + " or more " : std::to_string(row.high) + " or less ";
-  return text + std::string(row.unit);
 }
 
 World::World() {

@@ -6,7 +6,7 @@
 #include <cstdint>
 #include <map>
 #include <optional>
-#include <string>
+#include <span>
 #include <string_view>
 
 namespace rovk::unit {
@@ -27,16 +27,19 @@ enum class Input : uint8_t {
 
 inline constexpr std::size_t input_count = 11;
 
-std::string_view input_name(Input input);
-std::optional<Input> find_input(std::string_view name);
-// How many there are of an input; indexes count from 0.
-unsigned places(Input input);
+// What an input can be. A quantity has a unit, anything else a few states.
+struct InputRow {
+  const char* name;
+  std::span<const int64_t> at_start;  // one value for each index
+  int64_t low;
+  int64_t high;
+  const char* unit;
+  const char* states;
+};
 
-// Texts for who named an input, an index or a value that there is not: what was wrong and what there
-// is. That of a value is empty when the input can have it.
-std::string explain_name(std::string_view name);
-std::string explain_index(Input input, uint32_t index);
-std::string explain_value(Input input, int64_t value);
+// In the order of Input.
+std::span<const InputRow, input_count> inputs();
+std::optional<Input> find_input(std::string_view name);
 
 class World {
  public:

@@ -2,8 +2,8 @@
 
 #include <rovk/constants.h>
 
+#include <cstdio>
 #include <mutex>
-#include <string>
 #include <unordered_map>
 
 #include "trans/log.h"
@@ -34,11 +34,10 @@ void* next_handle() {
 }
 
 // The status alone does not tell what is wrong with a text.
-int32_t refuse(int32_t status, const char* text, const std::string& wrong) {
-  if (!wrong.empty()) {
-    const std::string line = "rovktrans_init cannot open '" + std::string(text) + "': " + wrong;
-    log_line(ROVK_LOG_PRIORITY_ERR, line.c_str());
-  }
+int32_t refuse(int32_t status, const char* text, const char* wrong) {
+  char line[1024];
+  std::snprintf(line, sizeof line, "rovktrans_init cannot open '%s': %s", text ? text : "", wrong);
+  if (*wrong) log_line(ROVK_LOG_PRIORITY_ERR, line);
   return status;
 }
 
@@ -53,7 +52,7 @@ void Context::update_descriptor() {
 }
 
 int32_t open_context(const char* text, void** slot) {
-  std::string wrong;
+  const char* wrong = "";
   const auto settings = parse_settings(text, wrong);
   if (!settings) return refuse(-EINVAL, text, wrong);
   void* const handle = next_handle();
@@ -61,7 +60,7 @@ int32_t open_context(const char* text, void** slot) {
   auto context = std::make_shared<Context>(handle, settings->limit_ns);
   rovk_transport* transport = nullptr;
   const int32_t status = rovk_transport_open(settings->way.c_str(), handle, &transport);
-  if (status != 0) return refuse(status, text ? text : "", rovk_transport_reason());
+  if (status != 0) return refuse(status, text, rovk_transport_reason());
   context->transport.reset(transport);
   context->application = rovk_transport_application(transport);
   const std::lock_guard lock(contexts().mutex);

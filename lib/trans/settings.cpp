@@ -17,7 +17,7 @@ std::optional<uint64_t> parse_milliseconds(std::string_view text) {
 
 }  // namespace
 
-std::optional<Settings> parse_settings(const char* text, std::string& wrong) {
+std::optional<Settings> parse_settings(const char* text, const char*& wrong) {
   Settings settings;
   std::string_view rest = text ? text : "";
   const auto mark = rest.find('?');
@@ -39,7 +39,7 @@ std::optional<Settings> parse_settings(const char* text, std::string& wrong) {
       const auto limit = parse_milliseconds(value);
       if (given || !limit) {
         wrong = given ? "option 'timeout_ms' stands twice; give it once"
-                      : "timeout_ms cannot be '" + std::string(value) + "'; it is a whole number from 1 to 4294967295";
+                      : "timeout_ms cannot be that; it is a whole number from 1 to 4294967295";
         return std::nullopt;
       }
       settings.limit_ns = *limit;

@@ -14,6 +14,6 @@ struct Settings {
 };
 
 // Empty: an own option is malformed or given twice; `wrong` then tells what and how it should be.
-std::optional<Settings> parse_settings(const char* text, std::string& wrong);
+std::optional<Settings> parse_settings(const char* text, const char*& wrong);
 
 }  // namespace rovk::trans

@@ -41,9 +41,9 @@ bool set_unit(Options& options, std::string_view value) {
 }
 
 struct Option {
-  std::string_view key;
-  std::string_view form;     // as a list of the options shows it
-  std::string_view allowed;  // what a value is
+  const char* key;
+  const char* form;     // as a list of the options shows it
+  const char* allowed;  // what a value is
   bool (*given)(const Options&);
   bool (*set)(Options&, std::string_view value);  // false: not one of the values allowed
 };
@@ -59,26 +59,31 @@ constexpr Option known[] = {
      set_unit},
 };
 
-std::string quoted(std::string_view text) { return "'" + std::string(text) + "'"; }
+int length(std::string_view text) { return static_cast<int>(text.size()); }
 
 // librovktrans's own option is listed as well: for who writes the text there is one list.
-std::string unknown_option(std::string_view key) {
-  std::string text = "no option " + quoted(key) + "; there are ";
-  for (const Option& option : known) text += std::string(option.form) + ", ";
-  return text + "timeout_ms=N";
+void explain_unknown(std::string_view key) {
+  fail(-EINVAL, "no option '%.*s'; there are ", length(key), key.data());
+  for (const Option& option : known) add_reason("%s, ", option.form);
+  add_reason("timeout_ms=N");
 }
 
-// Empty: done. Otherwise what is wrong with "key=value".
-std::string set_option(Options& options, std::string_view text) {
-  const auto equals = text.find('=');
-  const std::string_view key = text.substr(0, equals);
+// False: "key=value" is none; the reason is kept.
+bool set_option(Options& options, std::string_view text) {
+  const std::string_view key = text.substr(0, text.find('='));
+  const std::string_view value = text.substr(std::min(key.size() + 1, text.size()));
   const auto row =
-      std::find_if(std::begin(known), std::end(known), [key](const Option& one) { return one.key == key; });
-  if (row == std::end(known)) return unknown_option(key);
-  if (row->given(options)) return "option " + quoted(key) + " stands twice; give it once";
-  const std::string_view value = equals == std::string_view::npos ? std::string_view() : text.substr(equals + 1);
-  if (row->set(options, value)) return {};
-  return std::string(key) + " cannot be " + quoted(value) + "; it is " + std::string(row->allowed);
+      std::find_if(std::begin(known), std::end(known), [key](const Option& option) { return option.key == key; });
+  if (row == std::end(known)) {
+    explain_unknown(key);
+  } else if (row->given(options)) {
+    fail(-EINVAL, "option '%s' stands twice; give it once", row->key);
+  } else if (row->set(options, value)) {
+    return true;
+  } else {
+    fail(-EINVAL, "%s cannot be '%.*s'; it is %s", row->key, length(value), value.data(), row->allowed);
+  }
+  return false;
 }
 
 }  // namespace
@@ -88,18 +93,14 @@ std::optional<Options> parse_options(const char* text) {
   std::string_view rest = text ? text : "";
   const std::string_view way = rest.substr(0, rest.find('?'));
   if (!rest.empty() && way != "sim") {
-    fail(-EINVAL, "no way to a unit called " + quoted(way) + "; there is sim, as in sim?clock=virtual");
+    fail(-EINVAL, "no way to a unit called '%.*s'; there is sim, as in sim?clock=virtual", length(way), way.data());
     return std::nullopt;
   }
   if (rest.size() == way.size()) return options;
   rest.remove_prefix(way.size() + 1);
   for (;;) {
     const std::string_view option = rest.substr(0, rest.find('&'));
-    const std::string wrong = set_option(options, option);
-    if (!wrong.empty()) {
-      fail(-EINVAL, wrong);
-      return std::nullopt;
-    }
+    if (!set_option(options, option)) return std::nullopt;
     if (option.size() == rest.size()) return options;
     rest.remove_prefix(option.size() + 1);
   }

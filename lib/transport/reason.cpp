@@ -4,25 +4,36 @@
 #include "rovk/transport.h"
 #pragma GCC visibility pop
 
-#include <algorithm>
-#include <array>
+#include <cstdarg>
+#include <cstdio>
+#include <cstring>
 
 namespace rovk::transport {
 namespace {
 
 // No object with a destructor: a thread may end after the library's own end.
-thread_local std::array<char, 512> kept;
+thread_local char kept[512];
 
 }  // namespace
 
 void clear_reason() { kept[0] = 0; }
 
-int32_t fail(int32_t status, std::string_view text) {
-  const auto end = std::copy_n(text.data(), std::min(text.size(), kept.size() - 1), kept.begin());
-  *end = 0;
+int32_t fail(int32_t status, const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(kept, sizeof kept, format, arguments);
+  va_end(arguments);
   return status;
+}
+
+void add_reason(const char* format, ...) {
+  const std::size_t length = std::strlen(kept);
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(kept + length, sizeof kept - length, format, arguments);
+  va_end(arguments);
 }
 
 }  // namespace rovk::transport
 
-const char* rovk_transport_reason(void) { return rovk::transport::kept.data(); }
+const char* rovk_transport_reason(void) { return rovk::transport::kept; }

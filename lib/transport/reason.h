@@ -3,13 +3,15 @@
 #pragma once
 
 #include <cstdint>
-#include <string_view>
 
 namespace rovk::transport {
 
 void clear_reason();
 
 // Keeps the text, cut where it is very long, and gives the status back.
-int32_t fail(int32_t status, std::string_view text);
+[[gnu::format(printf, 2, 3)]] int32_t fail(int32_t status, const char* format, ...);
+
+// Adds to the text that is kept.
+[[gnu::format(printf, 1, 2)]] void add_reason(const char* format, ...);
 
 }  // namespace rovk::transport

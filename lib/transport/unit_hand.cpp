@@ -5,7 +5,7 @@
 #pragma GCC visibility pop
 
 #include <cerrno>
-#include <string>
+#include <cinttypes>
 
 #include "transport/connection.h"
 #include "transport/guard.h"
@@ -14,17 +14,52 @@
 
 namespace {
 
+using rovk::transport::add_reason;
 using rovk::transport::fail;
 using rovk::transport::Hand;
 using rovk::unit::Input;
+using rovk::unit::InputRow;
 using rovk::unit::Time;
+
+const InputRow& row_of(Input input) { return rovk::unit::inputs()[static_cast<std::size_t>(input)]; }
 
 int32_t fail_null() { return fail(-EINVAL, "a null pointer where something to read or write is expected"); }
 
 int32_t check_peripheral(bool found, uint16_t address) {
   if (found) return 0;
-  return fail(-ENXIO, "no peripheral at address " + std::to_string(address) +
-                          "; rovktrans_find_device gives a device's address, the router's get_route gives all");
+  return fail(-ENXIO,
+              "no peripheral at address %u; rovktrans_find_device gives a device's address, the router's get_route "
+              "gives all",
+              address);
+}
+
+int32_t fail_name(const char* name) {
+  fail(-ENOENT, "no input '%s'; there are ", name);
+  const char* glue = "";
+  for (const InputRow& row : rovk::unit::inputs()) {
+    add_reason("%s%s", glue, row.name);
+    glue = ", ";
+  }
+  return -ENOENT;
+}
+
+int32_t check_index(const InputRow& row, uint32_t index) {
+  if (index < row.at_start.size()) return 0;
+  if (row.at_start.size() == 1) return fail(-ENXIO, "no %s %u; there is 0 alone", row.name, index);
+  return fail(-ENXIO, "no %s %u; there are 0 to %zu", row.name, index, row.at_start.size() - 1);
+}
+
+int32_t check_value(const InputRow& row, int64_t value) {
+  if (value >= row.low && value <= row.high) return 0;
+  fail(-ERANGE, "%s cannot be %" PRId64 "; it is ", row.name, value);
+  if (row.states) {
+    add_reason("%s", row.states);
+  } else if (value < row.low) {
+    add_reason("%" PRId64 " or more %s", row.low, row.unit);
+  } else {
+    add_reason("%" PRId64 " or less %s", row.high, row.unit);
+  }
+  return -ERANGE;
 }
 
 // Runs `work(unit, application)` on the unit behind the context, and lets what it caused be seen.
@@ -46,9 +81,9 @@ int32_t with_input(void* context, const char* name, uint32_t index, Work work) {
   return with_unit(context, [&](rovk::unit::Unit& unit, uint16_t) -> int32_t {
     if (!name) return fail_null();
     const auto input = rovk::unit::find_input(name);
-    if (!input) return fail(-ENOENT, rovk::unit::explain_name(name));
-    if (index >= rovk::unit::places(*input)) return fail(-ENXIO, rovk::unit::explain_index(*input, index));
-    return work(unit, *input);
+    if (!input) return fail_name(name);
+    const int32_t refused = check_index(row_of(*input), index);
+    return refused != 0 ? refused : work(unit, *input);
   });
 }
 
@@ -76,10 +111,9 @@ int32_t rovk_unit_advance(void* context, uint64_t duration_ns) {
 
 int32_t rovk_unit_set_input(void* context, const char* input, uint32_t index, int64_t value) {
   return with_input(context, input, index, [&](rovk::unit::Unit& unit, Input which) -> int32_t {
-    const std::string wrong = rovk::unit::explain_value(which, value);
-    if (!wrong.empty()) return fail(-ERANGE, wrong);
-    unit.set_input(which, index, value);
-    return 0;
+    const int32_t refused = check_value(row_of(which), value);
+    if (refused == 0) unit.set_input(which, index, value);
+    return refused;
   });
 }
 
@@ -114,6 +148,6 @@ int32_t rovk_unit_disturb(void* context, const char* what, uint32_t count, uint3
   return with_unit(context, [&](rovk::unit::Unit& unit, uint16_t application) -> int32_t {
     if (!what) return fail_null();
     if (unit.disturb(application, what, count, value)) return 0;
-    return fail(-ENOENT, "no disturbance '" + std::string(what) + "'; there are " + rovk::unit::disturbance_names());
+    return fail(-ENOENT, "no disturbance '%s'; there are %s", what, rovk::unit::disturbance_names().c_str());
   });
 }
