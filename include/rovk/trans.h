@@ -64,7 +64,7 @@ enum rovktrans_failure {
  *   unit=NAME           contexts of this process that give the same name share one unit; the options of
  *                       the unit are those of the first, and others must agree or leave them out
  * `pointer` is not used. The handle is a number, not an address. -EINVAL: unknown text or option, or a
- * malformed value; `*slot` is null. */
+ * malformed value; `*slot` is null, and a line in the log names what is wrong. */
 int32_t rovktrans_init(const char* text, void* pointer, void** slot);
 
 /* Closes the context and ends every pending command with a communication failure. The callbacks of these

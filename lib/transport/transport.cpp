@@ -55,9 +55,8 @@ int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot
     if (!options) return -EINVAL;
     auto shared = rovk::transport::acquire_unit(*options);
     if (!shared) {
-      return rovk::transport::fail(
-          -EINVAL, "unit '%s' is open with another clock or latency_ms; give the same, or leave them out",
-          options->unit.c_str());
+      return rovk::transport::fail(-EINVAL, "unit '%s' is open with other options; give the same, or leave them out",
+                                   options->unit.c_str());
     }
     *slot = new rovk_transport(std::move(shared), owner);
     return 0;
