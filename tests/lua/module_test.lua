@@ -31,7 +31,9 @@ describe("the module", function()
       for _, item in ipairs(list) do
         assert.is_nil(wanted[item.name], item.name)
         wanted[item.name] = kind
-        assert.are.equal(kind == "number" and "number" or "function", type(rawget(rovk, item.name)), item.name)
+        local value = rawget(rovk, item.name)
+        assert.are.equal(kind == "number" and item.value or "function", kind == "number" and value or type(value),
+          item.name)
       end
     end
     assert.are.equal(3692, count(wanted))
@@ -41,6 +43,8 @@ describe("the module", function()
     assert.are.same({ 2480, 549, 663 }, { #model.functions, #model.classes, #model.all_constants })
     assert.are.equal(52, #model.variables)
     for _, item in ipairs(model.variables) do
+      local version = rovk[item.name]
+      assert.are.same(item.version, { major = version.major, minor = version.minor }, item.name)
       assert.is_nil(wanted[item.name])
       assert.is_nil(rawget(rovk, item.name))
     end

@@ -66,64 +66,6 @@ TEST_F(Bridge, AClearedReferenceDoesNothing) {
   EXPECT_EQ(own.ref, 0);
 }
 
-TEST_F(Bridge, ACommandsCallbackPassesValuesThenTheErrorTable) {
-  const int top = lua_gettop(L);
-  const int keys = state.registry_size();
-  rovk_error_led_0001_error error = {};
-  error.error_peripheral_address = 257;
-  error.id = ROVK_COMMON_ERROR_INVALID_PAYLOAD;
-  error.data.payload[0] = 2;
-  internal_rovktrans_led_0001_get_state_callback(
-      nullptr, 257, &error, 1, 500, 65535,
-      reference("function(a, b, c, e) note(a, b, c, e.error_id, e.payload_index) end"));
-  EXPECT_EQ(logged(), "1 500 65535 8 2");
-  EXPECT_EQ(lua_gettop(L), top);
-  EXPECT_EQ(state.registry_size(), keys) << "the reference outlived its one callback";
-}
-
-TEST_F(Bridge, ValuesKeepWidthAndSign) {
-  internal_rovktrans_unittest_ffff_add_one_to_types_callback(
-      nullptr, 65535, nullptr, -128, 255, -32768, 65535, INT32_MIN, UINT32_MAX,
-      reference("function(a, b, c, d, e, f, x) note(a, b, c, d, e, string.format('%.0f', f), x.error_id) end"));
-  EXPECT_EQ(logged(), "-128 255 -32768 65535 -2147483648 4294967295 0");
-}
-
-TEST_F(Bridge, ArraysAndVersionsBecomeTables) {
-  uint8_t bytes[22];
-  for (unsigned i = 0; i < sizeof bytes; ++i) bytes[i] = static_cast<uint8_t>(200 + i);
-  internal_rovktrans_common_echo_callback(nullptr, 1, nullptr, bytes,
-                                          reference("function(t) note(#t, t[1], t[22]) end"));
-  internal_rovktrans_common_echo_callback(nullptr, 1, nullptr, nullptr, reference("function(t) note(#t) end"));
-  uint16_t aliases[10] = {65535, 2};
-  internal_rovktrans_common_get_aliases_callback(nullptr, 1, nullptr, 2, aliases,
-                                                 reference("function(n, t) note(n, #t, t[1], t[3]) end"));
-  internal_rovktrans_common_get_peripheral_info_callback(
-      nullptr, 1, nullptr, 6, {1, 2}, {3, 4}, {5, 6}, 7, 8, 9, 10,
-      reference("function(id, a, b, c, m, q, d, l, e) note(id, a.major, a.minor, b.major, c.minor, m, q, d, l, "
-                "e.error_id) end"));
-  EXPECT_EQ(logged(), "22 200 221; 0; 2 10 65535 0; 6 1 2 3 6 7 8 9 10 0");
-}
-
-TEST_F(Bridge, OnlyTheSixServicesWithErrorsOfTheirOwnDecodeThem) {
-  rovk_error_calibration_0015_error own = {};
-  own.id = ROVK_CALIBRATION_0015_ERROR_EFL_OUT_OF_RANGE;
-  own.data.payload[1] = 1;
-  internal_rovktrans_calibration_0015_run_color_calibration_callback(
-      nullptr, 1, &own, reference("function(e) note(e.error_id, tostring(e.efl_cal_value)) end"));
-  rovk_error_led_0001_error other = {};
-  other.id = 34;
-  testing::internal::CaptureStdout();
-  internal_rovktrans_led_0001_set_state_callback(
-      nullptr, 1, &other, reference("function(e) note(e.error_id, tostring(e.efl_cal_value)) end"));
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "") << "the asynchronous path reports nothing";
-  EXPECT_EQ(logged(), "34 256; 34 nil");
-  testing::internal::CaptureStdout();
-  lua_newtable(L);
-  __process_rovktrans_led_0001_error(L, &other);
-  fflush(stdout);
-  EXPECT_EQ(testing::internal::GetCapturedStdout(), "FAIL WITH BAD ERROR VALUE 34\n");
-}
-
 TEST_F(Bridge, AFailingFunctionIsContainedAndLogged) {
   const int top = lua_gettop(L);
   const int keys = state.registry_size();
@@ -139,12 +81,6 @@ TEST_F(Bridge, AFailingFunctionIsContainedAndLogged) {
   internal_rovktrans_common_reset_occurred_event_callback(nullptr, 1, 4, subscription);
   EXPECT_EQ(logged(), "3; 4") << "a failure ends no subscription";
   freeContext(subscription);
-}
-
-TEST_F(Bridge, ANullContextTouchesNothing) {
-  internal_rovktrans_common_reset_callback(nullptr, 0, nullptr, nullptr);
-  internal_rovktrans_common_reset_occurred_event_callback(nullptr, 0, 0, nullptr);
-  EXPECT_EQ(host::take_log(), "");
 }
 
 TEST_F(Bridge, CallbacksOfCoroutinesRunWhateverTheCoroutineDoes) {
@@ -185,17 +121,6 @@ TEST_F(Bridge, AStateWithoutTheModuleServesAsWell) {
   ASSERT_TRUE(made);
   internal_rovktrans_common_reset_callback(nullptr, 1, nullptr, made);
   EXPECT_EQ(bare.run("return result"), "0");
-}
-
-TEST_F(Bridge, RefusedSubscriptionsAndCommandsKeepNothing) {
-  const int keys = state.registry_size();
-  luaL_dostring(L, "return function() end");
-  const SWIGLUA_FN function = {L, lua_gettop(L)};
-  // No such context: the library refuses both.
-  EXPECT_EQ(rovktrans_button_0002_state_change_register_callback_lua(nullptr, 258, function), nullptr);
-  EXPECT_LT(rovktrans_common_reset_async_lua(nullptr, 1, function), -1);
-  EXPECT_EQ(state.registry_size(), keys);
-  EXPECT_LT(rovktrans_button_0002_state_change_unregister_callback_lua(nullptr, 258, nullptr), 0);
 }
 
 }  // namespace
