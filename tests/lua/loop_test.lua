@@ -66,6 +66,7 @@ describe("the loop", function()
         loop.stop(context)
       end
     end
+    loop.stop(context) -- is no matter of a run to come
     ask(context, again)
     assert.are.equal(5, loop.run(context))
     assert.are.equal(5, calls)
@@ -86,6 +87,8 @@ describe("the loop", function()
   it("checks what it is given", function()
     local context = helper.open()
     for _, call in ipairs { { loop.dispatch, context, "x" }, { loop.dispatch, {}, 0 }, { loop.fd, 1 },
+      { loop.dispatch, io.stdout, 0 }, { loop.fd, rovk.rovk_version() }, { unit.now, newproxy() },
+      { unit.now, probe.light() },
       { unit.set, context, "button", -1, 0 }, { unit.set, context, "button", 0.5, 0 }, { unit.set, context, 1 },
       { unit.advance, context, -1 }, { unit.reset, context, 65536, 0 }, { unit.fault, context, 0, -1 },
       { unit.spontaneous_error, context, 0, 1, "x" }, { unit.spontaneous_error, context, 0, 1, { 256 } },
@@ -109,6 +112,10 @@ describe("the loop", function()
       assert.are.same({ n = 3, nil, results[2], results[3] }, results)
       assert.are.equal(case[1], results[2]:sub(1, #case[1]))
       assert.is_true(results[3] < 0)
+    end
+    for value, hand in pairs { [0] = unit.open, [1] = unit.close, [2] = unit.sabotage } do
+      assert.is_true(hand(context, 0))
+      assert.are.equal(value, unit.get(context, "alarm", 0))
     end
     assert.is_true(unit.set(context, "temperature", 2, -40000))
     assert.are.equal(-40000, unit.get(context, "temperature", 2))

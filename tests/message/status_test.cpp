@@ -29,6 +29,7 @@ TEST(Refusals, SayWhatAMessageIsNot) {
       // Another command's answer, another command, another event; an error of another command too.
       {"0 0 7 0 0 0 0 21 02 00", -EBADMSG, -EPROTO, -EPROTO, -EPROTO},
       {"0 0 7 0 0 0 0 20 01 21", -EPROTO, -EBADMSG, -EPROTO, -EPROTO},
+      {"0 0 7 0 0 0 0 00 03 01 07 00 08 00", -EPROTO, -EPROTO, -EBADMSG, -EPROTO},
       {"0 0 7 0 0 0 0 00 03 21", -EPROTO, -EPROTO, -EBADMSG, -EPROTO},
       {"0 0 7 0 0 0 0 21 02 01 07 00 08 00", -EBADMSG, -EPROTO, -EPROTO, 0},
       // An unknown error byte, unknown types, a message nobody filled.

@@ -201,6 +201,9 @@ function check.status(item)
     texts[4] = texts[4] and "&2, " .. texts[4] or "&2"
     check_recorded((item.name:gsub("_lua$", "")), texts)
     assert.are.equal(1, recorder.deliver())
+    recorder.behave { status = 5, at_once = true } -- or has called back already
+    assert.are.same({ n = 1, 5 }, call(item, values), item.name)
+    recorder.calls()
     return
   end
   check_recorded(item.name, texts)

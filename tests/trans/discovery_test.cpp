@@ -74,6 +74,9 @@ TEST(Discovery, AsksOnceAndAsksAgainAfterAFailure) {
   EXPECT_GT(learnt, start);
   EXPECT_NE(nullptr, rovktrans_find_peripheral(session.handle, ROVK_LED_0001_PERIPHERAL_ID));
   EXPECT_EQ(learnt, session.now_ms());
+  const Session silent;
+  silent.disturb("lose", 1000);
+  EXPECT_EQ(nullptr, rovktrans_find_peripheral(silent.handle, ROVK_ROUTER_0000_PERIPHERAL_ID));
 }
 
 TEST(Discovery, PassesOverWhatIsNotThere) {

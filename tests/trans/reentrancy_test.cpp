@@ -100,6 +100,20 @@ TEST(Reentrancy, OuterCallTimesOutAfterInnerOnes) {
   EXPECT_EQ(150U, session.now_ms());
 }
 
+// A look-up takes in whatever comes, the answer to the command before it included.
+TEST(Reentrancy, DispatchRunsWhatWasThereWhenItBegan) {
+  const Session session;
+  Script script;
+  script.run = [&] {
+    if (script.calls >= 20) return;
+    EXPECT_EQ(0, start(session, script));
+    EXPECT_EQ(nullptr, rovktrans_find_peripheral(session.handle, 0x1234));
+  };
+  ASSERT_EQ(0, start(session, script));
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, 0));
+  script.run = {};
+}
+
 // Commands of two contexts whose callbacks each issue a blocking command: one callback at a time, all of
 // them, in order, none inside another.
 TEST(Reentrancy, CallbacksRunToTheirEndOneByOne) {

@@ -1,5 +1,6 @@
 // Applications that meet on one unit.
 #include <cerrno>
+#include <chrono>
 #include <thread>
 
 #include "session.h"
@@ -73,7 +74,8 @@ TEST(SharedUnit, WakesAnotherThreadThatWaits) {
   const Session sleeper("unit=threads", "real"), waker("unit=threads", "real");
   Listener listener;
   ASSERT_EQ(0, subscribe(sleeper, listener));
-  std::thread thread([&] { EXPECT_EQ(1, rovktrans_dispatch(sleeper.handle, 5000)); });
+  std::thread thread([&] { EXPECT_EQ(1, rovktrans_dispatch(sleeper.handle, -1)); });
+  std::this_thread::sleep_for(std::chrono::milliseconds(30));  // by now it sleeps, and nothing it asked for is due
   for (int i = 0; i < 200; ++i) EXPECT_EQ(0, add_one(waker.handle, 1));
   EXPECT_EQ(0, rovk_unit_reset(waker.handle, unittest, 9));
   thread.join();

@@ -1,8 +1,27 @@
-// Subscriptions: who is called, how often, and who is not any more.
+// Subscriptions: who is called, how often, and who is not any more; and what goes to the log by itself.
+#include <syslog.h>
+
 #include <cerrno>
+#include <cstdarg>
 #include <utility>
 
 #include "session.h"
+
+namespace {
+
+std::vector<std::string> lines;  // of the log since a test cleared them, as "priority text"
+
+}  // namespace
+
+// The library finds this before the C library's.
+extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...) {
+  char text[1024];
+  std::va_list arguments;
+  va_start(arguments, format);
+  std::vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  lines.push_back(std::to_string(priority) + " " + text);
+}
 
 namespace {
 
@@ -109,6 +128,7 @@ TEST(Subscription, ChangesDuringDelivery) {
   first.run = [&] {
     EXPECT_EQ(0, unsubscribe(session, first));
     EXPECT_EQ(0, unsubscribe(session, second));
+    EXPECT_EQ(-ENOENT, unsubscribe(session, second)) << "gone, though the list still holds its place";
     for (int i = 0; i < 20; ++i) EXPECT_EQ(0, subscribe(session, fresh));
     // Comes after this delivery, whoever receives it.
     EXPECT_EQ(0, rovk_unit_reset(session.handle, unittest, 2));
@@ -166,6 +186,7 @@ TEST(Subscription, ContextClosedDuringDelivery) {
 
 TEST(Subscription, DefaultCallbacksLogAndAreNotCounted) {
   const Session session;
+  lines.clear();
   Listener listener;
   EXPECT_EQ(0, rovktrans_common_register_default_callbacks(session.handle, unittest));
   EXPECT_EQ(0, rovktrans_common_register_default_callbacks(session.handle, unittest));
@@ -176,4 +197,35 @@ TEST(Subscription, DefaultCallbacksLogAndAreNotCounted) {
   EXPECT_EQ(1, raise(session, 2));
   EXPECT_EQ(0, unsubscribe(session, listener));
   EXPECT_EQ(0, raise(session, 3));
+  EXPECT_EQ((std::vector<std::string>{"6 common reset_occurred at address 65535: type 1",
+                                      "6 common reset_occurred at address 65535: type 2",
+                                      "6 common reset_occurred at address 65535: type 3"}),
+            lines);
+  // Arrays are logged as bytes, reserved fields not at all.
+  const uint8_t payload[18] = {0x1f, 0xa0};
+  EXPECT_EQ(0, rovk_unit_spontaneous_error(session.handle, unittest, 11, payload));
+  const uint16_t fan = session.find(ROVK_FAN_000B_PERIPHERAL_ID);
+  EXPECT_EQ(0, rovktrans_fan_000b_register_default_callbacks(session.handle, fan));
+  EXPECT_EQ(0, rovktrans_fan_000b_set_state(session.handle, fan, nullptr, 0, 1));
+  EXPECT_EQ(0, rovktrans_dispatch(session.handle, 0));
+  ASSERT_EQ(5U, lines.size());
+  EXPECT_EQ("6 common spontaneous_error at address 65535: peripheral_address 65535, id 11, payload 1fa0" +
+                std::string(32, '0'),
+            lines[3]);
+  EXPECT_EQ(0U, lines[4].find("6 fan_000b state_change at address " + std::to_string(fan) + ": state 1, rpm "));
+}
+
+TEST(Log, TakesPlainTextAndTellsOfDroppedMessages) {
+  {
+    const Session session;
+    lines.clear();
+    EXPECT_EQ(0, rovktrans_log_message(session.handle, ROVK_LOG_PRIORITY_ERR, "100%s%n", nullptr));
+    EXPECT_EQ(0, rovktrans_log_message(session.handle, -1, "text", nullptr));
+    EXPECT_EQ(-EINVAL, rovktrans_log_message(session.handle, 3, nullptr));
+    EXPECT_EQ((std::vector<std::string>{"3 100%s%n", "0 text"}), lines);
+    session.disturb("misdirect", 2);
+    for (int i = 0; i < 2; ++i) EXPECT_EQ(-ETIMEDOUT, add_one(session.handle, 1));
+  }
+  ASSERT_EQ(3U, lines.size());
+  EXPECT_EQ("7 rovktrans: dropped 2 late, foreign or malformed messages", lines[2]);
 }

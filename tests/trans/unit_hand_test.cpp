@@ -20,6 +20,7 @@ TEST(UnitHand, RefusesMisuse) {
     const char* reason;
   } refused[] = {
       {"button", 0xffffffff, 1, -ENXIO, "no button 4294967295; there is 0 alone"},
+      {"button", 256, 1, -ENXIO, "no button 256; there is 0 alone"},
       {"alarm", 7, 1, -ENXIO, "no alarm 7; there are 0 to 1"},
       {"alarm", 1, 3, -ERANGE, "alarm cannot be 3; it is 0 (open), 1 (closed) or 2 (sabotaged)"},
       {"light", 0, -5, -ERANGE, "light cannot be -5; it is 0 or more millilux"},
