@@ -122,7 +122,8 @@ TEST_F(CalibrationTest, RangesAreMeasuredFromHomeToBothSides) {
   EXPECT_LT(wide["home_delta_wide"], 0);
   EXPECT_LT(unit.clock().now() - both_ways, both_ways);  // the shorter way takes less
   // A motor that is on its way for somebody else is not to be had.
-  play(R"(calibration_0015 run_zoom_range_home_measurement steps_wide=301 ! invalid_payload;
+  play(R"(calibration_0015 run_zoom_range_home_measurement steps_wide=301 ! invalid_payload 0;
+          run_zoom_range_home_measurement steps_tele=2701 ! invalid_payload 2;
           linear_actuator_000d set_speed speed=10; set_position position=1000;
           calibration_0015 run_z_calibration ! busy;)");
 }

@@ -143,6 +143,56 @@ TEST(Commands, ToldLimitsHold) {
   EXPECT_GT(tried, 30U);
 }
 
+// All that a service tells of itself without being asked for more than a device.
+Values told_by(Bench& bench, const Service& service) {
+  Values told;
+  for (const Command& command : service.commands) {
+    if (!starts_with(command.name, "get_")) continue;
+    const Received answer = bench.ask(service.name, command.name);
+    for (const auto& [field, value] : answer.values) told[std::string(command.name) + " " + field] = value;
+  }
+  return told;
+}
+
+// Every input of every set command to another value, whichever is taken.
+void change_all(Bench& bench, const Service& service) {
+  for (const Command& set : service.commands) {
+    if (!starts_with(set.name, "set_") || !set.request) continue;
+    for (const Field& field : set.request->fields) {
+      if (field.reserved || std::string_view(field.name) == "index") continue;
+      Values inputs = inputs_for(bench, service, set);
+      const int64_t now = inputs[field.name];
+      for (const int64_t value : {now + 7, now + 1, now - 7, now - 1}) {
+        inputs[field.name] = value;
+        if (fits(field, value) && bench.ask(service.name, set.name, inputs).error == 0) break;
+      }
+    }
+  }
+}
+
+// Where motors stand is no setting: a reset stops them.
+TEST(Commands, AResetTakesAllChangesBack) {
+  unsigned changes = 0;
+  for (const Service& service : catalogue::services()) {
+    if (service.id < 0) continue;
+    SCOPED_TRACE(service.name);
+    Bench bench;
+    Values before = told_by(bench, service);
+    if (!starts_with(service.name, "iris")) before.erase("get_position position");
+    before.erase("get_home_sense home_sense_value");
+    change_all(bench, service);
+    bench.advance(10s);
+    Values after = told_by(bench, service);
+    for (const auto& [name, value] : before) changes += after[name] != value;
+    ASSERT_TRUE(bench.unit.set_fault(address_of(service.name), 7));
+    ASSERT_TRUE(bench.unit.reset_peripheral(address_of(service.name), 1));
+    bench.advance(10s);
+    after = told_by(bench, service);
+    for (const auto& [name, value] : before) EXPECT_EQ(after[name], value) << name;
+  }
+  EXPECT_GT(changes, 100U);
+}
+
 TEST(Commands, RefusedCommandStoresNothing) {
   Bench bench;
   bench.play(R"(led_0001 set_state index=1 on=1 duty_cycle_on_ms=250 duty_cycle_off_ms=750;

@@ -142,7 +142,7 @@ TEST_F(Eeprom, ALockKeepsOthersFromChangingUntilItsTimeIsOut) {
 TEST_F(Eeprom, UnlockingOrLockingAgainStopsTheOldTime) {
   play_table(R"(lock timeout_ms=100; listen eeprom_partition_table_0013; unlock;
                 lock partition_index=2 timeout_ms=100; wait 60 ms; lock partition_index=2 timeout_ms=100; wait 60 ms;
-                events 0; reset eeprom_partition_table_0013; wait 1 s;)");
+                events 0; reset eeprom_partition_table_0013; wait 1 s; unlock partition_index=2 ! invalid_sequence;)");
   for (const Received& event : events()) EXPECT_EQ(event.body, ROVK_COMMON_EVENT_RESET_OCCURRED);
 }
 

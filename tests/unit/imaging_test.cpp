@@ -118,6 +118,13 @@ TEST_F(Imaging, AWhiteSquareSetsTheGainsAgainstTheLight) {
   play(measure +
        "lower_right_y_decipercent=500 macbeth_square=" + std::to_string(ROVK_IMGCTRL_0006_MACBETH_SQUARE_WHITE));
   EXPECT_EQ(value(WB_AUTO_MODE), 0);
+  const std::string at = measure + "lower_right_y_decipercent=500 macbeth_square=";
+  play(at + std::to_string(ROVK_IMGCTRL_0006_MACBETH_SQUARE_BLACK) + ";" + at +
+       std::to_string(ROVK_IMGCTRL_0006_MACBETH_SQUARE_WHITE));
+  EXPECT_LT(value(WB_MANUAL_OFFSET_R), 0) << "which the white square leaves alone";
+  EXPECT_GT(value(WB_MANUAL_OFFSET_B), 0);
+  play(at + std::to_string(ROVK_IMGCTRL_0006_MACBETH_SQUARE_WHITE_ONLY));
+  EXPECT_EQ(value(WB_MANUAL_OFFSET_R) | value(WB_MANUAL_OFFSET_B), 0);
   EXPECT_LT(value(WB_MANUAL_GAIN_RR), value(WB_MANUAL_GAIN_GG));
   EXPECT_GT(value(WB_MANUAL_GAIN_BB), value(WB_MANUAL_GAIN_GG));
   play(measure + "lower_right_y_decipercent=500 macbeth_square=5 ! invalid_payload 1;");

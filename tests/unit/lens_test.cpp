@@ -57,6 +57,8 @@ TEST_F(LensTest, PlacesAndSpeedsBeyondTheLimitsAreRefused) {
   expect_refused(ask(first, "set_speed", {{"index", 0}, {"speed", speed["max"] + 1}}), 2);
   expect_refused(ask(second, "set_position", {{"index", 0}, {"position", high}, {"speed", speed["min"] - 1}}), 6);
   EXPECT_EQ(position(), 400) << "a refused command has moved the motor";
+  play("linear_actuator_000d move_steps steps=1601 ! invalid_payload 2; move_steps steps=1600 block=1;");
+  EXPECT_EQ(position(), high);
 }
 
 TEST_F(LensTest, HomeIsWhereTheSensorSays) {
@@ -73,6 +75,8 @@ TEST_F(LensTest, AMotorThatIsBlockedStopsWhereItStands) {
   play(R"(linear_actuator_000d set_position position=0; wait 10 s; get_position -> position=500; events 0;
           move_steps index=1 steps=7 block=1;)");
   EXPECT_EQ(position(zoom_motor), 307) << "the zoom is not blocked";
+  play("linear_actuator_0028 set_position index=1 position=1307 speed=100; input motor_blocked 2 1; wait 10 s;");
+  EXPECT_EQ(position(zoom_motor), 1307) << "another motor is blocked";
 }
 
 TEST_F(LensTest, AutoFocusFindsTheSharpPlaceAndTellsOfOneMovement) {

@@ -83,7 +83,7 @@ TEST_F(Alarms, DwellOnAnAlarmThatIsOver) {
 TEST_F(Alarms, SayNothingWhileNotEnabled) {
   play(
       R"(listen alarm_0004; listen alarm_0017; alarm_0004 set_configuration; alarm_0017 set_configuration;
-          input alarm 0 1; wait 1 s; events 0;)");
+          input alarm 0 1; wait 1 s; input alarm 0 0; wait 1 ms; input alarm 0 1; wait 1 s; events 0;)");
 }
 
 // The state of a relay over time, as "time in ms:state" at each change, and
@@ -152,11 +152,11 @@ TEST_F(Drives, KeepPwmAndAmountTogetherAndFollowTheSurroundings) {
     const char *service, *amount, *field;
     int64_t full;
     Input input;
-    int64_t off, on;
+    int64_t off, on, between;
   } rows[] = {
-      {"ir_illuminator_0008", "power", "milliWatts", 8'000, Input::light, 300'000, 100},
-      {"heater_000a", "power", "milliWatts", 15'000, Input::temperature, 20'000, 0},
-      {"fan_000b", "speed", "rpm", 6'000, Input::temperature, 30'000, 70'000},
+      {"ir_illuminator_0008", "power", "milliWatts", 8'000, Input::light, 300'000, 100, 8'000},
+      {"heater_000a", "power", "milliWatts", 15'000, Input::temperature, 20'000, 0, 5'000},
+      {"fan_000b", "speed", "rpm", 6'000, Input::temperature, 30'000, 70'000, 58'000},
   };
   for (const auto& row : rows) {
     SCOPED_TRACE(row.service);
@@ -172,9 +172,11 @@ TEST_F(Drives, KeepPwmAndAmountTogetherAndFollowTheSurroundings) {
     EXPECT_EQ(bench.get(row.service, "get_state"), 0);
     bench.ask(row.service, "set_control_loop_enable", {{"enable", 1}});
     EXPECT_EQ(bench.ask(row.service, "set_state", {{"state", 1}}).error, ROVK_COMMON_ERROR_INVALID_SEQUENCE);
-    EXPECT_EQ(bench.get(row.service, "get_state"), 1);
-    bench.unit.set_input(row.input, 0, row.off);
-    EXPECT_EQ(bench.get(row.service, "get_state"), 0);
+    for (const auto& [seen, state] :
+         {std::pair{row.on, 1}, {row.between, 1}, {row.off, 0}, {row.between, 0}, {row.on, 1}}) {
+      bench.unit.set_input(row.input, 0, seen);
+      EXPECT_EQ(bench.get(row.service, "get_state"), state) << seen;
+    }
   }
 }
 

@@ -146,6 +146,8 @@ TEST_F(PositioningTest, SoftLimitsHoldUntilTheyAreCleared) {
 
 TEST_F(PositioningTest, NewSoftLimitsEndAMovementUnderWay) {
   after(go(100'000, 0, 10), 1s);
+  after(soft("pan", 0, 50'000, 50, 5'000), 1s);  // nor does it go on faster than they allow
+  expect_at(15'000, 0, 10);
   after(soft("pan", 0, 50'000, 50, 120'000), 1s);
   expect_at(20'000, 0, 10);
   advance(10s);
@@ -168,8 +170,10 @@ TEST_F(PositioningTest, TheAngleOfViewNarrowsWithTheZoom) {
 
 TEST_F(PositioningTest, AHeadTurnedOverTiltsTheOtherWay) {
   after(go(0, -30'000, 10), 5s);
+  ASSERT_EQ(soft("tilt", -40'000, 0, 100, 60'000).error, 0);
   ASSERT_EQ(ask(head, "set_mounted_pointing_up", {{"mounted_pointing_up", 1}}).error, 0);
   expect_at(0, 30'000, 10);
+  EXPECT_EQ(ask(head, "get_soft_tilt_limits")["valid"], 0);
   EXPECT_EQ(go(0, 90'000, 10).error, 0);
   expect_refused(go(0, -30'000, 10), 6);
   EXPECT_EQ(get(head, "get_mounted_pointing_up"), 1);

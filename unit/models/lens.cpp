@@ -105,6 +105,12 @@ class LinearActuators : public Model {
     });
   }
 
+  void reset() override {
+    Model::reset();
+    Lens& lens = lens_of(host());
+    for (LensMotor* motor : {&lens.focus(), &lens.zoom()}) motor->reset();
+  }
+
  private:
   LensMotor& motor_of(const Call& call) {
     Lens& lens = lens_of(host());
