@@ -90,7 +90,7 @@ describe("the loop", function()
       { loop.dispatch, io.stdout, 0 }, { loop.fd, rovk.rovk_version() }, { unit.now, newproxy() },
       { unit.now, probe.light() },
       { unit.set, context, "button", -1, 0 }, { unit.set, context, "button", 0.5, 0 }, { unit.set, context, 1 },
-      { unit.advance, context, -1 }, { unit.reset, context, 65536, 0 }, { unit.fault, context, 0, -1 },
+      { unit.advance, context, -1 }, { unit.advance, context, 1e12 }, { unit.reset, context, 65536, 0 }, { unit.fault, context, 0, -1 },
       { unit.spontaneous_error, context, 0, 1, "x" }, { unit.spontaneous_error, context, 0, 1, { 256 } },
       { unit.spontaneous_error, context, 0, 1, { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19 } },
       { unit.disturb, context, "lose", "x" } } do

@@ -336,6 +336,9 @@ describe("wrapped objects", function()
       helper.refused(read, v, "major") -- its memory is somebody else's now
       write(v, "major", 1) -- as with nil for the object
       local other = rovk.rovk_version()
+      getmetatable(other).__gc(other)
+      assert.is_false(swig_equals(v, other))
+      other = rovk.rovk_version()
       helper.refused(rovk.rovk_common_initialize_get_peripheral_info_response, rovk.rovk_message(),
         rovk.rovk_message(), 1, other, v, other, 1, 2, 3, 4)
       local m = rovk.rovk_message()

@@ -20,6 +20,8 @@ swig_type_entry other_types[] = {
 void* skip_header(void* pointer, int*) { return static_cast<char*>(pointer) + 2; }
 swig_cast_entry other_as_version = {&other_types[0], skip_header, nullptr, nullptr};
 swig_cast_entry version_itself = {&other_types[2], nullptr, nullptr, nullptr};
+swig_type_entry third_type = {"_p_third", "third *", nullptr, nullptr, nullptr, 0};
+swig_cast_entry third_as_version = {&third_type, nullptr, nullptr, nullptr};
 swig_type_entry* other_table[] = {&other_types[0], &other_types[1], &other_types[2], nullptr};
 swig_module_entry other_module = {other_table, 3, &other_module, nullptr, nullptr, nullptr};
 
@@ -35,6 +37,8 @@ class Ring : public testing::Test {
   static void SetUpTestSuite() {
     version_itself.next = &other_as_version;
     other_as_version.prev = &version_itself;
+    other_as_version.next = &third_as_version;
+    third_as_version.prev = &other_as_version;
     other_types[2].cast = &version_itself;
     first = new host::State;
     swig_module_head_set(**first, &other_module);
@@ -74,6 +78,7 @@ TEST_F(Ring, ObjectsOfBothModulesAreTaken) {
   // The accepted type moved to the front of the list.
   EXPECT_EQ(other_types[2].cast, &other_as_version);
   EXPECT_EQ(version_itself.prev, &other_as_version);
+  EXPECT_EQ(third_as_version.prev, &version_itself);
 }
 
 TEST_F(Ring, AStrangerIsNoObject) {
@@ -81,9 +86,15 @@ TEST_F(Ring, AStrangerIsNoObject) {
   swig_type_entry stranger = {"_p_rovk_version", "rovk_version *", nullptr, nullptr, nullptr, 0};
   uint8_t bytes[2] = {};
   auto* const object = static_cast<swig_object*>(lua_newuserdata(L, sizeof(swig_object)));
-  *object = {&stranger, 0, bytes};
+  lua_pushvalue(L, -1);
   lua_setglobal(L, "stranger");
-  EXPECT_EQ(first->run("return swig_type(stranger)"), "userdata (unknown type)");
+  // Nor is one whose type lies between two entries of ours.
+  auto* const between = reinterpret_cast<swig_type_entry*>(reinterpret_cast<char*>(swig_initial_types[0]) + 8);
+  for (swig_type_entry* const type : {between, &stranger}) {
+    *object = {type, 0, bytes};
+    EXPECT_EQ(first->run("return swig_type(stranger)"), "userdata (unknown type)");
+  }
+  lua_pop(L, 1);
   EXPECT_EQ(first->run("rovk_message.rovk_protocol_version = stranger"),
             "Error in rovk_protocol_version_set (arg 1), expected 'struct rovk_version *|rovk_version *' got "
             "'userdata (unknown type)'");

@@ -59,6 +59,19 @@ TEST_F(Scripted, CommandByteByByte) {
   EXPECT_EQ(0, std::memcmp(second, bytes_of(scripted.sent[1]), 32));
 }
 
+TEST_F(Scripted, AnswersWithAddressesByteByByte) {
+  answer([](uint8_t* bytes) { bytes[30] = 0x0a, bytes[31] = 0xff; }, false);
+  uint16_t last = 0;
+  ASSERT_EQ(0, rovktrans_common_get_aliases_async(
+                   context_, address,
+                   [](void*, uint16_t, rovk_error_common_error*, uint16_t, uint16_t* alias, void* user) {
+                     *static_cast<uint16_t*>(user) = alias[9];
+                   },
+                   &last));
+  EXPECT_EQ(1, rovktrans_dispatch(context_, 0));
+  EXPECT_EQ(0xff0a, last);
+}
+
 TEST_F(Scripted, AnswersThatAreNotTaken) {
   const struct {
     const char* what;

@@ -92,11 +92,13 @@ TEST(Subscription, IsRefused) {
 }
 
 TEST(Subscription, PairMayBeRegisteredMoreThanOnce) {
-  const Session session;
+  const Session session("latency_ms=5&timeout_ms=100");
   Listener twice, once;
   ASSERT_EQ(0, subscribe(session, twice));
+  const uint64_t asked = session.now_ms();
   ASSERT_EQ(0, subscribe(session, once));
   ASSERT_EQ(0, subscribe(session, twice));
+  EXPECT_EQ(asked, session.now_ms()) << "the router is told once";
   EXPECT_EQ(3, raise(session, 1));
   EXPECT_EQ(0, rovk_unit_reset(session.handle, unittest, 2));  // on its way, it dies with the subscription
   EXPECT_EQ(0, unsubscribe(session, twice));
@@ -227,5 +229,5 @@ TEST(Log, TakesPlainTextAndTellsOfDroppedMessages) {
     for (int i = 0; i < 2; ++i) EXPECT_EQ(-ETIMEDOUT, add_one(session.handle, 1));
   }
   ASSERT_EQ(3U, lines.size());
-  EXPECT_EQ("7 rovktrans: dropped 2 late, foreign or malformed messages", lines[2]);
+  EXPECT_EQ("7 rovktrans: dropped 2 late, foreign or malformed messages and 0 old events", lines[2]);
 }
