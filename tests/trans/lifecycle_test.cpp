@@ -1,22 +1,8 @@
 // Opening and closing a context, and what is made of handles that are none.
-#include <syslog.h>
-
 #include <cerrno>
-#include <cstdarg>
 #include <sstream>
 
 #include "session.h"
-
-// This program's own, to see the last line that was logged.
-static std::string logged;
-extern "C" __attribute__((visibility("default"))) void syslog(int, const char* format, ...) {
-  char text[1024];
-  std::va_list arguments;
-  va_start(arguments, format);
-  std::vsnprintf(text, sizeof text, format, arguments);
-  va_end(arguments);
-  logged = text;
-}
 
 TEST(Init, TakesAndRefusesTexts) {
   const auto init = [](const char* text, int32_t status) {
@@ -40,16 +26,17 @@ sim?timeout_ms=5&|sim?&timeout_ms=5|sim?clock=virtual&clock=virtual|sim?clock=st
 sim?latency_ms=-3|sim?latency_ms=1&latency_ms=1|sim?unit=|sim?unit=a&unit=b|sim?speed=9)");
   for (std::string text; std::getline(taken >> std::ws, text, '|');) init(text.c_str(), 0);
   for (std::string text; std::getline(refused >> std::ws, text, '|');) {
-    logged.clear();
+    lines.clear();
     init(text.c_str(), -EINVAL);
     // The line names the text, what is wrong with it, and what would be right.
-    EXPECT_EQ(0U, logged.find("rovktrans_init cannot open '" + text + "': ")) << logged;
-    EXPECT_NE(std::string::npos, logged.find("; ")) << logged;
+    ASSERT_EQ(1U, lines.size());
+    EXPECT_EQ(0U, lines[0].find("3 rovktrans_init cannot open '" + text + "': ")) << lines[0];
+    EXPECT_NE(std::string::npos, lines[0].find("; ")) << lines[0];
   }
   EXPECT_EQ(
       "rovktrans_init cannot open 'sim?speed=9': no option 'speed'; there are clock=real|virtual, latency_ms=N, "
       "processing_ms=N, unit=NAME, timeout_ms=N",
-      logged);
+      lines[0].substr(2));
   EXPECT_EQ(-EINVAL, rovktrans_init("sim", nullptr, nullptr));
 }
 

@@ -12,6 +12,9 @@
 #include <string>
 #include <vector>
 
+// What was written to syslog since a test cleared it, as "priority text". Defined beside the tests of logs.
+extern std::vector<std::string> lines;
+
 constexpr uint16_t unittest = ROVK_UNITTEST_PERIPHERAL_ADDRESS;
 constexpr uint64_t millisecond = 1'000'000;
 

@@ -7,11 +7,7 @@
 
 #include "session.h"
 
-namespace {
-
-std::vector<std::string> lines;  // of the log since a test cleared them, as "priority text"
-
-}  // namespace
+std::vector<std::string> lines;
 
 // The library finds this before the C library's.
 extern "C" __attribute__((visibility("default"))) void syslog(int priority, const char* format, ...) {
@@ -162,6 +158,7 @@ TEST(Subscription, OldEventsGiveWay) {
       }
     };
     ASSERT_EQ(0, subscribe(session, listener));
+    lines.clear();
     if (received) {
       listener.run = flood;
       EXPECT_EQ(1, raise(session, 9));
@@ -173,6 +170,9 @@ TEST(Subscription, OldEventsGiveWay) {
     EXPECT_EQ(4096U, listener.types.size());
     EXPECT_TRUE(listener.types.front() == 5000 - 4096 && listener.types.back() == 4999);
     EXPECT_EQ(1U, answers.size());
+    ASSERT_EQ(1U, lines.size()) << "one line, however many are lost";
+    EXPECT_NE(std::string::npos, lines[0].find("4 rovktrans: ")) << lines[0];
+    EXPECT_NE(std::string::npos, lines[0].find(" events lost so far")) << lines[0];
   }
 }
 
