@@ -1,0 +1,520 @@
+-- The scheduler of a unit: which task runs next, and what is waited for when none can.
+--
+-- The libraries' callbacks never run a script's code: they leave what came with the task that waits for it and put
+-- the task in the queue of those that are ready. The scheduler resumes tasks from its own loop, between deliveries.
+-- So a task, and the function of an event or a timer, which is started as a task, may do anything: block, wait, fail,
+-- close the unit.
+--
+-- A task asks for a command by yielding its native function and the inputs, and the scheduler calls it: where a
+-- coroutine cannot yield, nothing was sent yet.
+
+local commands = require("rovk.commands")
+local errors = require("rovk.errors")
+local timers = require("rovk.timers")
+
+local schedulers = {}
+errors.room()
+
+local create, resume, yield, running = coroutine.create, coroutine.resume, coroutine.yield, coroutine.running
+
+-- The task that runs now, whatever its unit.
+local current
+
+-- LuaJIT can leave any function of Lua and come back; plain Lua 5.1 cannot where one of C stands in between.
+local crossing = not rawget(_G, "jit") and debug and {} or nil
+for name, action in pairs(crossing and { pcall = pcall, xpcall = xpcall, require = require, dofile = dofile,
+  ["table.sort"] = table.sort, ["string.gsub"] = string.gsub, ["table.foreach"] = rawget(table, "foreach"),
+  ["table.foreachi"] = rawget(table, "foreachi") } or {}) do
+  crossing[action] = name
+end
+schedulers.crossing = crossing ~= nil
+
+-- The function of C that stands between here and the beginning of the task, or nil.
+local function between()
+  local getinfo = debug.getinfo
+  local level = 3
+  local info = getinfo(level, "f")
+  while info do
+    local name = crossing[info.func]
+    if name then
+      return name
+    end
+    level = level + 1
+    info = getinfo(level, "f")
+  end
+end
+
+--- The task that runs now, of any unit; nil in the main program.
+function schedulers.current()
+  return current
+end
+
+--- The task of this scheduler that can wait here; nil and the reason otherwise.
+function schedulers.waiting_task(scheduler)
+  local task = current
+  if not task or task.scheduler ~= scheduler then
+    return nil, task and "in a task of another unit"
+  elseif running() ~= task.thread then
+    return nil, "in a coroutine of your own within a task"
+  end
+  local name = crossing and between()
+  if name then
+    return nil, ("within %s, which plain Lua 5.1 cannot leave and come back to; use rovk.pcall"):format(name)
+  end
+  return task
+end
+
+-- Tasks, ready and ended ----------------------------------------------------------------------------
+
+local function ready(task)
+  if task.queued or task.state ~= "alive" then
+    return
+  end
+  task.queued = true
+  local scheduler = task.scheduler
+  scheduler.last = scheduler.last + 1
+  scheduler.queue[scheduler.last] = task
+end
+schedulers.ready = ready
+
+--- Makes a task of a function; it begins at the next turn.
+-- @param class metatable of the task
+function schedulers.spawn(scheduler, class, action, ...)
+  scheduler.number = scheduler.number + 1
+  local thread = create(action)
+  local task = setmetatable({ scheduler = scheduler, number = scheduler.number, state = "alive", root = thread,
+    thread = thread, start = { n = select("#", ...), ... } }, class)
+  scheduler.tasks[task] = true
+  scheduler.alive = scheduler.alive + 1
+  ready(task)
+  return task
+end
+
+local function end_task(task, state)
+  local scheduler = task.scheduler
+  task.state = state
+  task.root, task.thread, task.answer, task.start = nil, nil, nil, nil
+  if scheduler.tasks[task] then
+    scheduler.tasks[task] = nil
+    scheduler.alive = scheduler.alive - 1
+  end
+  local watchers = task.watchers
+  task.watchers = nil
+  for _, watcher in ipairs(watchers or {}) do
+    watcher(task)
+  end
+end
+
+--- Has what a task waits for raise `err` in it. False: the task had ended.
+function schedulers.cancel(task, err)
+  if task.state ~= "alive" then
+    return false
+  elseif task.start then
+    task.failure = err
+    end_task(task, "cancelled")
+    return true
+  end
+  task.cancelled = err
+  if current ~= task then
+    ready(task)
+  end
+  return true
+end
+
+local function report(scheduler, err, traceback)
+  if scheduler.on_error then
+    local ok, message = pcall(scheduler.on_error, err, traceback)
+    if ok then
+      return
+    end
+    err, traceback = message, ""
+  end
+  table.insert(scheduler.failures, { err, traceback })
+end
+
+-- A failure belongs to who waits for the task; where nobody does, to on_error or to `run`.
+local function failed(task, err)
+  local traceback = debug and debug.traceback(task.root) or ""
+  local watched = task.watchers and #task.watchers > 0
+  local given_up = errors.is(err, "cancelled") or errors.is(err, "closed")
+  task.failure = err
+  end_task(task, given_up and "cancelled" or "failed")
+  if not watched and not given_up then
+    report(task.scheduler, err, traceback)
+  end
+end
+
+-- Takes the answer to a task's command. One a task: it waits for one command at a time. A task that has given up
+-- waiting gets a new one, and the late answer finds that it is not wanted.
+local function new_answer(task)
+  local this
+  function this(...)
+    if task.answer ~= this then
+      return
+    end
+    task.asking = false
+    local form = task.form
+    local told = select(form.value_count + 1, ...)
+    if told.error_id ~= 0 then
+      task.told = told
+    elseif form.value_count == 0 then
+      task.values = true
+    elseif task.positional then
+      task.values = { ... }
+    else
+      task.values = commands.record(form, ...)
+    end
+    ready(task)
+  end
+  return this
+end
+
+-- Does what a task that has yielded asks for. Without a function it waits for something that will make it ready.
+local function ask(task, native, address, ...)
+  if not native then
+    return
+  end
+  local answer = task.answer
+  if not answer then
+    answer = new_answer(task)
+    task.answer = answer
+  end
+  task.asking = true
+  local status = native(task.scheduler.context, address, answer, ...)
+  if status ~= 0 then
+    task.asking = false
+    task.status = status
+    ready(task)
+  end
+end
+
+local function settle(task, ok, ...)
+  if not ok then
+    failed(task, (...))
+  elseif coroutine.status(task.root) == "dead" then
+    task.results = { n = select("#", ...), ... }
+    end_task(task, "done")
+  else
+    ask(task, ...)
+  end
+end
+
+local function run_task(task)
+  task.queued = false
+  if task.state ~= "alive" then
+    return
+  end
+  local before = current
+  current = task
+  local start = task.start
+  if start then
+    task.start = nil
+    settle(task, resume(task.root, unpack(start, 1, start.n)))
+  else
+    settle(task, resume(task.root))
+  end
+  current = before
+end
+
+-- Runs those that are ready now; what they make ready is left for the next round.
+local function run_ready(scheduler)
+  local queue, last = scheduler.queue, scheduler.last
+  while scheduler.first <= last do
+    local place = scheduler.first
+    local task = queue[place]
+    queue[place] = nil
+    scheduler.first = place + 1
+    run_task(task)
+  end
+  if scheduler.first > scheduler.last then
+    scheduler.first, scheduler.last = 1, 0
+  end
+end
+
+local function has_ready(scheduler)
+  return scheduler.last >= scheduler.first
+end
+
+-- Rounds --------------------------------------------------------------------------------------------
+
+local function fire_due(scheduler)
+  local heap = scheduler.timers
+  if not timers.first(heap) then
+    return
+  end
+  local now = scheduler.platform.now()
+  local entry, action, argument = timers.take(heap, now)
+  while entry do
+    action(argument)
+    entry, action, argument = timers.take(heap, now)
+  end
+end
+
+local function raise_failure(scheduler)
+  local failure = table.remove(scheduler.failures, 1)
+  if not failure then
+    return
+  end
+  local err, traceback = failure[1], failure[2]
+  if type(err) == "string" and traceback ~= "" then
+    err = err .. "\n" .. traceback
+  elseif errors.is(err) then
+    err.traceback = err.traceback or traceback
+  end
+  error(err, 0)
+end
+
+local function check_waited(scheduler, result, message, status)
+  if result == nil and not scheduler.closed then
+    error(("cannot wait for the unit: %s (status %s)"):format(tostring(message), tostring(status)), 0)
+  end
+  return result
+end
+
+-- Waits for what comes next. False: nothing can come any more.
+local function wait_next(scheduler)
+  local due = timers.first(scheduler.timers)
+  local wait = due and math.max(0, due - scheduler.platform.now())
+  if not due and not scheduler.platform.loop and scheduler.sources == 0 then
+    return false
+  end
+  return check_waited(scheduler, scheduler.platform.wait(wait)) ~= false
+end
+
+-- Rounds until the waiter is done, or, without one, until nothing is left. Gives the reason.
+local function rounds(scheduler, waiter)
+  while true do
+    run_ready(scheduler)
+    raise_failure(scheduler)
+    if waiter and waiter.done then
+      return "done"
+    elseif scheduler.closed and not has_ready(scheduler) then
+      return "closed"
+    elseif not waiter and scheduler.stopped then
+      return "stopped"
+    end
+    if has_ready(scheduler) and not scheduler.closed then
+      check_waited(scheduler, scheduler.platform.deliver())
+    end
+    fire_due(scheduler)
+    if not has_ready(scheduler) and not (waiter and waiter.done) then
+      if not waiter and not schedulers.left(scheduler) then
+        return "done"
+      elseif not wait_next(scheduler) then
+        return not waiter and scheduler.alive == 0 and "done" or "stalled"
+      end
+    end
+  end
+end
+
+-- Calls a function of the scheduler, of which one runs at a time.
+local function alone(scheduler, action, ...)
+  schedulers.check_free(scheduler)
+  scheduler.pumping = true
+  local ok, result = pcall(action, scheduler, ...)
+  scheduler.pumping = false
+  if not ok then
+    error(result, 0)
+  end
+  return result
+end
+
+--- Raises where the scheduler runs already: inside a callback of rovk_message.
+function schedulers.check_free(scheduler)
+  if scheduler.pumping then
+    errors.mistake("this cannot wait inside a callback of rovk_message, nor inside another wait; use unit:spawn")
+  end
+end
+
+-- Waiting -------------------------------------------------------------------------------------------
+
+--- Raises where the unit is closed, and, once, what the task was cancelled with.
+function schedulers.check_open(scheduler, task)
+  if scheduler.closed then
+    -- A task that goes on regardless is left where it is.
+    if task and task.told_closed then
+      yield()
+    elseif task then
+      task.told_closed = true
+    end
+    error(errors.plain("closed", "the unit is closed"), 0)
+  end
+  schedulers.check_cancelled(task)
+end
+
+function schedulers.check_cancelled(task)
+  local cancelled = task and task.cancelled
+  if cancelled then
+    task.cancelled = nil
+    error(cancelled, 0)
+  end
+end
+
+--- Ends the wait of a waiter, and keeps up to one result for it. A second time it does nothing.
+function schedulers.finish(waiter, result)
+  if waiter.done then
+    return
+  end
+  waiter.done, waiter.result = true, result
+  if waiter.task then
+    ready(waiter.task)
+  end
+end
+
+local function time_out(waiter)
+  if not waiter.done then
+    waiter.timed_out = true
+    schedulers.finish(waiter)
+  end
+end
+
+--- Waits until `finish` was called for the waiter, which is a new table; in a task others go on, elsewhere the
+-- scheduler runs here.
+-- @param what the caller's name for a message
+-- @param limit_ms nil: no limit
+-- @return true; false: the time has passed, or nothing can come any more
+function schedulers.await(scheduler, waiter, what, limit_ms)
+  local task, why = schedulers.waiting_task(scheduler)
+  schedulers.check_open(scheduler, task)
+  if current and not task then
+    errors.mistake("%s cannot wait %s", what, why)
+  elseif not task then
+    schedulers.check_free(scheduler)
+  end
+  if waiter.done then
+    return true
+  end
+  local entry = limit_ms and timers.add(scheduler.timers, scheduler.platform.now() + limit_ms, time_out, waiter)
+  waiter.task = task
+  local ok, failure = true, nil
+  if task then
+    yield()
+  else
+    ok, failure = pcall(alone, scheduler, rounds, waiter)
+  end
+  local answered = waiter.done and not waiter.timed_out
+  waiter.done, waiter.task = true, nil
+  if entry then
+    timers.drop(scheduler.timers, entry)
+  end
+  if not ok then
+    error(failure, 0)
+  elseif not answered then
+    schedulers.check_open(scheduler, task)
+  end
+  schedulers.check_cancelled(task)
+  return answered
+end
+
+-- Running -------------------------------------------------------------------------------------------
+
+function schedulers.new(context, platform)
+  return { context = context, platform = platform, queue = {}, first = 1, last = 0, timers = timers.new(), tasks = {},
+    alive = 0, beats = 0, subscriptions = 0, sources = 0, failures = {}, number = 0, pumping = false, stopped = false,
+    closed = false }
+end
+
+--- Whether anything is left that `run` would go on for.
+function schedulers.left(scheduler)
+  return scheduler.alive + scheduler.beats + scheduler.subscriptions > 0
+end
+
+--- Runs until nothing is left, `stopped` is set or the unit is closed.
+-- @return "done", "stopped", "closed", or "stalled": tasks are left that wait for what cannot come
+function schedulers.run(scheduler)
+  if current then
+    errors.mistake("unit:run inside a task; it belongs to the main program")
+  end
+  schedulers.check_open(scheduler)
+  scheduler.stopped = false
+  return alone(scheduler, rounds)
+end
+
+local function one_step(scheduler)
+  if not scheduler.closed then
+    check_waited(scheduler, scheduler.platform.deliver())
+    fire_due(scheduler)
+  end
+  run_ready(scheduler)
+  raise_failure(scheduler)
+  if has_ready(scheduler) then
+    return 0
+  end
+  local due = timers.first(scheduler.timers)
+  return due and math.max(0, due - scheduler.platform.now()) or nil
+end
+
+--- One turn without waiting, for a loop of one's own.
+-- @return milliseconds after which it wants to be called even if the descriptor stays silent; nil: not before
+function schedulers.step(scheduler)
+  if current then
+    errors.mistake("unit:step inside a task; it belongs to the main program")
+  end
+  return alone(scheduler, one_step)
+end
+
+--- Runs what has become ready while the main program was blocked; failures show at the next wait.
+function schedulers.run_arrived(scheduler)
+  if has_ready(scheduler) and not scheduler.pumping then
+    alone(scheduler, run_ready)
+  end
+end
+
+--- Ends all tasks and timers. The task that calls this goes on until it ends by itself.
+function schedulers.close(scheduler)
+  scheduler.closed = true
+  scheduler.timers, scheduler.beats = timers.new(), 0
+  for task in pairs(scheduler.tasks) do
+    if task ~= current then
+      task.answer, task.asking, task.told_closed = nil, false, true
+    end
+  end
+end
+
+-- Tasks get their error and end; those that wait again are dropped where they wait.
+local function unwind(scheduler)
+  local list = {}
+  for task in pairs(scheduler.tasks) do
+    list[#list + 1] = task
+  end
+  for _, task in ipairs(list) do
+    if task ~= current then
+      schedulers.cancel(task, errors.plain("closed", "the unit was closed"))
+    end
+  end
+end
+
+--- The last part of closing, when the context is gone.
+function schedulers.sweep(scheduler)
+  unwind(scheduler)
+  if scheduler.pumping or current and current.scheduler == scheduler then
+    return
+  end
+  alone(scheduler, run_ready)
+  for _, failure in ipairs(scheduler.failures) do
+    io.stderr:write("rovk: an error in a task of a unit that is closed: ", tostring(failure[1]), "\n", failure[2], "\n")
+  end
+  scheduler.tasks, scheduler.alive, scheduler.failures = {}, 0, {}
+end
+
+-- pcall ---------------------------------------------------------------------------------------------
+
+--- pcall that a task can wait in. Plain Lua 5.1 cannot leave its own and come back.
+function schedulers.pcall(action, ...)
+  local task = current
+  if not crossing or not task or running() ~= task.thread then
+    return pcall(action, ...)
+  end
+  local outer, inner = task.thread, create(action)
+  local function step(ok, ...)
+    if not ok or coroutine.status(inner) == "dead" then
+      task.thread = outer
+      return ok, ...
+    end
+    return step(resume(inner, yield(...)))
+  end
+  task.thread = inner
+  return step(resume(inner, ...))
+end
+
+return schedulers
