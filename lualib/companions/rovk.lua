@@ -1,4 +1,4 @@
---- A home for scripts: devices by name, commands by their inputs' names, tasks that wait, errors that say what was wrong.
+--- A home for scripts: devices by name, inputs by name, tasks that wait, errors that say what was wrong.
 --
 --   local rovk = require "rovk"
 --   local unit = rovk.open()
@@ -67,17 +67,22 @@ end
 
 --- Runs several units side by side until none has anything left to do.
 function rovk.run(...)
-  local list = { ... }
-  for place, unit in ipairs(list) do
-    if type(unit) ~= "table" or not unit.scheduler then
+  local list = {}
+  for place = 1, select("#", ...) do
+    local unit = select(place, ...)
+    list[place] = type(unit) == "table" and rawget(unit, "scheduler")
+    if not list[place] then
       errors.mistake("rovk.run: argument %d: got %s; allowed are units", place, errors.show(unit))
     end
   end
-  return schedulers.run_all(list)
+  schedulers.run_all(list)
 end
 
 -- What is loaded when it is first asked for.
-local ROOMS = { catalogue = "rovk_catalogue", names = "rovk.names", dump = "rovk.dump" }
+local ROOMS = {
+  catalogue = { "rovk_catalogue" }, names = { "rovk.names" }, dump = { "rovk.dump", "dump" },
+  bytes = { "rovk.dump", "bytes" }, hex = { "rovk.dump", "hex" },
+}
 local NAMES = { "open", "try_open", "attach", "pcall", "is_error", "main", "run", "catalogue", "names", "dump", "bytes",
   "hex" }
 
@@ -85,7 +90,8 @@ return setmetatable(rovk, {
   __index = function(_, key)
     local room = ROOMS[key]
     if room then
-      rovk[key] = require(room)
+      local module = require(room[1])
+      rovk[key] = room[2] and module[room[2]] or module
       return rovk[key]
     end
     errors.unknown("rovk has no", key, NAMES)

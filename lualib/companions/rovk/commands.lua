@@ -2,7 +2,9 @@
 -- Everything follows from the catalogue. Inputs are checked here, whole, before anything is sent.
 
 local catalogue = require("rovk_catalogue")
+local dump = require("rovk.dump")
 local errors = require("rovk.errors")
+local names = require("rovk.names")
 local rovk = require("rovk_message")
 
 local commands = {}
@@ -48,7 +50,7 @@ local function refuse(form, input, value)
   if type(value) == "boolean" then
     hint = "; write 1 for true and 0 for false"
   elseif type(value) == "string" and input.names then
-    local near = errors.nearest(value, errors.names_of(input.field.values))
+    local near = names.nearest(value, errors.names_of(input.field.values))
     hint = near and ("; did you mean '%s'?"):format(near) or ""
   end
   errors.mistake("%s: got %s; allowed is %s%s", what, errors.show(value), describe_number(input), hint)
@@ -90,10 +92,6 @@ end
 
 -- Inputs by name: every one of them, and no other.
 local function check_named(form, given, list)
-  for place = form.own_index and 2 or 1, form.count do
-    local input = form.order[place]
-    list[input.place] = check(form, input, given[input.name])
-  end
   for key in pairs(given) do
     if not form.by_name[key] then
       if form.own_index and key == "index" then
@@ -101,6 +99,10 @@ local function check_named(form, given, list)
       end
       errors.unknown(form.title .. " has no input", key, form.names)
     end
+  end
+  for place = form.own_index and 2 or 1, form.count do
+    local input = form.order[place]
+    list[input.place] = check(form, input, given[input.name])
   end
 end
 
@@ -140,18 +142,28 @@ function commands.arguments(form, index, ...)
   return list
 end
 
---- Values as a table by their names.
+--- Values as a table by their names, which prints as such.
 function commands.record(form, ...)
-  local names, result = form.values, {}
+  local keys, result = form.values, setmetatable({}, form.printed)
   if form.value_count == 1 then
-    result[names[1]] = ...
+    result[keys[1]] = ...
     return result
   end
   local list = { ... }
   for place = 1, form.value_count do
-    result[names[place]] = list[place]
+    result[keys[place]] = list[place]
   end
   return result
+end
+
+--- What `commands.record` needs to know of a list of fields: their names and how they print.
+function commands.values_form(fields)
+  return errors.names_of(fields), #fields, {
+    rovk_fields = fields,
+    __tostring = function(record)
+      return dump.fields(record, fields)
+    end,
+  }
 end
 
 -- Forms are shared by all devices of a service; one for commands of a device, which brings the index, one for those
@@ -173,8 +185,8 @@ local function build(command, own_index)
   local service = command.service
   local name = service.name .. "_" .. command.name
   local form = { command = command, title = service.name .. "." .. command.name, order = {}, by_name = {}, names = {},
-    count = #command.inputs, values = errors.names_of(command.values), value_count = #command.values,
-    blocking = rovk["rovktrans_" .. name], async = rovk["rovktrans_" .. name .. "_async_lua"] }
+    count = #command.inputs, blocking = rovk["rovktrans_" .. name], async = rovk["rovktrans_" .. name .. "_async_lua"] }
+  form.values, form.value_count, form.printed = commands.values_form(command.values)
   local texts = {}
   for place, field in ipairs(command.inputs) do
     local input = describe_input(field, place)

@@ -2,6 +2,7 @@
 -- position of the caller's line, raised before anything is sent; a command that failed is an error object.
 
 local catalogue = require("rovk_catalogue")
+local names = require("rovk.names")
 
 local errors = {}
 
@@ -47,44 +48,7 @@ function errors.show(value)
   return "a " .. kind
 end
 
--- Nearest names -------------------------------------------------------------------------------------
-
--- How many letters must be put in, taken out or replaced to come from one word to the other.
-local function distance(one, other)
-  local row = {}
-  for column = 0, #other do
-    row[column] = column
-  end
-  for line = 1, #one do
-    local diagonal = row[0]
-    row[0] = line
-    for column = 1, #other do
-      local above = row[column]
-      local cost = one:byte(line) == other:byte(column) and 0 or 1
-      row[column] = math.min(above + 1, row[column - 1] + 1, diagonal + cost)
-      diagonal = above
-    end
-  end
-  return row[#other]
-end
-
---- The name in the list that is most like `name`, or nil when none is like it.
-function errors.nearest(name, list)
-  local wanted = name:lower()
-  local best, least
-  for _, candidate in ipairs(list) do
-    local other = candidate:lower()
-    local measure = distance(wanted, other)
-    -- A part of a name is how one remembers it: led, front_panel_red.
-    if #wanted >= 3 and other:find(wanted, 1, true) then
-      measure = math.min(measure, 1 + (#other - #wanted) / 100)
-    end
-    if not least or measure < least then
-      best, least = candidate, measure
-    end
-  end
-  return least and least <= math.max(2, #name / 3) and best or nil
-end
+-- Unknown names ----------------------------------------------------------------------------------
 
 --- Raises that there is no such name; suggests the nearest, and tells them all where they are few.
 -- @param what what was looked for, as in "led_0001 has no command"
@@ -92,7 +56,7 @@ function errors.unknown(what, name, list)
   if type(name) ~= "string" then
     errors.mistake("%s %s; a name is wanted", what, errors.show(name))
   end
-  local near = errors.nearest(name, list)
+  local near = names.nearest(name, list)
   local hint = near and ("; did you mean '%s'?"):format(near) or ""
   if #list == 0 then
     hint = "; it has none"
@@ -104,11 +68,11 @@ end
 
 --- The names of a list of the catalogue.
 function errors.names_of(list)
-  local names = {}
+  local found = {}
   for place, item in ipairs(list) do
-    names[place] = item.name
+    found[place] = item.name
   end
-  return names
+  return found
 end
 
 -- Error objects -------------------------------------------------------------------------------------
@@ -168,7 +132,7 @@ function errors.place(target)
   if target.index then
     at = ("%s, index %d"):format(at, target.index)
   end
-  return target.name and ("%s (%s)"):format(target.name, at) or ("(%s)"):format(at)
+  return target.name and ("%s (%s)"):format(target.name, at) or at
 end
 
 local function reason(err, limit_ms)
@@ -239,9 +203,9 @@ function errors.check_ms(what, name, value, or_nil)
 end
 
 --- Raises unless the value is a function.
-function errors.check_function(what, name, value)
+function errors.check_function(what, value)
   if type(value) ~= "function" then
-    errors.mistake("%s: %s: got %s; allowed is a function", what, name, errors.show(value))
+    errors.mistake("%s: got %s; allowed is a function", what, errors.show(value))
   end
 end
 

@@ -61,9 +61,9 @@ local function form_of(event)
   local form = forms[event]
   if not form then
     local name = "rovktrans_" .. event.service.name .. "_" .. event.name
-    form = { values = errors.names_of(event.values), value_count = #event.values,
-      has_index = event.values.index ~= nil, register = rovk[name .. "_register_callback_lua"],
+    form = { has_index = event.values.index ~= nil, register = rovk[name .. "_register_callback_lua"],
       unregister = rovk[name .. "_unregister_callback_lua"] }
+    form.values, form.value_count, form.printed = commands.values_form(event.values)
     forms[event] = form
   end
   return form

@@ -64,6 +64,14 @@ function schedulers.waiting_task(scheduler)
   return task
 end
 
+--- True where a wait is possible: in a task of the scheduler, or in the main program outside of any callback.
+function schedulers.can_wait(scheduler)
+  if current then
+    return schedulers.waiting_task(scheduler) ~= nil
+  end
+  return not scheduler.pumping
+end
+
 -- Tasks, ready and ended ----------------------------------------------------------------------------
 
 local function ready(task)
@@ -451,6 +459,39 @@ function schedulers.step(scheduler)
     errors.mistake("unit:step inside a task; it belongs to the main program")
   end
   return alone(scheduler, one_step)
+end
+
+-- How long one of several units is waited for before the others have their turn, in milliseconds.
+local TURN_MS = 10
+
+local function take_turn(scheduler)
+  local wait = one_step(scheduler)
+  if wait == 0 or scheduler.closed then
+    return true
+  elseif not scheduler.platform.virtual then
+    wait = math.min(wait or TURN_MS, TURN_MS)
+  end
+  return scheduler.platform.wait(wait) ~= false
+end
+
+--- Runs several schedulers in turn until none has anything left. They have no common wait: where no unit has
+-- anything to do, each is waited for a little.
+function schedulers.run_all(list)
+  if current then
+    errors.mistake("rovk.run inside a task; it belongs to the main program")
+  end
+  for _, scheduler in ipairs(list) do
+    scheduler.stopped = false
+  end
+  local left = true
+  while left do
+    left = false
+    for _, scheduler in ipairs(list) do
+      if not scheduler.closed and not scheduler.stopped and schedulers.left(scheduler) then
+        left = alone(scheduler, take_turn) or left
+      end
+    end
+  end
 end
 
 --- Runs what has become ready while the main program was blocked; failures show at the next wait.

@@ -26,7 +26,7 @@ end
 -- @return a subscription with `:cancel()`, and `:wait(limit_ms)` where it has no function
 function common:on(event, action)
   if action ~= nil then
-    errors.check_function(self.service .. ":on", "function", action)
+    errors.check_function(self.service .. ":on", action)
   end
   local found = events.find(catalogue.services[self.service], event)
   return events.subscribe(self.unit.scheduler, self.unit.subscriptions, self, found, action)

@@ -238,7 +238,7 @@ end
 
 --- Starts a function as a task. @return the task: `:wait(limit_ms)`, `:cancel()`, `:status()`
 function unit:spawn(action, ...)
-  errors.check_function("unit:spawn", "function", action)
+  errors.check_function("unit:spawn", action)
   check_open(self)
   return tasks.spawn(self.scheduler, action, ...)
 end
@@ -246,14 +246,14 @@ end
 --- Starts a function as a task after so many milliseconds. @return a timer: `:cancel()`
 function unit:after(ms, action)
   errors.check_ms("unit:after", "ms", ms)
-  errors.check_function("unit:after", "function", action)
+  errors.check_function("unit:after", action)
   return tasks.timer(self.scheduler, ms, action)
 end
 
 --- Starts a function as a task every so many milliseconds, not before it has ended. @return a timer: `:cancel()`
 function unit:every(ms, action)
   errors.check_ms("unit:every", "ms", ms)
-  errors.check_function("unit:every", "function", action)
+  errors.check_function("unit:every", action)
   if ms == 0 then
     errors.mistake("unit:every: ms: got 0; allowed is more than that")
   end
@@ -292,7 +292,8 @@ local function event_names()
   return names
 end
 
---- Waits for an event from wherever in the unit, "button_0002.state_change"; "reset_occurred" where one service has it.
+--- Waits for an event from wherever in the unit: "button_0002.state_change", or "reset_occurred" where one service
+-- alone has it.
 -- @param limit_ms nil: no limit
 -- @return the event's values by name and the peripheral; nil and an error object when none came
 function unit:wait(name, limit_ms)
@@ -328,7 +329,7 @@ end
 --- Has `handler(err, traceback)` take the errors of tasks and callbacks, which else end `run`. nil: no more.
 function unit:on_error(handler)
   if handler ~= nil then
-    errors.check_function("unit:on_error", "handler", handler)
+    errors.check_function("unit:on_error", handler)
   end
   self.scheduler.on_error = handler
 end
@@ -392,14 +393,15 @@ local function check_options(what, options)
     if key ~= "clock" and key ~= "sleep" then
       errors.unknown(what .. " has no option", key, OPTION_NAMES)
     end
-    errors.check_function(what, key, value)
+    errors.check_function(what .. ": " .. key, value)
   end
   return options or {}
 end
 
 local function over(context, options, text, owned)
   local scheduler = schedulers.new(context, platforms.of(context, options))
-  return setmetatable({ context = context, text = text, owned = owned, scheduler = scheduler, subscriptions = {} }, unit)
+  return setmetatable({ context = context, text = text, owned = owned, scheduler = scheduler, subscriptions = {} },
+    unit)
 end
 
 --- Opens a unit. @return the unit; nil and an error object where there is none
