@@ -12,6 +12,7 @@
 #include <rovk/unit.h>
 #include <string.h>
 
+#include "barrier.h"
 #include "context.h"
 #include "elements.h"
 #include "runtime/numbers.h"
@@ -260,6 +261,7 @@ const luaL_Reg functions[] = {
     {"open", open},
     {"close", close},
     {"sabotage", sabotage},
+    {"barrier", rovk_barrier},
     {nullptr, nullptr},
 };
 

@@ -2,6 +2,7 @@
 -- Everything follows from the catalogue. Inputs are checked here, whole, before anything is sent.
 
 local catalogue = require("rovk_catalogue")
+local compile = require("rovk.compile")
 local dump = require("rovk.dump")
 local errors = require("rovk.errors")
 local names = require("rovk.names")
@@ -90,8 +91,8 @@ local function check(form, input, value)
   return value
 end
 
--- Inputs by name: every one of them, and no other.
-local function check_named(form, given, list)
+-- Raises for the key that belongs to no input.
+local function unknown_input(form, given)
   for key in pairs(given) do
     if not form.by_name[key] then
       if form.own_index and key == "index" then
@@ -100,70 +101,37 @@ local function check_named(form, given, list)
       errors.unknown(form.title .. " has no input", key, form.names)
     end
   end
-  for place = form.own_index and 2 or 1, form.count do
-    local input = form.order[place]
-    list[input.place] = check(form, input, given[input.name])
-  end
 end
 
 -- One table stands for inputs by name, unless it is the byte list that the command begins with.
 local function is_named(form, first)
-  if type(first) ~= "table" then
-    return false
-  end
-  local leading = form.order[form.own_index and 2 or 1]
+  local leading = form.inputs[1]
   return not (leading and leading.bytes and (next(first) == nil or first[1] ~= nil))
 end
 
 --- Checks what a call was given.
 -- @param form what `commands.form` gave
 -- @param index the device's own index, where the form takes one from it
--- @return a list of the native function's inputs, to unpack from 1 to form.count
+-- @return the native function's inputs
 function commands.arguments(form, index, ...)
-  local given = select("#", ...)
-  local list = {}
-  if form.own_index then
-    list[form.own_index] = index
-  end
-  local first = ...
-  if given == 1 and is_named(form, first) then
-    check_named(form, first, list)
-    return list
-  end
-  local wanted = #form.names
-  if given ~= wanted then
+  local given, first = select("#", ...), ...
+  if given == 1 and type(first) == "table" and is_named(form, first) then
+    return form.named(index, first)
+  elseif given ~= #form.inputs then
     errors.mistake("%s: got %d input%s; it takes %s", form.title, given, given == 1 and "" or "s", form.inputs_text)
   end
-  local offset = form.own_index and 1 or 0
-  for place = 1, wanted do
-    local input = form.order[place + offset]
-    list[input.place] = check(form, input, (select(place, ...)))
-  end
-  return list
+  return form.listed(index, ...)
 end
 
---- Values as a table by their names, which prints as such.
-function commands.record(form, ...)
-  local keys, result = form.values, setmetatable({}, form.printed)
-  if form.value_count == 1 then
-    result[keys[1]] = ...
-    return result
-  end
-  local list = { ... }
-  for place = 1, form.value_count do
-    result[keys[place]] = list[place]
-  end
-  return result
-end
-
---- What `commands.record` needs to know of a list of fields: their names and how they print.
-function commands.values_form(fields)
-  return errors.names_of(fields), #fields, {
+--- Adds to a form how values become a table by their names, which prints as such: `record(v1, v2, ...)`.
+function commands.add_values(form, fields)
+  form.value_count = #fields
+  form.record = compile.record(errors.names_of(fields), {
     rovk_fields = fields,
     __tostring = function(record)
       return dump.fields(record, fields)
     end,
-  }
+  })
 end
 
 -- Forms are shared by all devices of a service; one for commands of a device, which brings the index, one for those
@@ -184,24 +152,25 @@ end
 local function build(command, own_index)
   local service = command.service
   local name = service.name .. "_" .. command.name
-  local form = { command = command, title = service.name .. "." .. command.name, order = {}, by_name = {}, names = {},
-    count = #command.inputs, blocking = rovk["rovktrans_" .. name], async = rovk["rovktrans_" .. name .. "_async_lua"] }
-  form.values, form.value_count, form.printed = commands.values_form(command.values)
+  local form = { command = command, title = service.name .. "." .. command.name, inputs = {}, by_name = {}, names = {},
+    blocking = rovk["rovktrans_" .. name], async = rovk["rovktrans_" .. name .. "_async_lua"] }
   local texts = {}
   for place, field in ipairs(command.inputs) do
-    local input = describe_input(field, place)
     if own_index and picks_device(service, field) then
       form.own_index = place
-      table.insert(form.order, 1, input)
     else
-      form.order[#form.order + 1] = input
+      local input = describe_input(field, place)
+      table.insert(form.inputs, input)
       form.by_name[field.name] = input
-      form.names[#form.names + 1] = field.name
-      texts[#texts + 1] = input.bytes and ("%s (up to %d bytes)"):format(field.name, field.count)
-        or ("%s (%.0f to %.0f)"):format(field.name, input.low, input.high)
+      table.insert(form.names, field.name)
+      table.insert(texts, input.bytes and ("%s (up to %d bytes)"):format(field.name, field.count)
+        or ("%s (%.0f to %.0f)"):format(field.name, input.low, input.high))
     end
   end
   form.inputs_text = #texts > 0 and table.concat(texts, ", ") or "no inputs"
+  form.named, form.listed = compile.inputs(form, form.inputs, form.own_index, check, unknown_input)
+  commands.add_values(form, command.values)
+  form.take = compile.take(form.value_count, form.record)
   return form
 end
 

@@ -7,7 +7,7 @@ local names = require("rovk.names")
 local errors = {}
 
 -- Sources of this companion: a mistake is reported at the first line outside of them, however deep it was found.
-local rooms = {}
+local rooms = { ["=rovk.compile"] = true }
 
 --- Declares the file that calls this a part of the companion.
 function errors.room()

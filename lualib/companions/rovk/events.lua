@@ -44,7 +44,7 @@ local function keep(self, record)
 end
 
 local function arrived(self, ...)
-  local record = commands.record(self.form, ...)
+  local record = self.form.record(...)
   local index = rawget(self.target, "index")
   if index and self.form.has_index and record.index ~= index then
     return
@@ -63,7 +63,7 @@ local function form_of(event)
     local name = "rovktrans_" .. event.service.name .. "_" .. event.name
     form = { has_index = event.values.index ~= nil, register = rovk[name .. "_register_callback_lua"],
       unregister = rovk[name .. "_unregister_callback_lua"] }
-    form.values, form.value_count, form.printed = commands.values_form(event.values)
+    commands.add_values(form, event.values)
     forms[event] = form
   end
   return form

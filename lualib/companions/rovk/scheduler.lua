@@ -8,7 +8,6 @@
 -- A task asks for a command by yielding its native function and the inputs, and the scheduler calls it: where a
 -- coroutine cannot yield, nothing was sent yet.
 
-local commands = require("rovk.commands")
 local errors = require("rovk.errors")
 local timers = require("rovk.timers")
 
@@ -20,28 +19,34 @@ local create, resume, yield, running = coroutine.create, coroutine.resume, corou
 -- The task that runs now, whatever its unit.
 local current
 
--- LuaJIT can leave any function of Lua and come back; plain Lua 5.1 cannot where one of C stands in between.
-local crossing = not rawget(_G, "jit") and debug and {} or nil
-for name, action in pairs(crossing and { pcall = pcall, xpcall = xpcall, require = require, dofile = dofile,
-  ["table.sort"] = table.sort, ["string.gsub"] = string.gsub, ["table.foreach"] = rawget(table, "foreach"),
-  ["table.foreachi"] = rawget(table, "foreachi") } or {}) do
-  crossing[action] = name
-end
-schedulers.crossing = crossing ~= nil
+-- LuaJIT can leave any function and come back; plain Lua 5.1 cannot where one of C stands in between.
+local any_way = rawget(_G, "jit") ~= nil
 
 -- The function of C that stands between here and the beginning of the task, or nil.
-local function between()
-  local getinfo = debug.getinfo
-  local level = 3
-  local info = getinfo(level, "f")
+local function slow_barrier()
+  local level = 2
+  local info = debug.getinfo(level, "f")
   while info do
-    local name = crossing[info.func]
-    if name then
-      return name
+    if info.func and debug.getinfo(info.func, "S").what == "C" then
+      return info.func
     end
     level = level + 1
-    info = getinfo(level, "f")
+    info = debug.getinfo(level, "f")
   end
+end
+
+local has_companion, companion = pcall(require, "rovk_companion")
+local barrier = not any_way and (has_companion and companion.barrier or debug and slow_barrier)
+
+local function describe_barrier(action)
+  for name, known in pairs { pcall = pcall, xpcall = xpcall, require = require, dofile = dofile,
+    ["table.sort"] = table.sort, ["string.gsub"] = string.gsub } do
+    if action == known then
+      return ("within %s, which plain Lua 5.1 cannot leave and come back to%s"):format(name,
+        name:match("pcall") and "; use rovk.pcall" or "")
+    end
+  end
+  return "within a function of C, which plain Lua 5.1 cannot leave and come back to"
 end
 
 --- The task that runs now, of any unit; nil in the main program.
@@ -57,9 +62,9 @@ function schedulers.waiting_task(scheduler)
   elseif running() ~= task.thread then
     return nil, "in a coroutine of your own within a task"
   end
-  local name = crossing and between()
-  if name then
-    return nil, ("within %s, which plain Lua 5.1 cannot leave and come back to; use rovk.pcall"):format(name)
+  local action = barrier and barrier()
+  if action then
+    return nil, describe_barrier(action)
   end
   return task
 end
@@ -142,6 +147,9 @@ end
 
 -- A failure belongs to who waits for the task; where nobody does, to on_error or to `run`.
 local function failed(task, err)
+  if type(err) == "string" and err:find("attempt to yield across", 1, true) then
+    err = err .. "; a task cannot wait in a metamethod or in the function of a for loop under plain Lua 5.1"
+  end
   local traceback = debug and debug.traceback(task.root) or ""
   local watched = task.watchers and #task.watchers > 0
   local given_up = errors.is(err, "cancelled") or errors.is(err, "closed")
@@ -155,26 +163,14 @@ end
 -- Takes the answer to a task's command. One a task: it waits for one command at a time. A task that has given up
 -- waiting gets a new one, and the late answer finds that it is not wanted.
 local function new_answer(task)
-  local this
-  function this(...)
-    if task.answer ~= this then
-      return
+  local function answer(...)
+    if task.answer == answer then
+      task.asking = false
+      task.form.take(task, ...)
+      ready(task)
     end
-    task.asking = false
-    local form = task.form
-    local told = select(form.value_count + 1, ...)
-    if told.error_id ~= 0 then
-      task.told = told
-    elseif form.value_count == 0 then
-      task.values = true
-    elseif task.positional then
-      task.values = { ... }
-    else
-      task.values = commands.record(form, ...)
-    end
-    ready(task)
   end
-  return this
+  return answer
 end
 
 -- Does what a task that has yielded asks for. Without a function it waits for something that will make it ready.
@@ -191,7 +187,7 @@ local function ask(task, native, address, ...)
   local status = native(task.scheduler.context, address, answer, ...)
   if status ~= 0 then
     task.asking = false
-    task.status = status
+    task.refused = status
     ready(task)
   end
 end
@@ -407,10 +403,11 @@ function schedulers.await(scheduler, waiter, what, limit_ms)
   end
   if not ok then
     error(failure, 0)
-  elseif not answered then
-    schedulers.check_open(scheduler, task)
   end
   schedulers.check_cancelled(task)
+  if not answered then
+    schedulers.check_open(scheduler, task)
+  end
   return answered
 end
 
@@ -543,7 +540,7 @@ end
 --- pcall that a task can wait in. Plain Lua 5.1 cannot leave its own and come back.
 function schedulers.pcall(action, ...)
   local task = current
-  if not crossing or not task or running() ~= task.thread then
+  if any_way or not task or running() ~= task.thread then
     return pcall(action, ...)
   end
   local outer, inner = task.thread, create(action)

@@ -10,6 +10,8 @@ local events = require("rovk.events")
 local targets = {}
 errors.room()
 
+local arguments, command_of = commands.arguments, calls.command
+
 -- What a target may have or not: reading it is no mistake.
 local OPTIONAL = { index = true, name = true, id = true, location = true, device_count = true, options = true }
 
@@ -38,7 +40,11 @@ end
 function common:wait(event, limit_ms)
   errors.check_ms(self.service .. ":wait", "limit_ms", limit_ms, true)
   local found = events.find(catalogue.services[self.service], event)
-  return (events.wait_any(self.unit.scheduler, self.unit.subscriptions, { self }, found, limit_ms))
+  local record, err = events.wait_any(self.unit.scheduler, self.unit.subscriptions, { self }, found, limit_ms)
+  if record then
+    return record
+  end
+  return nil, err
 end
 
 local OPTION_NAMES = { "positional", "timeout_ms" }
@@ -62,15 +68,6 @@ function common:with(options)
   end
   copy.options = { positional = options.positional, timeout_ms = options.timeout_ms }
   return setmetatable(copy, getmetatable(self))
-end
-
-local function call(form, class, self, ...)
-  if type(self) ~= "table" or getmetatable(self) ~= class then
-    errors.mistake("%s is called with a colon: device:%s(...)", form.title, form.command.name)
-  end
-  local options = self.options
-  return calls.command(self.unit.scheduler, form, self, commands.arguments(form, self.index, ...), options.positional,
-    options.timeout_ms)
 end
 
 local function values_or_raise(ok, ...)
@@ -106,8 +103,11 @@ local function method_of(class, service, key)
   end
   local form = commands.form(command, class.of_device)
   local ending = name == key and values_or_raise or values_or_nil
-  return function(...)
-    return ending(call(form, class, ...))
+  return function(self, ...)
+    if getmetatable(self) ~= class then
+      errors.mistake("%s is called with a colon: device:%s(...)", form.title, form.command.name)
+    end
+    return ending(command_of(self.unit.scheduler, form, self, self.options, arguments(form, self.index, ...)))
   end
 end
 

@@ -1,0 +1,11 @@
+// What keeps a coroutine of plain Lua 5.1 from yielding, for a script.
+#pragma once
+
+extern "C" {
+#include <lauxlib.h>
+#include <lua.h>
+}
+
+// barrier(): the innermost function of C under which the caller runs in this coroutine, such as pcall; nothing when
+// there is none. Looked up with each command of a task, so it makes no tables, as debug.getinfo would.
+int rovk_barrier(lua_State* L);

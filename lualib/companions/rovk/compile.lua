@@ -1,0 +1,108 @@
+-- Functions written out for one command: what it takes and gives is known from the catalogue, and a loop over that
+-- knowledge with each call would cost more than the command itself. The texts are made of names and limits of the
+-- catalogue alone.
+
+local compile = {}
+
+local function numbered(prefix, count)
+  local list = {}
+  for place = 1, count do
+    list[place] = prefix .. place
+  end
+  return list
+end
+
+local function make(lines, ...)
+  return assert(loadstring(table.concat(lines, "\n"), "=rovk.compile"))(...)
+end
+
+-- "v1, v2, " as the beginning of a list.
+local function leading(list)
+  return #list > 0 and table.concat(list, ", ") .. ", " or ""
+end
+
+--- Makes record(v1, v2, ...): a table of values by name.
+-- @param names of the values
+-- @param printed the metatable of the records
+function compile.record(names, printed)
+  local values, parts = numbered("v", #names), {}
+  for place, name in ipairs(names) do
+    parts[place] = ("[%q] = v%d"):format(name, place)
+  end
+  return make({
+    "local printed, setmetatable = ...",
+    ("return function(%s)"):format(table.concat(values, ", ")),
+    ("  return setmetatable({ %s }, printed)"):format(table.concat(parts, ", ")),
+    "end",
+  }, printed, setmetatable)
+end
+
+--- Makes take(task, v1, v2, ..., told): leaves an answer with its task.
+-- @param count of the values
+function compile.take(count, record)
+  local values = table.concat(numbered("v", count), ", ")
+  return make({
+    "local record = ...",
+    ("return function(task, %stold)"):format(leading(numbered("v", count))),
+    "  if told.error_id ~= 0 then",
+    "    task.told = told",
+    count == 0 and "  else" or "  elseif task.positional then",
+    count == 0 and "    task.values = true" or ("    task.values = { %s }"):format(values),
+    count > 0 and "  else" or "",
+    count > 0 and ("    task.values = record(%s)"):format(values) or "",
+    "  end",
+    "end",
+  }, record)
+end
+
+-- One input, checked where it is a plain number and handed to `check` where it is anything else.
+local function check_line(place, input)
+  local value = "v" .. place
+  if input.bytes then
+    return ("  %s = check(form, inputs[%d], %s)"):format(value, place, value)
+  end
+  return ("  if type(%s) ~= \"number\" or not (%s >= %.0f and %s <= %.0f) or %s %% 1 ~= 0 then %s = check(form, "
+    .. "inputs[%d], %s) end"):format(value, value, input.low, value, input.high, value, value, place, value)
+end
+
+--- Makes two functions that check inputs and give them in the order of the native function, the device's index, where
+-- the command takes it from there, in its place: named(index, table) and listed(index, v1, v2, ...).
+-- @param inputs those that a caller gives, in order, each with `place` among the native function's
+-- @param own_index the place of the device's index, or nil
+-- @param check check(form, input, value) gives the value or raises
+-- @param unknown unknown(form, table) raises for a table that has keys of no input
+function compile.inputs(form, inputs, own_index, check, unknown)
+  local values, results = numbered("v", #inputs), {}
+  local checks, fetches = {}, {}
+  for place, input in ipairs(inputs) do
+    results[input.place] = values[place]
+    checks[place] = check_line(place, input)
+    fetches[place] = ("  local v%d = given[%q]"):format(place, input.name)
+  end
+  if own_index then
+    results[own_index] = "index"
+  end
+  local tail = "  return " .. table.concat(results, ", ")
+  local head = "local form, inputs, check, unknown, type, next = ..."
+  local named = { head, "return function(index, given)", "  local count, key = 0, next(given)",
+    "  while key ~= nil do count = count + 1; key = next(given, key) end" }
+  local listed = { head, ("return function(index%s%s)"):format(#values > 0 and ", " or "", table.concat(values, ", ")) }
+  for place = 1, #inputs do
+    named[#named + 1] = fetches[place]
+  end
+  for place, value in ipairs(values) do
+    named[#named + 1] = ("  if %s ~= nil then count = count - 1 end"):format(value)
+    listed[#listed + 1] = checks[place]
+  end
+  named[#named + 1] = "  if count > 0 then unknown(form, given) end"
+  for place = 1, #inputs do
+    named[#named + 1] = checks[place]
+  end
+  for _, lines in ipairs { named, listed } do
+    lines[#lines + 1] = tail
+    lines[#lines + 1] = "end"
+  end
+  return make(named, form, inputs, check, unknown, type, next), make(listed, form, inputs, check, unknown, type, next)
+end
+
+return compile
