@@ -6,6 +6,7 @@ extern "C" {
 #include <lua.h>
 }
 
-// barrier(): the innermost function of C under which the caller runs in this coroutine, such as pcall; nothing when
-// there is none. Looked up with each command of a task, so it makes no tables, as debug.getinfo would.
+// barrier(thread): "other" when the caller does not run in that coroutine; else the innermost function of C under which
+// it runs in it, such as pcall; nothing when there is none. Asked with each command of a task, so it makes no tables,
+// as debug.getinfo would.
 int rovk_barrier(lua_State* L);

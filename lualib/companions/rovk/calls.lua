@@ -1,5 +1,6 @@
 -- A command's way to the unit and back: in a task, where others go on meanwhile, or blocking.
 
+local compile = require("rovk.compile")
 local errors = require("rovk.errors")
 local schedulers = require("rovk.scheduler")
 local timers = require("rovk.timers")
@@ -7,32 +8,25 @@ local timers = require("rovk.timers")
 local calls = {}
 errors.room()
 
-local yield = coroutine.yield
+local enter, yield, WAITS = schedulers.enter, coroutine.yield, schedulers.WAITS
 
 local function give_up(task)
-  if task.asking then
+  if task.answer then
     schedulers.ready(task)
   end
 end
 
--- What a task finds when it is resumed.
-local function outcome(scheduler, task, form, target, options, entry)
-  if entry then
-    timers.drop(scheduler.timers, entry)
-  end
-  local values, told, status, passed = task.values, task.told, task.refused, nil
-  task.values, task.told, task.refused = nil, nil, nil
-  if task.asking then
-    task.asking, task.answer = false, nil
+-- A command in a task that did not just succeed: refused, late, or its task cancelled.
+local function failure_in_task(task, form, target, options)
+  local told, status, passed = task.told, task.refused, nil
+  task.told, task.refused = nil, nil
+  if task.answer then
+    -- The answer may come yet; it will find that the task does not wait for it.
+    task.answers[form], task.answer = nil, nil
     status, passed = errors.ETIMEDOUT, options.timeout_ms
   end
   schedulers.check_cancelled(task)
-  if not values then
-    return nil, errors.of_command(form.command, target, status, told, passed)
-  elseif options.positional and values ~= true then
-    return true, unpack(values, 1, form.value_count)
-  end
-  return true, values
+  return nil, errors.of_command(form.command, target, status, told, passed)
 end
 
 -- Results of a blocking command. What came meanwhile for tasks and callbacks runs before its caller goes on.
@@ -41,11 +35,11 @@ local function finish(scheduler, form, target, options, status, told, ...)
   if status ~= 0 then
     return nil, errors.of_command(form.command, target, status, told)
   elseif form.value_count == 0 then
-    return true, true
+    return true
   elseif options.positional then
-    return true, ...
+    return { ... }
   end
-  return true, form.record(...)
+  return form.record(...)
 end
 
 -- A time limit of its own: the main program waits for the answer as for anything else.
@@ -74,20 +68,38 @@ local function ask_with_limit(scheduler, form, target, options, why, ...)
   return finish(scheduler, form, target, options, 0, told, unpack(values, 1, form.value_count))
 end
 
+local function compile_answer(form)
+  form.answer_for = compile.answer(form.values, form.printed, schedulers.ready)
+  return form.answer_for
+end
+
 --- Sends a command and waits for its answer: in a task others go on meanwhile, elsewhere it blocks.
 -- @param options of the target
 -- @param ... what `commands.arguments` gave
--- @return true and the values, as one table or one by one; nil and the error object
+-- @return true where there are no values; values by name, or as a list; nil and the error object
 function calls.command(scheduler, form, target, options, ...)
-  local task, why = schedulers.waiting_task(scheduler)
-  schedulers.check_open(scheduler, task)
+  local task, why = enter(scheduler)
   local limit_ms = options.timeout_ms
-  if task and scheduler.platform.loop then
+  if task and scheduler.loop then
     local entry = limit_ms and timers.add(scheduler.timers, scheduler.platform.now() + limit_ms, give_up, task)
-    task.form, task.positional = form, options.positional
+    local answer = task.answers[form]
+    if not answer then
+      answer = (form.answer_for or compile_answer(form))(task)
+      task.answers[form] = answer
+    end
+    task.answer = answer
+    if task.positional ~= options.positional then
+      task.positional = options.positional
+    end
     -- The scheduler sends the command, and resumes the task when the answer is there or the time has passed.
-    yield(form.async, target.address, ...)
-    return outcome(scheduler, task, form, target, options, entry)
+    yield(WAITS, form.async, target.address, ...)
+    if entry then
+      timers.drop(scheduler.timers, entry)
+    end
+    if task.values and not task.answer and not task.cancelled then
+      return task.values
+    end
+    return failure_in_task(task, form, target, options)
   elseif limit_ms then
     return ask_with_limit(scheduler, form, target, options, why, ...)
   end

@@ -117,7 +117,7 @@ function commands.arguments(form, index, ...)
   local given, first = select("#", ...), ...
   if given == 1 and type(first) == "table" and is_named(form, first) then
     return form.named(index, first)
-  elseif given ~= #form.inputs then
+  elseif given ~= form.input_count then
     errors.mistake("%s: got %d input%s; it takes %s", form.title, given, given == 1 and "" or "s", form.inputs_text)
   end
   return form.listed(index, ...)
@@ -125,13 +125,14 @@ end
 
 --- Adds to a form how values become a table by their names, which prints as such: `record(v1, v2, ...)`.
 function commands.add_values(form, fields)
-  form.value_count = #fields
-  form.record = compile.record(errors.names_of(fields), {
+  form.values, form.value_count = errors.names_of(fields), #fields
+  form.printed = {
     rovk_fields = fields,
     __tostring = function(record)
       return dump.fields(record, fields)
     end,
-  })
+  }
+  form.record = compile.record(form.values, form.printed)
 end
 
 -- Forms are shared by all devices of a service; one for commands of a device, which brings the index, one for those
@@ -167,10 +168,10 @@ local function build(command, own_index)
         or ("%s (%.0f to %.0f)"):format(field.name, input.low, input.high))
     end
   end
+  form.input_count = #form.inputs
   form.inputs_text = #texts > 0 and table.concat(texts, ", ") or "no inputs"
   form.named, form.listed = compile.inputs(form, form.inputs, form.own_index, check, unknown_input)
   commands.add_values(form, command.values)
-  form.take = compile.take(form.value_count, form.record)
   return form
 end
 

@@ -37,22 +37,31 @@ function compile.record(names, printed)
   }, printed, setmetatable)
 end
 
---- Makes take(task, v1, v2, ..., told): leaves an answer with its task.
--- @param count of the values
-function compile.take(count, record)
-  local values = table.concat(numbered("v", count), ", ")
-  return make({
-    "local record = ...",
-    ("return function(task, %stold)"):format(leading(numbered("v", count))),
-    "  if told.error_id ~= 0 then",
-    "    task.told = told",
-    count == 0 and "  else" or "  elseif task.positional then",
-    count == 0 and "    task.values = true" or ("    task.values = { %s }"):format(values),
-    count > 0 and "  else" or "",
-    count > 0 and ("    task.values = record(%s)"):format(values) or "",
-    "  end",
-    "end",
-  }, record)
+--- Makes answer_for(task): a callback that leaves an answer with its task, unless the task waits for another.
+-- @param names of the values
+-- @param ready ready(task) has the task resumed
+function compile.answer(names, printed, ready)
+  local values, parts = numbered("v", #names), {}
+  for place, name in ipairs(names) do
+    parts[place] = ("[%q] = v%d"):format(name, place)
+  end
+  local lines = {
+    "local printed, ready, setmetatable = ...",
+    "return function(task)",
+    "  local answer",
+    ("  function answer(%stold)"):format(leading(values)),
+    "    if task.answer ~= answer then return end",
+    "    task.answer = nil",
+    "    if told.error_id ~= 0 then task.values, task.told = nil, told",
+  }
+  if #names == 0 then
+    lines[#lines + 1] = "    else task.values = true end"
+  else
+    lines[#lines + 1] = ("    elseif task.positional then task.values = { %s }"):format(table.concat(values, ", "))
+    lines[#lines + 1] = ("    else task.values = setmetatable({ %s }, printed) end"):format(table.concat(parts, ", "))
+  end
+  lines[#lines + 1] = "    ready(task)\n  end\n  return answer\nend"
+  return make(lines, printed, ready, setmetatable)
 end
 
 -- One input, checked where it is a plain number and handed to `check` where it is anything else.

@@ -19,13 +19,21 @@ local create, resume, yield, running = coroutine.create, coroutine.resume, corou
 -- The task that runs now, whatever its unit.
 local current
 
+-- What a task yields first: nobody else has it, so a function that returns is told from one that waits.
+local WAITS = {}
+schedulers.WAITS = WAITS
+
 -- LuaJIT can leave any function and come back; plain Lua 5.1 cannot where one of C stands in between.
 local any_way = rawget(_G, "jit") ~= nil
 
--- The function of C that stands between here and the beginning of the task, or nil.
-local function slow_barrier()
+-- Why the coroutine cannot yield here: "other" when it is not the one that runs, or the function of C that stands
+-- between here and its beginning; nil when it can.
+local function slow_barrier(thread)
+  if running() ~= thread then
+    return "other"
+  end
   local level = 2
-  local info = debug.getinfo(level, "f")
+  local info = not any_way and debug and debug.getinfo(level, "f")
   while info do
     if info.func and debug.getinfo(info.func, "S").what == "C" then
       return info.func
@@ -36,9 +44,14 @@ local function slow_barrier()
 end
 
 local has_companion, companion = pcall(require, "rovk_companion")
-local barrier = not any_way and (has_companion and companion.barrier or debug and slow_barrier)
+local barrier = not any_way and has_companion and companion.barrier or slow_barrier
 
 local function describe_barrier(action)
+  if action == "other" then
+    return "in a coroutine of your own within a task"
+  elseif action == "unit" then
+    return "in a task of another unit"
+  end
   for name, known in pairs { pcall = pcall, xpcall = xpcall, require = require, dofile = dofile,
     ["table.sort"] = table.sort, ["string.gsub"] = string.gsub } do
     if action == known then
@@ -54,25 +67,26 @@ function schedulers.current()
   return current
 end
 
---- The task of this scheduler that can wait here; nil and the reason otherwise.
-function schedulers.waiting_task(scheduler)
-  local task = current
-  if not task or task.scheduler ~= scheduler then
-    return nil, task and "in a task of another unit"
-  elseif running() ~= task.thread then
-    return nil, "in a coroutine of your own within a task"
+--- Begins something that waits: gives the task of this scheduler that can wait here; nil, and the reason where there
+-- is one. Raises where the unit is closed, and, once, what the task was cancelled with.
+function schedulers.enter(scheduler)
+  local task, why = current, nil
+  if task then
+    local found = task.scheduler ~= scheduler and "unit" or barrier(task.thread)
+    if found then
+      task, why = nil, describe_barrier(found)
+    end
   end
-  local action = barrier and barrier()
-  if action then
-    return nil, describe_barrier(action)
+  if scheduler.closed or task and task.cancelled then
+    schedulers.check_open(scheduler, task)
   end
-  return task
+  return task, why
 end
 
 --- True where a wait is possible: in a task of the scheduler, or in the main program outside of any callback.
 function schedulers.can_wait(scheduler)
   if current then
-    return schedulers.waiting_task(scheduler) ~= nil
+    return current.scheduler == scheduler and not barrier(current.thread)
   end
   return not scheduler.pumping
 end
@@ -96,7 +110,7 @@ function schedulers.spawn(scheduler, class, action, ...)
   scheduler.number = scheduler.number + 1
   local thread = create(action)
   local task = setmetatable({ scheduler = scheduler, number = scheduler.number, state = "alive", root = thread,
-    thread = thread, start = { n = select("#", ...), ... } }, class)
+    thread = thread, answers = {}, start = { n = select("#", ...), ... } }, class)
   scheduler.tasks[task] = true
   scheduler.alive = scheduler.alive + 1
   ready(task)
@@ -106,7 +120,7 @@ end
 local function end_task(task, state)
   local scheduler = task.scheduler
   task.state = state
-  task.root, task.thread, task.answer, task.start = nil, nil, nil, nil
+  task.root, task.thread, task.answer, task.answers, task.start = nil, nil, nil, nil, nil
   if scheduler.tasks[task] then
     scheduler.tasks[task] = nil
     scheduler.alive = scheduler.alive - 1
@@ -160,77 +174,46 @@ local function failed(task, err)
   end
 end
 
--- Takes the answer to a task's command. One a task: it waits for one command at a time. A task that has given up
--- waiting gets a new one, and the late answer finds that it is not wanted.
-local function new_answer(task)
-  local function answer(...)
-    if task.answer == answer then
-      task.asking = false
-      task.form.take(task, ...)
+-- What became of a task that was resumed: it asks for a command, waits for something that will make it ready (native
+-- is nil), failed or ended.
+local function settle(task, ok, first, native, address, ...)
+  if first ~= WAITS then
+    if ok then
+      task.results = { n = select("#", first, native, address, ...), first, native, address, ... }
+      end_task(task, "done")
+    else
+      failed(task, first)
+    end
+  elseif native then
+    local status = native(task.scheduler.context, address, task.answer, ...)
+    if status ~= 0 then
+      task.answer, task.values, task.refused = nil, nil, status
       ready(task)
     end
   end
-  return answer
-end
-
--- Does what a task that has yielded asks for. Without a function it waits for something that will make it ready.
-local function ask(task, native, address, ...)
-  if not native then
-    return
-  end
-  local answer = task.answer
-  if not answer then
-    answer = new_answer(task)
-    task.answer = answer
-  end
-  task.asking = true
-  local status = native(task.scheduler.context, address, answer, ...)
-  if status ~= 0 then
-    task.asking = false
-    task.refused = status
-    ready(task)
-  end
-end
-
-local function settle(task, ok, ...)
-  if not ok then
-    failed(task, (...))
-  elseif coroutine.status(task.root) == "dead" then
-    task.results = { n = select("#", ...), ... }
-    end_task(task, "done")
-  else
-    ask(task, ...)
-  end
-end
-
-local function run_task(task)
-  task.queued = false
-  if task.state ~= "alive" then
-    return
-  end
-  local before = current
-  current = task
-  local start = task.start
-  if start then
-    task.start = nil
-    settle(task, resume(task.root, unpack(start, 1, start.n)))
-  else
-    settle(task, resume(task.root))
-  end
-  current = before
 end
 
 -- Runs those that are ready now; what they make ready is left for the next round.
 local function run_ready(scheduler)
-  local queue, last = scheduler.queue, scheduler.last
-  while scheduler.first <= last do
-    local place = scheduler.first
+  local queue, first, last = scheduler.queue, scheduler.first, scheduler.last
+  local before = current
+  for place = first, last do
     local task = queue[place]
     queue[place] = nil
-    scheduler.first = place + 1
-    run_task(task)
+    task.queued = false
+    current = task
+    local start = task.start
+    if start then
+      task.start = nil
+      settle(task, resume(task.root, unpack(start, 1, start.n)))
+    elseif task.state == "alive" then
+      settle(task, resume(task.root))
+    end
   end
-  if scheduler.first > scheduler.last then
+  current = before
+  if scheduler.last > last then
+    scheduler.first = last + 1
+  else
     scheduler.first, scheduler.last = 1, 0
   end
 end
@@ -337,7 +320,7 @@ function schedulers.check_open(scheduler, task)
   if scheduler.closed then
     -- A task that goes on regardless is left where it is.
     if task and task.told_closed then
-      yield()
+      yield(WAITS)
     elseif task then
       task.told_closed = true
     end
@@ -378,8 +361,7 @@ end
 -- @param limit_ms nil: no limit
 -- @return true; false: the time has passed, or nothing can come any more
 function schedulers.await(scheduler, waiter, what, limit_ms)
-  local task, why = schedulers.waiting_task(scheduler)
-  schedulers.check_open(scheduler, task)
+  local task, why = schedulers.enter(scheduler)
   if current and not task then
     errors.mistake("%s cannot wait %s", what, why)
   elseif not task then
@@ -392,7 +374,7 @@ function schedulers.await(scheduler, waiter, what, limit_ms)
   waiter.task = task
   local ok, failure = true, nil
   if task then
-    yield()
+    yield(WAITS)
   else
     ok, failure = pcall(alone, scheduler, rounds, waiter)
   end
@@ -414,8 +396,9 @@ end
 -- Running -------------------------------------------------------------------------------------------
 
 function schedulers.new(context, platform)
-  return { context = context, platform = platform, queue = {}, first = 1, last = 0, timers = timers.new(), tasks = {},
-    alive = 0, beats = 0, subscriptions = 0, sources = 0, failures = {}, number = 0, pumping = false, stopped = false,
+  return { context = context, platform = platform, loop = platform.loop, queue = {}, first = 1, last = 0,
+    timers = timers.new(), tasks = {}, alive = 0, beats = 0, subscriptions = 0, sources = 0, failures = {},
+    number = 0, pumping = false, stopped = false,
     closed = false }
 end
 
@@ -504,7 +487,7 @@ function schedulers.close(scheduler)
   scheduler.timers, scheduler.beats = timers.new(), 0
   for task in pairs(scheduler.tasks) do
     if task ~= current then
-      task.answer, task.asking, task.told_closed = nil, false, true
+      task.answer, task.told_closed = nil, true
     end
   end
 end

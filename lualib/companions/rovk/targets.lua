@@ -70,20 +70,6 @@ function common:with(options)
   return setmetatable(copy, getmetatable(self))
 end
 
-local function values_or_raise(ok, ...)
-  if not ok then
-    error((...), 0)
-  end
-  return ...
-end
-
-local function values_or_nil(ok, ...)
-  if not ok then
-    return nil, ...
-  end
-  return ...
-end
-
 local function command_names(service)
   local names = errors.names_of(service.commands)
   if service.id then
@@ -102,12 +88,41 @@ local function method_of(class, service, key)
     errors.unknown(service.name .. " has no command", name, command_names(service))
   end
   local form = commands.form(command, class.of_device)
-  local ending = name == key and values_or_raise or values_or_nil
-  return function(self, ...)
+  local raises = name == key
+  local function end_call(self, values, err)
+    if not values then
+      if raises then
+        error(err, 0)
+      end
+      return nil, err
+    elseif self.options.positional and values ~= true then
+      return unpack(values, 1, form.value_count)
+    end
+    return values
+  end
+  local function check_self(self)
     if getmetatable(self) ~= class then
       errors.mistake("%s is called with a colon: device:%s(...)", form.title, form.command.name)
     end
-    return ending(command_of(self.unit.scheduler, form, self, self.options, arguments(form, self.index, ...)))
+  end
+  if form.input_count == 0 and form.own_index then
+    return function(self, given, ...)
+      if getmetatable(self) ~= class then
+        check_self(self)
+      elseif given ~= nil then
+        arguments(form, self.index, given, ...)
+      end
+      local options = self.options
+      local values, err = command_of(self.unit.scheduler, form, self, options, self.index)
+      if values and not options.positional then
+        return values
+      end
+      return end_call(self, values, err)
+    end
+  end
+  return function(self, ...)
+    check_self(self)
+    return end_call(self, command_of(self.unit.scheduler, form, self, self.options, arguments(form, self.index, ...)))
   end
 end
 
