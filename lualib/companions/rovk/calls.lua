@@ -8,22 +8,24 @@ local timers = require("rovk.timers")
 local calls = {}
 errors.room()
 
-local enter, yield, WAITS = schedulers.enter, coroutine.yield, schedulers.WAITS
+local ask = schedulers.ask
 
 local function give_up(task)
   if task.answer then
+    task.came = nil
     schedulers.ready(task)
   end
 end
 
 -- A command in a task that did not just succeed: refused, late, or its task cancelled.
-local function failure_in_task(task, form, target, options)
+local function failure_in_task(form, target, limit_ms)
+  local task = schedulers.current()
   local told, status, passed = task.told, task.refused, nil
   task.told, task.refused = nil, nil
   if task.answer then
     -- The answer may come yet; it will find that the task does not wait for it.
-    task.answers[form], task.answer = nil, nil
-    status, passed = errors.ETIMEDOUT, options.timeout_ms
+    task.answers, task.answer = {}, nil
+    status, passed = errors.ETIMEDOUT, limit_ms
   end
   schedulers.check_cancelled(task)
   return nil, errors.of_command(form.command, target, status, told, passed)
@@ -68,9 +70,16 @@ local function ask_with_limit(scheduler, form, target, options, why, ...)
   return finish(scheduler, form, target, options, 0, told, unpack(values, 1, form.value_count))
 end
 
-local function compile_answer(form)
-  form.answer_for = compile.answer(form.values, form.printed, schedulers.ready)
-  return form.answer_for
+-- In a task, with a time limit.
+local function ask_in_time(scheduler, form, limit_ms, answer_for, ...)
+  local task = schedulers.current()
+  local entry = limit_ms and task
+    and timers.add(scheduler.timers, scheduler.platform.now() + limit_ms, give_up, task)
+  local asked, values = ask(scheduler, answer_for, form.async, ...)
+  if entry then
+    timers.drop(scheduler.timers, entry)
+  end
+  return asked, values
 end
 
 --- Sends a command and waits for its answer: in a task others go on meanwhile, elsewhere it blocks.
@@ -78,32 +87,33 @@ end
 -- @param ... what `commands.arguments` gave
 -- @return true where there are no values; values by name, or as a list; nil and the error object
 function calls.command(scheduler, form, target, options, ...)
-  local task, why = enter(scheduler)
+  local asked, values = false, nil
   local limit_ms = options.timeout_ms
-  if task and scheduler.loop then
-    local entry = limit_ms and timers.add(scheduler.timers, scheduler.platform.now() + limit_ms, give_up, task)
-    local answer = task.answers[form]
-    if not answer then
-      answer = (form.answer_for or compile_answer(form))(task)
-      task.answers[form] = answer
+  if scheduler.loop then
+    local answer_for = options.positional and form.list_for or form.record_for
+    if limit_ms then
+      asked, values = ask_in_time(scheduler, form, limit_ms, answer_for, target.address, ...)
+    else
+      asked, values = ask(scheduler, answer_for, form.async, target.address, ...)
     end
-    task.answer = answer
-    if task.positional ~= options.positional then
-      task.positional = options.positional
-    end
-    -- The scheduler sends the command, and resumes the task when the answer is there or the time has passed.
-    yield(WAITS, form.async, target.address, ...)
-    if entry then
-      timers.drop(scheduler.timers, entry)
-    end
-    if task.values and not task.answer and not task.cancelled then
-      return task.values
-    end
-    return failure_in_task(task, form, target, options)
-  elseif limit_ms then
+  end
+  if values then
+    return values
+  elseif asked then
+    return failure_in_task(form, target, limit_ms)
+  end
+  local _, why = schedulers.enter(scheduler)
+  if limit_ms then
     return ask_with_limit(scheduler, form, target, options, why, ...)
   end
   return finish(scheduler, form, target, options, form.blocking(scheduler.context, target.address, ...))
+end
+
+--- Readies a form for calls.
+function calls.prepare(form)
+  form.record_for = compile.answer(form.values, form.printed, schedulers.ready)
+  form.list_for = compile.answer(form.values, nil, schedulers.ready)
+  return form
 end
 
 return calls

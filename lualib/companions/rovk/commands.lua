@@ -176,11 +176,12 @@ local function build(command, own_index)
 end
 
 --- The form of a command, with or without a device that brings the index.
-function commands.form(command, own_index)
+-- @param prepare prepare(form) is called for a new one
+function commands.form(command, own_index, prepare)
   local known = forms[own_index]
   local form = known[command]
   if not form then
-    form = build(command, own_index)
+    form = prepare(build(command, own_index))
     known[command] = form
   end
   return form

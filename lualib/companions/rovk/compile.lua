@@ -37,31 +37,35 @@ function compile.record(names, printed)
   }, printed, setmetatable)
 end
 
---- Makes answer_for(task): a callback that leaves an answer with its task, unless the task waits for another.
+--- Makes answer_for(task): a callback that leaves an answer with its task as `came`, unless the task waits for
+-- something else; values by name where `printed`, their metatable, is given, else as a list.
 -- @param names of the values
 -- @param ready ready(task) has the task resumed
 function compile.answer(names, printed, ready)
   local values, parts = numbered("v", #names), {}
   for place, name in ipairs(names) do
-    parts[place] = ("[%q] = v%d"):format(name, place)
+    parts[place] = printed and ("[%q] = v%d"):format(name, place) or "v" .. place
   end
-  local lines = {
+  local result = ("{ %s }"):format(table.concat(parts, ", "))
+  if #names == 0 then
+    result = "true"
+  elseif printed then
+    result = ("setmetatable(%s, printed)"):format(result)
+  end
+  return make({
     "local printed, ready, setmetatable = ...",
     "return function(task)",
     "  local answer",
     ("  function answer(%stold)"):format(leading(values)),
     "    if task.answer ~= answer then return end",
     "    task.answer = nil",
-    "    if told.error_id ~= 0 then task.values, task.told = nil, told",
-  }
-  if #names == 0 then
-    lines[#lines + 1] = "    else task.values = true end"
-  else
-    lines[#lines + 1] = ("    elseif task.positional then task.values = { %s }"):format(table.concat(values, ", "))
-    lines[#lines + 1] = ("    else task.values = setmetatable({ %s }, printed) end"):format(table.concat(parts, ", "))
-  end
-  lines[#lines + 1] = "    ready(task)\n  end\n  return answer\nend"
-  return make(lines, printed, ready, setmetatable)
+    "    if told.error_id == 0 then task.came = " .. result,
+    "    else task.came, task.told = nil, told end",
+    "    ready(task)",
+    "  end",
+    "  return answer",
+    "end",
+  }, printed, ready, setmetatable)
 end
 
 -- One input, checked where it is a plain number and handed to `check` where it is anything else.

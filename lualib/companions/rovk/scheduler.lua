@@ -83,6 +83,22 @@ function schedulers.enter(scheduler)
   return task, why
 end
 
+--- Has a command sent for the task that runs now, if it is one of this scheduler that can wait here, and waits.
+-- @param answer answer_for(task) makes the callback, kept for the task under this key
+-- @return true, and what came, or nothing where the answer was no good; false: there is no such task here
+function schedulers.ask(scheduler, answer_for, native, address, ...)
+  local task = current
+  if not task or task.scheduler ~= scheduler or scheduler.closed or task.cancelled or barrier(task.thread) then
+    return false
+  end
+  local answer = task.answers[answer_for]
+  if not answer then
+    answer = answer_for(task)
+    task.answers[answer_for] = answer
+  end
+  return true, yield(WAITS, native, address, answer, ...)
+end
+
 --- True where a wait is possible: in a task of the scheduler, or in the main program outside of any callback.
 function schedulers.can_wait(scheduler)
   if current then
@@ -93,24 +109,36 @@ end
 
 -- Tasks, ready and ended ----------------------------------------------------------------------------
 
+-- A task that has ended counts as queued, so that nothing makes it ready any more.
 local function ready(task)
-  if task.queued or task.state ~= "alive" then
-    return
+  if not task.queued then
+    task.queued = true
+    local queue = task.queue
+    local last = queue.last + 1
+    queue.last = last
+    queue[last] = task
   end
-  task.queued = true
-  local scheduler = task.scheduler
-  scheduler.last = scheduler.last + 1
-  scheduler.queue[scheduler.last] = task
 end
 schedulers.ready = ready
+
+local function keep_results(task, ...)
+  task.results = { n = select("#", ...), ... }
+end
 
 --- Makes a task of a function; it begins at the next turn.
 -- @param class metatable of the task
 function schedulers.spawn(scheduler, class, action, ...)
   scheduler.number = scheduler.number + 1
-  local thread = create(action)
-  local task = setmetatable({ scheduler = scheduler, number = scheduler.number, state = "alive", root = thread,
-    thread = thread, answers = {}, start = { n = select("#", ...), ... } }, class)
+  local task = setmetatable({ scheduler = scheduler, queue = scheduler.queue, number = scheduler.number,
+    state = "alive", answers = {} }, class)
+  local arguments, count = { ... }, select("#", ...)
+  task.root = create(function()
+    schedulers.check_cancelled(task)
+    local given = arguments
+    arguments = nil
+    keep_results(task, action(unpack(given, 1, count)))
+  end)
+  task.thread = task.root
   scheduler.tasks[task] = true
   scheduler.alive = scheduler.alive + 1
   ready(task)
@@ -119,8 +147,8 @@ end
 
 local function end_task(task, state)
   local scheduler = task.scheduler
-  task.state = state
-  task.root, task.thread, task.answer, task.answers, task.start = nil, nil, nil, nil, nil
+  task.state, task.queued = state, true
+  task.root, task.thread, task.answer, task.answers, task.came = nil, nil, nil, nil, nil
   if scheduler.tasks[task] then
     scheduler.tasks[task] = nil
     scheduler.alive = scheduler.alive - 1
@@ -136,12 +164,8 @@ end
 function schedulers.cancel(task, err)
   if task.state ~= "alive" then
     return false
-  elseif task.start then
-    task.failure = err
-    end_task(task, "cancelled")
-    return true
   end
-  task.cancelled = err
+  task.cancelled, task.came = err, nil
   if current ~= task then
     ready(task)
   end
@@ -176,18 +200,18 @@ end
 
 -- What became of a task that was resumed: it asks for a command, waits for something that will make it ready (native
 -- is nil), failed or ended.
-local function settle(task, ok, first, native, address, ...)
+local function settle(task, context, ok, first, native, address, answer, ...)
   if first ~= WAITS then
     if ok then
-      task.results = { n = select("#", first, native, address, ...), first, native, address, ... }
       end_task(task, "done")
     else
       failed(task, first)
     end
   elseif native then
-    local status = native(task.scheduler.context, address, task.answer, ...)
+    task.answer = answer
+    local status = native(context, address, answer, ...)
     if status ~= 0 then
-      task.answer, task.values, task.refused = nil, nil, status
+      task.answer, task.came, task.refused = nil, nil, status
       ready(task)
     end
   end
@@ -195,31 +219,29 @@ end
 
 -- Runs those that are ready now; what they make ready is left for the next round.
 local function run_ready(scheduler)
-  local queue, first, last = scheduler.queue, scheduler.first, scheduler.last
+  local queue, context = scheduler.queue, scheduler.context
+  local first, last = queue.first, queue.last
   local before = current
   for place = first, last do
     local task = queue[place]
     queue[place] = nil
-    task.queued = false
-    current = task
-    local start = task.start
-    if start then
-      task.start = nil
-      settle(task, resume(task.root, unpack(start, 1, start.n)))
-    elseif task.state == "alive" then
-      settle(task, resume(task.root))
+    local root = task.root
+    if root then
+      task.queued = false
+      current = task
+      settle(task, context, resume(root, task.came))
     end
   end
   current = before
-  if scheduler.last > last then
-    scheduler.first = last + 1
+  if queue.last > last then
+    queue.first = last + 1
   else
-    scheduler.first, scheduler.last = 1, 0
+    queue.first, queue.last = 1, 0
   end
 end
 
 local function has_ready(scheduler)
-  return scheduler.last >= scheduler.first
+  return scheduler.queue.last >= scheduler.queue.first
 end
 
 -- Rounds --------------------------------------------------------------------------------------------
@@ -396,7 +418,7 @@ end
 -- Running -------------------------------------------------------------------------------------------
 
 function schedulers.new(context, platform)
-  return { context = context, platform = platform, loop = platform.loop, queue = {}, first = 1, last = 0,
+  return { context = context, platform = platform, loop = platform.loop, queue = { first = 1, last = 0 },
     timers = timers.new(), tasks = {}, alive = 0, beats = 0, subscriptions = 0, sources = 0, failures = {},
     number = 0, pumping = false, stopped = false,
     closed = false }

@@ -31,7 +31,7 @@ function common:on(event, action)
     errors.check_function(self.service .. ":on", action)
   end
   local found = events.find(catalogue.services[self.service], event)
-  return events.subscribe(self.unit.scheduler, self.unit.subscriptions, self, found, action)
+  return events.subscribe(self.scheduler, self.unit.subscriptions, self, found, action)
 end
 
 --- Waits for the next such event from now on.
@@ -40,7 +40,7 @@ end
 function common:wait(event, limit_ms)
   errors.check_ms(self.service .. ":wait", "limit_ms", limit_ms, true)
   local found = events.find(catalogue.services[self.service], event)
-  local record, err = events.wait_any(self.unit.scheduler, self.unit.subscriptions, { self }, found, limit_ms)
+  local record, err = events.wait_any(self.scheduler, self.unit.subscriptions, { self }, found, limit_ms)
   if record then
     return record
   end
@@ -87,7 +87,7 @@ local function method_of(class, service, key)
   if not command then
     errors.unknown(service.name .. " has no command", name, command_names(service))
   end
-  local form = commands.form(command, class.of_device)
+  local form = commands.form(command, class.of_device, calls.prepare)
   local raises = name == key
   local function end_call(self, values, err)
     if not values then
@@ -113,7 +113,7 @@ local function method_of(class, service, key)
         arguments(form, self.index, given, ...)
       end
       local options = self.options
-      local values, err = command_of(self.unit.scheduler, form, self, options, self.index)
+      local values, err = command_of(self.scheduler, form, self, options, self.index)
       if values and not options.positional then
         return values
       end
@@ -122,7 +122,7 @@ local function method_of(class, service, key)
   end
   return function(self, ...)
     check_self(self)
-    return end_call(self, command_of(self.unit.scheduler, form, self, self.options, arguments(form, self.index, ...)))
+    return end_call(self, command_of(self.scheduler, form, self, self.options, arguments(form, self.index, ...)))
   end
 end
 
@@ -154,7 +154,8 @@ function targets.new(unit, service, address, index, more)
     class = make_class(service, kind)
     classes[kind][service] = class
   end
-  local self = { unit = unit, service = service.name, address = address, index = index, options = DEFAULTS }
+  local self = { unit = unit, scheduler = unit.scheduler, service = service.name, address = address, index = index,
+    options = DEFAULTS }
   for key, value in pairs(more or {}) do
     self[key] = value
   end
