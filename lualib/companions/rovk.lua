@@ -11,6 +11,7 @@
 
 local errors = require("rovk.errors")
 local schedulers = require("rovk.scheduler")
+local waiting = require("rovk.waiting")
 local units = require("rovk.unit")
 
 local rovk = {}
@@ -41,7 +42,7 @@ end
 
 --- pcall in which a task can wait; that of plain Lua 5.1 cannot be left and come back to.
 function rovk.pcall(action, ...)
-  return schedulers.pcall(action, ...)
+  return waiting.pcall(action, ...)
 end
 
 --- True for an error object; of a kind ("timeout", "cancelled", "closed", "missing", "failed") when one is given.

@@ -4,6 +4,7 @@ local compile = require("rovk.compile")
 local errors = require("rovk.errors")
 local schedulers = require("rovk.scheduler")
 local timers = require("rovk.timers")
+local waiting = require("rovk.waiting")
 
 local calls = {}
 errors.room()
@@ -55,11 +56,11 @@ local function ask_with_limit(scheduler, form, target, options, why, ...)
   schedulers.check_free(scheduler)
   local waiter = {}
   local status = form.async(scheduler.context, target.address, function(...)
-    schedulers.finish(waiter, { ... })
+    waiting.finish(waiter, { ... })
   end, ...)
   if status ~= 0 then
     return nil, errors.of_command(form.command, target, status)
-  elseif not schedulers.await(scheduler, waiter, form.title, options.timeout_ms) then
+  elseif not waiting.await(scheduler, waiter, form.title, options.timeout_ms) then
     return nil, errors.of_command(form.command, target, errors.ETIMEDOUT, nil, options.timeout_ms)
   end
   local values = waiter.result

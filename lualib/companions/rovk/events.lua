@@ -5,6 +5,7 @@ local commands = require("rovk.commands")
 local errors = require("rovk.errors")
 local rovk = require("rovk_message")
 local schedulers = require("rovk.scheduler")
+local waiting = require("rovk.waiting")
 local tasks = require("rovk.tasks")
 
 local events = {}
@@ -109,7 +110,7 @@ local function tap_for(waiter, target)
       return false
     end
     waiter.target = target
-    schedulers.finish(waiter, record)
+    waiting.finish(waiter, record)
     return true
   end
 end
@@ -135,7 +136,7 @@ function subscription:wait(limit_ms)
   end
   local waiter = {}
   self.tap = tap_for(waiter)
-  local ok, answered = schedulers.pcall(schedulers.await, self.scheduler, waiter, what, limit_ms)
+  local ok, answered = waiting.pcall(waiting.await, self.scheduler, waiter, what, limit_ms)
   self.tap = nil
   if not ok then
     error(answered, 0)
@@ -149,13 +150,13 @@ end
 -- @return the event's values by name and the target; nil and an error object when none came
 function events.wait_any(scheduler, subscriptions, targets, event, limit_ms)
   local waiter, list = {}, {}
-  local ok, answered = schedulers.pcall(function()
+  local ok, answered = waiting.pcall(function()
     for _, target in ipairs(targets) do
       local one = events.subscribe(scheduler, subscriptions, target, event)
       one.tap = tap_for(waiter, target)
       list[#list + 1] = one
     end
-    return schedulers.await(scheduler, waiter, event.name, limit_ms)
+    return waiting.await(scheduler, waiter, event.name, limit_ms)
   end)
   for _, one in ipairs(list) do
     one:cancel()

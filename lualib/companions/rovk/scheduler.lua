@@ -8,13 +8,15 @@
 -- A task asks for a command by yielding its native function and the inputs, and the scheduler calls it: where a
 -- coroutine cannot yield, nothing was sent yet.
 
+local barriers = require("rovk.barrier")
 local errors = require("rovk.errors")
 local timers = require("rovk.timers")
 
 local schedulers = {}
 errors.room()
 
-local create, resume, yield, running = coroutine.create, coroutine.resume, coroutine.yield, coroutine.running
+local create, resume, yield = coroutine.create, coroutine.resume, coroutine.yield
+local find_barrier = barriers.find
 
 -- The task that runs now, whatever its unit.
 local current
@@ -22,45 +24,6 @@ local current
 -- What a task yields first: nobody else has it, so a function that returns is told from one that waits.
 local WAITS = {}
 schedulers.WAITS = WAITS
-
--- LuaJIT can leave any function and come back; plain Lua 5.1 cannot where one of C stands in between.
-local any_way = rawget(_G, "jit") ~= nil
-
--- Why the coroutine cannot yield here: "other" when it is not the one that runs, or the function of C that stands
--- between here and its beginning; nil when it can.
-local function slow_barrier(thread)
-  if running() ~= thread then
-    return "other"
-  end
-  local level = 2
-  local info = not any_way and debug and debug.getinfo(level, "f")
-  while info do
-    if info.func and debug.getinfo(info.func, "S").what == "C" then
-      return info.func
-    end
-    level = level + 1
-    info = debug.getinfo(level, "f")
-  end
-end
-
-local has_companion, companion = pcall(require, "rovk_companion")
-local barrier = not any_way and has_companion and companion.barrier or slow_barrier
-
-local function describe_barrier(action)
-  if action == "other" then
-    return "in a coroutine of your own within a task"
-  elseif action == "unit" then
-    return "in a task of another unit"
-  end
-  for name, known in pairs { pcall = pcall, xpcall = xpcall, require = require, dofile = dofile,
-    ["table.sort"] = table.sort, ["string.gsub"] = string.gsub } do
-    if action == known then
-      return ("within %s, which plain Lua 5.1 cannot leave and come back to%s"):format(name,
-        name:match("pcall") and "; use rovk.pcall" or "")
-    end
-  end
-  return "within a function of C, which plain Lua 5.1 cannot leave and come back to"
-end
 
 --- The task that runs now, of any unit; nil in the main program.
 function schedulers.current()
@@ -72,9 +35,9 @@ end
 function schedulers.enter(scheduler)
   local task, why = current, nil
   if task then
-    local found = task.scheduler ~= scheduler and "unit" or barrier(task.thread)
+    local found = task.scheduler ~= scheduler and "unit" or find_barrier(task.thread)
     if found then
-      task, why = nil, describe_barrier(found)
+      task, why = nil, barriers.describe(found)
     end
   end
   if scheduler.closed or task and task.cancelled then
@@ -88,7 +51,7 @@ end
 -- @return true, and what came, or nothing where the answer was no good; false: there is no such task here
 function schedulers.ask(scheduler, answer_for, native, address, ...)
   local task = current
-  if not task or task.scheduler ~= scheduler or scheduler.closed or task.cancelled or barrier(task.thread) then
+  if not task or task.scheduler ~= scheduler or scheduler.closed or task.cancelled or find_barrier(task.thread) then
     return false
   end
   local answer = task.answers[answer_for]
@@ -102,7 +65,7 @@ end
 --- True where a wait is possible: in a task of the scheduler, or in the main program outside of any callback.
 function schedulers.can_wait(scheduler)
   if current then
-    return current.scheduler == scheduler and not barrier(current.thread)
+    return current.scheduler == scheduler and not find_barrier(current.thread)
   end
   return not scheduler.pumping
 end
@@ -328,6 +291,11 @@ local function alone(scheduler, action, ...)
   return result
 end
 
+--- Has the scheduler run here until the waiter is done. Gives the reason why it ended.
+function schedulers.pump(scheduler, waiter)
+  return alone(scheduler, rounds, waiter)
+end
+
 --- Raises where the scheduler runs already: inside a callback of rovk_message.
 function schedulers.check_free(scheduler)
   if scheduler.pumping then
@@ -335,7 +303,7 @@ function schedulers.check_free(scheduler)
   end
 end
 
--- Waiting -------------------------------------------------------------------------------------------
+-- Closed and cancelled --------------------------------------------------------------------------------
 
 --- Raises where the unit is closed, and, once, what the task was cancelled with.
 function schedulers.check_open(scheduler, task)
@@ -359,69 +327,12 @@ function schedulers.check_cancelled(task)
   end
 end
 
---- Ends the wait of a waiter, and keeps up to one result for it. A second time it does nothing.
-function schedulers.finish(waiter, result)
-  if waiter.done then
-    return
-  end
-  waiter.done, waiter.result = true, result
-  if waiter.task then
-    ready(waiter.task)
-  end
-end
-
-local function time_out(waiter)
-  if not waiter.done then
-    waiter.timed_out = true
-    schedulers.finish(waiter)
-  end
-end
-
---- Waits until `finish` was called for the waiter, which is a new table; in a task others go on, elsewhere the
--- scheduler runs here.
--- @param what the caller's name for a message
--- @param limit_ms nil: no limit
--- @return true; false: the time has passed, or nothing can come any more
-function schedulers.await(scheduler, waiter, what, limit_ms)
-  local task, why = schedulers.enter(scheduler)
-  if current and not task then
-    errors.mistake("%s cannot wait %s", what, why)
-  elseif not task then
-    schedulers.check_free(scheduler)
-  end
-  if waiter.done then
-    return true
-  end
-  local entry = limit_ms and timers.add(scheduler.timers, scheduler.platform.now() + limit_ms, time_out, waiter)
-  waiter.task = task
-  local ok, failure = true, nil
-  if task then
-    yield(WAITS)
-  else
-    ok, failure = pcall(alone, scheduler, rounds, waiter)
-  end
-  local answered = waiter.done and not waiter.timed_out
-  waiter.done, waiter.task = true, nil
-  if entry then
-    timers.drop(scheduler.timers, entry)
-  end
-  if not ok then
-    error(failure, 0)
-  end
-  schedulers.check_cancelled(task)
-  if not answered then
-    schedulers.check_open(scheduler, task)
-  end
-  return answered
-end
-
 -- Running -------------------------------------------------------------------------------------------
 
 function schedulers.new(context, platform)
   return { context = context, platform = platform, loop = platform.loop, queue = { first = 1, last = 0 },
     timers = timers.new(), tasks = {}, alive = 0, beats = 0, subscriptions = 0, sources = 0, failures = {},
-    number = 0, pumping = false, stopped = false,
-    closed = false }
+    number = 0, pumping = false, stopped = false, closed = false }
 end
 
 --- Whether anything is left that `run` would go on for.
@@ -538,26 +449,6 @@ function schedulers.sweep(scheduler)
     io.stderr:write("rovk: an error in a task of a unit that is closed: ", tostring(failure[1]), "\n", failure[2], "\n")
   end
   scheduler.tasks, scheduler.alive, scheduler.failures = {}, 0, {}
-end
-
--- pcall ---------------------------------------------------------------------------------------------
-
---- pcall that a task can wait in. Plain Lua 5.1 cannot leave its own and come back.
-function schedulers.pcall(action, ...)
-  local task = current
-  if any_way or not task or running() ~= task.thread then
-    return pcall(action, ...)
-  end
-  local outer, inner = task.thread, create(action)
-  local function step(ok, ...)
-    if not ok or coroutine.status(inner) == "dead" then
-      task.thread = outer
-      return ok, ...
-    end
-    return step(resume(inner, yield(...)))
-  end
-  task.thread = inner
-  return step(resume(inner, ...))
 end
 
 return schedulers

@@ -3,6 +3,7 @@
 local errors = require("rovk.errors")
 local schedulers = require("rovk.scheduler")
 local timers = require("rovk.timers")
+local waiting = require("rovk.waiting")
 
 local tasks = {}
 errors.room()
@@ -57,9 +58,9 @@ function task_class:wait(limit_ms)
   end
   local waiter = {}
   watch(self, function()
-    schedulers.finish(waiter)
+    waiting.finish(waiter)
   end)
-  if not schedulers.await(self.scheduler, waiter, "task:wait", limit_ms) then
+  if not waiting.await(self.scheduler, waiter, "task:wait", limit_ms) then
     return nil, errors.late(limit_ms, tostring(self))
   elseif self.state ~= "done" then
     error(self.failure, 0)
@@ -98,15 +99,15 @@ function tasks.all(scheduler, list, limit_ms)
     watch(child, function()
       left = left - 1
       if child.state ~= "done" then
-        schedulers.finish(waiter, child)
+        waiting.finish(waiter, child)
       elseif left == 0 then
-        schedulers.finish(waiter)
+        waiting.finish(waiter)
       end
     end)
   end
   local ok, answered = true, true
   if next(children) then
-    ok, answered = schedulers.pcall(schedulers.await, scheduler, waiter, "unit:all", limit_ms)
+    ok, answered = waiting.pcall(waiting.await, scheduler, waiter, "unit:all", limit_ms)
   end
   local culprit = waiter.result
   if not ok or not answered or culprit then

@@ -8,6 +8,7 @@ local rovk = require("rovk_message")
 local schedulers = require("rovk.scheduler")
 local targets = require("rovk.targets")
 local tasks = require("rovk.tasks")
+local waiting = require("rovk.waiting")
 
 local units = {}
 errors.room()
@@ -233,7 +234,7 @@ end
 --- Waits; 0 lets the others run once.
 function unit:sleep(ms)
   errors.check_ms("unit:sleep", "ms", ms)
-  schedulers.await(self.scheduler, {}, "unit:sleep", ms)
+  waiting.await(self.scheduler, {}, "unit:sleep", ms)
 end
 
 --- Starts a function as a task. @return the task: `:wait(limit_ms)`, `:cancel()`, `:status()`
