@@ -12,8 +12,8 @@ errors.room()
 local ask = schedulers.ask
 
 local function give_up(task)
-  if task.answer then
-    task.came = nil
+  if schedulers.forget_answer(task) then
+    task.came, task.refused = nil, errors.ETIMEDOUT
     schedulers.ready(task)
   end
 end
@@ -21,15 +21,10 @@ end
 -- A command in a task that did not just succeed: refused, late, or its task cancelled.
 local function failure_in_task(form, target, limit_ms)
   local task = schedulers.current()
-  local told, status, passed = task.told, task.refused, nil
+  local told, status = task.told, task.refused
   task.told, task.refused = nil, nil
-  if task.answer then
-    -- The answer may come yet; it will find that the task does not wait for it.
-    task.answers, task.answer = {}, nil
-    status, passed = errors.ETIMEDOUT, limit_ms
-  end
   schedulers.check_cancelled(task)
-  return nil, errors.of_command(form.command, target, status, told, passed)
+  return nil, errors.of_command(form.command, target, status, told, status == errors.ETIMEDOUT and limit_ms or nil)
 end
 
 -- Results of a blocking command. What came meanwhile for tasks and callbacks runs before its caller goes on.
@@ -83,7 +78,8 @@ local function ask_in_time(scheduler, form, limit_ms, answer_for, ...)
   return asked, values
 end
 
---- Sends a command and waits for its answer: in a task others go on meanwhile, elsewhere it blocks.
+--- Sends a command and waits for its answer, where `schedulers.ask` had no task to ask for: in a task with options,
+-- or in the main program, which blocks.
 -- @param options of the target
 -- @param ... what `commands.arguments` gave
 -- @return true where there are no values; values by name, or as a list; nil and the error object
@@ -112,8 +108,8 @@ end
 
 --- Readies a form for calls.
 function calls.prepare(form)
-  form.record_for = compile.answer(form.values, form.printed, schedulers.ready)
-  form.list_for = compile.answer(form.values, nil, schedulers.ready)
+  form.record_for = compile.answer(form.values, form.printed)
+  form.list_for = compile.answer(form.values, nil)
   return form
 end
 

@@ -40,8 +40,7 @@ end
 --- Makes answer_for(task): a callback that leaves an answer with its task as `came`, unless the task waits for
 -- something else; values by name where `printed`, their metatable, is given, else as a list.
 -- @param names of the values
--- @param ready ready(task) has the task resumed
-function compile.answer(names, printed, ready)
+function compile.answer(names, printed)
   local values, parts = numbered("v", #names), {}
   for place, name in ipairs(names) do
     parts[place] = printed and ("[%q] = v%d"):format(name, place) or "v" .. place
@@ -53,19 +52,24 @@ function compile.answer(names, printed, ready)
     result = ("setmetatable(%s, printed)"):format(result)
   end
   return make({
-    "local printed, ready, setmetatable = ...",
+    "local printed, setmetatable = ...",
     "return function(task)",
-    "  local answer",
+    "  local answer, queue",
+    "  queue = task.queue",
     ("  function answer(%stold)"):format(leading(values)),
     "    if task.answer ~= answer then return end",
     "    task.answer = nil",
     "    if told.error_id == 0 then task.came = " .. result,
     "    else task.came, task.told = nil, told end",
-    "    ready(task)",
+    -- The scheduler's `ready`: a task with an answer under way is not queued.
+    "    task.queued = true",
+    "    local last = queue.last + 1",
+    "    queue.last = last",
+    "    queue[last] = task",
     "  end",
     "  return answer",
     "end",
-  }, printed, ready, setmetatable)
+  }, printed, setmetatable)
 end
 
 -- One input, checked where it is a plain number and handed to `check` where it is anything else.

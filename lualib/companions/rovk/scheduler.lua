@@ -123,12 +123,23 @@ local function end_task(task, state)
   end
 end
 
+--- Has the task wait for its answer no longer; a late one finds that it is not wanted. False: there was none to come.
+function schedulers.forget_answer(task)
+  if not task.answer then
+    return false
+  end
+  task.answers, task.answer = {}, nil
+  return true
+end
+
 --- Has what a task waits for raise `err` in it. False: the task had ended.
 function schedulers.cancel(task, err)
   if task.state ~= "alive" then
     return false
   end
   task.cancelled, task.came = err, nil
+  -- An answer that is under way is not wanted any more.
+  schedulers.forget_answer(task)
   if current ~= task then
     ready(task)
   end
