@@ -1,44 +1,49 @@
 -- The ways in which a call can go wrong, and how a script sees each.
-local rovk = require "rovk_message"
-local unit = require "rovk_unit"
+local rovk = require "rovk"
+local hand = require "rovk_unit"
 
 -- Half a second for an answer, and a clock that a wait moves forward at once.
-local status, context = rovk.rovktrans_init("sim?timeout_ms=500&clock=virtual", nil)
-assert(status == 0, "no unit")
-local led = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED)
+local unit = rovk.open "sim?timeout_ms=500&clock=virtual"
+local led = unit:device("led_0001", "LED_FRONT_PANEL_RED")
 
-local function tell(what, result, errors)
-  local keys = {}
-  for key, value in pairs(errors) do
-    keys[#keys + 1] = key .. " = " .. value
-  end
-  table.sort(keys)
-  print(("%-32s status %d; %s"):format(what, result, table.concat(keys, ", ")))
-  return result, errors
-end
-
-tell("a good call", rovk.rovktrans_led_0001_get_state(context, led.address, led.index))
-
--- The peripheral refuses: the status is the error id, and the table has what came with it.
-local refused = tell("no such LED", rovk.rovktrans_led_0001_get_state(context, led.address, 99))
-assert(refused == rovk.ROVK_COMMON_ERROR_INVALID_PAYLOAD)
-tell("nobody at this address", rovk.rovktrans_led_0001_get_state(context, 4711, 0))
+-- The peripheral refuses: an error object tells what, and try_ gives it instead of raising it.
+local _, err = unit:device_at("led_0001", led.address, 99):try_get_state()
+print(err)
+assert(err.error == "invalid_payload" and err.status == 8 and err.detail.input == "index")
 
 -- A peripheral with a fault refuses everything until the fault is cleared.
-assert(unit.fault(context, led.address, 17))
-local _, errors = tell("a faulty peripheral", rovk.rovktrans_led_0001_get_state(context, led.address, led.index))
-assert(errors.fault_id == 17)
-tell("clear the fault", rovk.rovktrans_common_clear_fault(context, led.address))
+assert(hand.fault(unit.context, led.address, 17))
+print(select(2, led:try_get_state()))
+led:clear_fault()
 
--- Below the protocol the status is a negative errno.
-assert(unit.disturb(context, "lose", 1, 0))
-tell("an answer got lost", rovk.rovktrans_led_0001_get_state(context, led.address, led.index))
+-- No answer within half a second, and none within the call's own limit.
+assert(hand.disturb(unit.context, "lose", 2, 0))
+print(select(2, led:try_get_state()))
+print(select(2, led:with({ timeout_ms = 50 }):try_get_state()))
 
--- A wrong call is a Lua error, and nothing was sent.
-print(select(2, pcall(rovk.rovktrans_led_0001_get_state, context, led.address)))
-print(select(2, pcall(rovk.rovktrans_led_0001_get_state, context, led.address, "front")))
-print(select(2, pcall(rovk.rovktrans_led_0001_get_state, context, led.address, -1)))
+-- A mistake of the caller is a text with the caller's line, and nothing was sent.
+for _, mistake in ipairs {
+  function() led:get_stat() end,
+  function() led:set_state { on = 1, duty_cycle_on = 200, duty_cycle_off_ms = 800 } end,
+  function() led:set_state { on = 1, duty_cycle_on_ms = 200 } end,
+  function() led:set_state(1, 70000, 800) end,
+  function() led:set_state(true, 200, 800) end,
+  function() led.get_state() end,
+  function() unit:device("led", "LED_FRONT_PANEL_RED") end,
+  function() unit:device("led_0001", "FRONT_PANEL_BLUE") end,
+  function() led:on("state_change", print) end,
+  function() unit:sleep("a second") end,
+} do
+  print(select(2, pcall(mistake)))
+end
 
-assert(rovk.rovktrans_deinit(context) == 0)
-tell("a closed context", rovk.rovktrans_led_0001_get_state(context, led.address, led.index))
+-- An error in a task or a callback ends run, unless on_error takes it.
+unit:on_error(function(value, traceback)
+  print("taken: " .. tostring(value), #traceback > 0)
+end)
+unit:after(10, function()
+  error("in a timer")
+end)
+print(unit:run())
+unit:close()
+print(select(2, pcall(led.get_state, led)))

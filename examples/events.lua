@@ -1,70 +1,44 @@
--- Events as they come: a button, an alarm contact, a movement, a reset. A script on a desk has no
--- finger on the button, so rovk_unit causes what we wait for.
-local rovk = require "rovk_message"
-local loop = require "rovk_loop"
-local unit = require "rovk_unit"
+-- Events as they come: a button, an alarm contact, a movement, a reset. A script on a desk has no finger on the
+-- button, so rovk_unit causes what we wait for.
+local rovk = require "rovk"
+local hand = require "rovk_unit"
 
-local status, context = rovk.rovktrans_init("sim?clock=virtual", nil)
-assert(status == 0, "no unit")
+local unit = rovk.open "sim?clock=virtual"
+local button = unit:device("button_0002", "BUTTON_RESET")
+local alarm = unit:device("alarm_0017", "ALARM_GPIO")
+local head = unit:device("positioning_002a", "POSITIONING_OPTICAL")
 
-local function find(service, device)
-  return rovk.rovktrans_find_device(context, rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"],
-    rovk["ROVK_PERIPHERAL_DEVICE_ID_" .. device])
-end
-
-local subscriptions = {}
-
--- Calls `action` with the values of each such event. An event does not tell who raised it: a function
--- for each peripheral keeps them apart.
-local function on(service, event, address, action)
-  local name = "rovktrans_" .. service .. "_" .. event
-  local handle = assert(rovk[name .. "_register_callback_lua"](context, address, action))
-  subscriptions[#subscriptions + 1] = function()
-    assert(rovk[name .. "_unregister_callback_lua"](context, address, handle) == 0)
-  end
-end
-
-local button = find("button_0002", "BUTTON_RESET")
-local alarm = find("alarm_0017", "ALARM_GPIO")
-local head = find("positioning_002a", "POSITIONING_OPTICAL")
-
-on("button_0002", "state_change", button.address, function(index, pressed)
-  print(("button %d %s"):format(index, pressed == 1 and "pressed" or "released"))
+local presses = button:on("state_change", function(event)
+  print(("button %d %s"):format(event.index, event.pressed == 1 and "pressed" or "released"))
 end)
-on("alarm_0017", "state_change", alarm.address, function(index, state)
-  local names = {
-    [rovk.ROVK_ALARM_0017_STATE_OPEN] = "open",
-    [rovk.ROVK_ALARM_0017_STATE_CLOSED] = "closed",
-    [rovk.ROVK_ALARM_0017_STATE_SABOTAGE] = "sabotaged",
-  }
-  print(("alarm contact %d %s"):format(index, names[state]))
+alarm:on("state_change", function(event, device)
+  print(device.name, event)
 end)
-on("positioning_002a", "movement_change", head.address, function(index, pan, tilt, zoom)
-  print(("head %d movement: pan %d, tilt %d, zoom %d"):format(index, pan, tilt, zoom))
+head:on("movement_change", function(event)
+  print("head", event)
 end)
-on("common", "reset_occurred", button.address, function(kind)
-  print(("the button's peripheral was reset, type %d"):format(kind))
+button:on("reset_occurred", function(event)
+  print(("the button's peripheral was reset, type %d"):format(event.type))
 end)
 
--- Something happens, then time passes; dispatch runs what has come due meanwhile.
-local function happen(action, ...)
-  assert(action(context, ...))
-  assert(unit.advance(context, 1000))
-  while assert(loop.dispatch(context, 0)) > 0 do end
-end
-
-happen(unit.press, button.index)
-happen(unit.release, button.index)
-happen(unit.set, "alarm", alarm.index, 1)
-happen(unit.reset, button.address, 3)
-happen(function()
-  local result, errors = rovk.rovktrans_positioning_002a_set_velocity(context, head.address, head.index, 1000, 0, 0)
-  return result == 0, "refused with error " .. errors.error_id
+-- What happens to the unit, in the order of time.
+unit:spawn(function()
+  assert(hand.press(unit.context, button.index))
+  unit:sleep(1000)
+  assert(hand.release(unit.context, button.index))
+  unit:sleep(1000)
+  assert(hand.close(unit.context, alarm.index))
+  assert(hand.reset(unit.context, button.address, 3))
+  unit:sleep(1000)
+  -- What an event's function does not take can be waited for; it is kept from the subscription on.
+  local moves = head:on "movement_change"
+  head:set_velocity { pan_millidegrees_per_second = 1000, tilt_millidegrees_per_second = 0, zoom_deciX_per_second = 0 }
+  print("and one that is waited for:", moves:wait(1000))
+  presses:cancel()
+  assert(hand.press(unit.context, button.index))
+  unit:sleep(1000)
+  print("and silence after the subscription ended")
+  unit:stop()
 end)
-
-for _, unsubscribe in ipairs(subscriptions) do
-  unsubscribe()
-end
-happen(unit.press, button.index)
-print("and silence after the subscriptions ended")
-assert(rovk.rovktrans_deinit(context) == 0)
+unit:run()
+unit:close()

@@ -1,28 +1,14 @@
 -- Lights the LEDs of the front panel in turn and lets the last one blink.
-local rovk = require "rovk_message"
+local rovk = require "rovk"
 
-local function check(status, errors, ...)
-  assert(status == 0, ("status %d, error id %d"):format(status, errors.error_id))
-  return ...
-end
-
-local status, context = rovk.rovktrans_init(nil, nil)
-assert(status == 0, "no unit")
-
-local function show(name, led)
-  local on, on_ms, off_ms = check(rovk.rovktrans_led_0001_get_state(context, led.address, led.index))
-  print(("%-6s on %d, %d ms lit, %d ms dark"):format(name, on, on_ms, off_ms))
-end
-
-local leds = {}
-for _, name in ipairs { "GREEN", "RED" } do
-  leds[name] = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
-    rovk["ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_" .. name])
-  check(rovk.rovktrans_led_0001_set_state(context, leds[name].address, leds[name].index, 1, 0, 0))
-  show(name, leds[name])
+local unit = rovk.open()
+local red = unit:device("led_0001", "LED_FRONT_PANEL_RED")
+for _, led in ipairs { unit:device("led_0001", "LED_FRONT_PANEL_GREEN"), red } do
+  led:set_state { on = 1, duty_cycle_on_ms = 0, duty_cycle_off_ms = 0 }
+  print(led, led:get_state())
 end
 
 -- A tenth of a second lit, nine dark.
-check(rovk.rovktrans_led_0001_set_state(context, leds.RED.address, leds.RED.index, 1, 100, 900))
-show("RED", leds.RED)
-assert(rovk.rovktrans_deinit(context) == 0)
+red:set_state { on = 1, duty_cycle_on_ms = 100, duty_cycle_off_ms = 900 }
+print(red, red:get_state())
+unit:close()

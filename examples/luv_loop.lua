@@ -1,49 +1,48 @@
--- The module inside libuv's loop, beside its timers: Debian package lua-luv.
+-- A unit inside libuv's loop, beside its timers: Debian package lua-luv.
 local uv = require "luv"
-local rovk = require "rovk_message"
-local loop = require "rovk_loop"
-local unit = require "rovk_unit"
+local rovk = require "rovk"
+local hand = require "rovk_unit"
 
-local status, context = rovk.rovktrans_init("sim?latency_ms=20", nil)
-assert(status == 0, "no unit")
-local button = rovk.rovktrans_find_device(context, rovk.ROVK_BUTTON_0002_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_BUTTON_RESET)
-local sensor = rovk.rovktrans_find_device(context, rovk.ROVK_TEMPERATURE_SENSOR_0009_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_TEMPERATURE_SENSOR_PROCESSOR)
+local unit = rovk.open "sim?latency_ms=20"
+local button = unit:device("button_0002", "BUTTON_RESET")
+local sensor = unit:device("temperature_sensor_0009", "TEMPERATURE_SENSOR_PROCESSOR")
 
-local watcher = uv.new_poll(loop.fd(context))
-watcher:start("r", function()
-  assert(loop.dispatch(context, 0))
-end)
-
--- A reading every 50 ms, until the button is pressed while one is under way. Looking the devices up
--- took its time, which libuv has not noticed yet.
-uv.update_time()
-local clock, asked = uv.new_timer(), 0
-clock:start(0, 50, function()
-  asked = asked + 1
-  assert(rovk.rovktrans_temperature_sensor_0009_get_millidegree_celsius_async_lua(context, sensor.address,
-    function(temperature, errors)
-      -- The one that is under way when the context closes has no value: it ends with an error.
-      if errors.error_id == 0 then
-        print(("%.1f degrees"):format(temperature / 1000))
-      else
-        print("no reading, error " .. errors.error_id)
-      end
-    end, sensor.index) == 0)
-  if asked == 4 then
-    assert(unit.press(context, button.index))
+-- All it takes: a step when the descriptor is readable, or when the unit's next timer is due.
+local watcher, timer = uv.new_poll(unit:fd()), uv.new_timer()
+local function step()
+  local wait = unit:step()
+  if not unit:busy() then
+    watcher:close()
+    timer:close()
+  elseif wait then
+    timer:start(math.ceil(wait), 0, step)
+  else
+    timer:stop()
   end
+end
+watcher:start("r", step)
+
+-- Looking the devices up took its time, which libuv has not noticed yet.
+uv.update_time()
+
+-- A reading every 50 ms, until the button is pressed.
+local readings = unit:every(50, function()
+  print(("%.1f degrees"):format(sensor:get_millidegree_celsius().millidegree_celsius / 1000))
+end)
+local presses
+presses = button:on("state_change", function(event)
+  print("button pressed: " .. event.pressed)
+  presses:cancel()
+  readings:cancel()
 end)
 
-local handle
-handle = rovk.rovktrans_button_0002_state_change_register_callback_lua(context, button.address, function(_, pressed)
-  print("button pressed: " .. pressed)
-  assert(rovk.rovktrans_button_0002_state_change_unregister_callback_lua(context, button.address, handle) == 0)
-  clock:close()
-  watcher:close()
+local finger = uv.new_timer()
+finger:start(180, 0, function()
+  assert(hand.press(unit.context, button.index))
+  finger:close()
 end)
 
+step()
 uv.run()
-assert(rovk.rovktrans_deinit(context) == 0)
+unit:close()
 print("done")

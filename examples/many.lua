@@ -1,36 +1,24 @@
--- Hundreds of commands at once, results in the order of the questions: the temperature curve of a
--- calibration, say, or as here the state of every tag and device one can think of.
-local rovk = require "rovk_message"
-local loop = require "rovk_loop"
+-- Hundreds of commands at once, results in the order of the questions.
+local rovk = require "rovk"
 
 -- Ten milliseconds for each answer: one after the other this would take four seconds.
-local status, context = rovk.rovktrans_init("sim?latency_ms=10", nil)
-assert(status == 0, "no unit")
-local led = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED)
+local unit = rovk.open "sim?latency_ms=10"
+local led = unit:device("led_0001", "LED_FRONT_PANEL_RED")
 
--- Answers come in any order; each callback knows the place of its own.
-local count, open, results = 400, 0, {}
-for number = 1, count do
-  local payload = { number % 256, math.floor(number / 256) }
-  local accepted = rovk.rovktrans_common_echo_async_lua(context, led.address, function(bytes, errors)
-    open = open - 1
-    results[number] = errors.error_id == 0 and bytes[1] + 256 * bytes[2] or "failed"
-  end, payload)
-  assert(accepted == 0)
-  open = open + 1
+local questions = {}
+for number = 1, 400 do
+  questions[number] = function()
+    local bytes = led:echo({ number % 256, math.floor(number / 256) }).payload_out
+    return bytes[1] + 256 * bytes[2]
+  end
 end
-print(open .. " commands in flight")
-
-local rounds = 0
-while open > 0 do
-  assert(assert(loop.dispatch(context, 1000)) > 0, "the rest of the answers does not come")
-  rounds = rounds + 1
-end
+local start = unit:now()
+local results = unit:all(questions)
 
 local right = 0
-for number = 1, count do
-  right = right + (results[number] == number and 1 or 0)
+for number, result in ipairs(results) do
+  right = right + (result == number and 1 or 0)
 end
-print(right .. " of " .. count .. " results in their places")
-assert(rovk.rovktrans_deinit(context) == 0)
+print(right .. " of " .. #questions .. " results in their places")
+print("in " .. (unit:now() - start < 1000 and "less" or "more") .. " than a second")
+unit:close()

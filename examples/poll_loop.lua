@@ -1,32 +1,27 @@
--- The module inside a poll loop of one's own: wait for its descriptor beside any others, dispatch when
--- it is readable. poll comes from the Debian package lua-posix.
+-- A unit inside a poll loop of one's own: wait for its descriptor beside any others, as long as its timers allow.
+-- poll comes from the Debian package lua-posix.
 local poll = require "posix.poll"
-local rovk = require "rovk_message"
-local loop = require "rovk_loop"
-local unit = require "rovk_unit"
+local rovk = require "rovk"
+local hand = require "rovk_unit"
 
-local status, context = rovk.rovktrans_init("sim?latency_ms=20", nil)
-assert(status == 0, "no unit")
-local button = rovk.rovktrans_find_device(context, rovk.ROVK_BUTTON_0002_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_BUTTON_RESET)
+local unit = rovk.open "sim?latency_ms=20"
+local button = unit:device("button_0002", "BUTTON_RESET")
 
-local left = 2
-local handle = rovk.rovktrans_button_0002_state_change_register_callback_lua(context, button.address,
-  function(index, pressed)
-    print(("event: button %d, pressed %d"):format(index, pressed))
-    left = left - 1
-  end)
-assert(rovk.rovktrans_button_0002_get_state_async_lua(context, button.address, function(pressed, errors)
-  print(errors.error_id == 0 and "answer: pressed " .. pressed or "no answer, error " .. errors.error_id)
-  left = left - 1
-end, button.index) == 0)
-assert(unit.press(context, button.index))
+local presses = button:on "state_change"
+unit:spawn(function()
+  print("answer: pressed " .. button:get_state().pressed)
+  print("event:", presses:wait())
+end)
+unit:after(50, function()
+  assert(hand.press(unit.context, button.index))
+end)
 
-local descriptors = { [loop.fd(context)] = { events = { IN = true } } }
-while left > 0 do
-  assert(poll.poll(descriptors, 1000) > 0, "nothing in a second")
-  assert(loop.dispatch(context, 0))
+local descriptors = { [unit:fd()] = { events = { IN = true } } }
+while unit:busy() do
+  local wait = unit:step()
+  if unit:busy() then
+    assert(poll.poll(descriptors, wait and math.ceil(wait) or 1000))
+  end
 end
-assert(rovk.rovktrans_button_0002_state_change_unregister_callback_lua(context, button.address, handle) == 0)
-assert(rovk.rovktrans_deinit(context) == 0)
+unit:close()
 print("done")

@@ -1,50 +1,41 @@
 -- Pan, tilt and zoom: limits, a move to a position, a move at a velocity, and soft limits.
-local rovk = require "rovk_message"
-local unit = require "rovk_unit"
+local rovk = require "rovk"
 
-local function check(status, errors, ...)
-  assert(status == 0, ("status %d, error id %d"):format(status, errors.error_id))
-  return ...
-end
-
--- The clock is one that we move, so that nobody waits for the motors.
-local status, context = rovk.rovktrans_init("sim?clock=virtual", nil)
-assert(status == 0, "no unit")
-local head = rovk.rovktrans_find_device(context, rovk.ROVK_POSITIONING_002A_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_POSITIONING_OPTICAL)
-
--- Calls one of the service's commands: position "get_position", then its inputs behind the index.
-local function positioning(command, ...)
-  return check(rovk["rovktrans_positioning_002a_" .. command](context, head.address, head.index, ...))
-end
+-- The clock is one that our waiting moves, so that nobody waits for the motors.
+local unit = rovk.open "sim?clock=virtual"
+local head = unit:device("positioning_002a", "POSITIONING_OPTICAL")
 
 local function show(when)
-  print(("%-16s pan %7d, tilt %6d millidegrees, zoom %3d deciX"):format(when, positioning("get_position")))
+  local at = head:get_position()
+  print(("%-16s pan %7d, tilt %6d millidegrees, zoom %3d deciX"):format(when, at.pan_millidegrees,
+    at.tilt_millidegrees, at.zoom_deciX))
 end
 
-for _, axis in ipairs { "pan", "tilt", "zoom" } do
-  local low, high, _, slowest, fastest = positioning("get_implementation_" .. axis .. "_limits")
-  print(("%-4s from %d to %d, by %d to %d a second"):format(axis, low, high, slowest, fastest))
-end
+print("pan ", head:get_implementation_pan_limits())
+print("tilt", head:get_implementation_tilt_limits())
+print("zoom", head:get_implementation_zoom_limits())
 
 show("at the start")
-positioning("set_position", 90000, -10000, 45000, 20000, 50, 20)
-assert(unit.advance(context, 500))
+local moves = head:on "movement_change"
+head:set_position { pan_millidegrees = 90000, tilt_millidegrees = -10000, zoom_deciX = 50,
+  pan_millidegrees_per_second = 45000, tilt_millidegrees_per_second = 20000, zoom_deciX_per_second = 20 }
+unit:sleep(500)
 show("half a second on")
-assert(unit.advance(context, 10000))
+repeat
+  local event = assert(moves:wait(20000))
+until event.pan_movement + event.tilt_movement + event.zoom_movement == 0
 show("at the target")
 
 -- At a velocity the head moves until it is told otherwise or meets a limit.
-positioning("set_velocity", -10000, 0, 0)
-assert(unit.advance(context, 2000))
-print("velocity now", positioning("get_velocity"))
-positioning("set_velocity", 0, 0, 0)
+head:set_velocity { pan_millidegrees_per_second = -10000, tilt_millidegrees_per_second = 0, zoom_deciX_per_second = 0 }
+unit:sleep(2000)
+print("velocity now", head:get_velocity())
+head:set_velocity(0, 0, 0)
 show("stopped")
 
 -- Soft limits lie within those of the implementation.
-positioning("set_soft_pan_limits", 60000, 80000, 1000, 20000)
-print("soft pan limits", positioning("get_soft_pan_limits"))
-positioning("clear_soft_limits", 1, 1, 1)
-print("valid after clearing", (positioning("get_soft_pan_limits")))
-print("angle of view now, widest, narrowest", positioning("get_angle_of_view"))
-assert(rovk.rovktrans_deinit(context) == 0)
+head:set_soft_pan_limits(60000, 80000, 1000, 20000)
+print("soft pan limits", head:get_soft_pan_limits())
+head:clear_soft_limits { clear_pan_soft_limits = 1, clear_tilt_soft_limits = 1, clear_zoom_soft_limits = 1 }
+print("valid after clearing", head:get_soft_pan_limits().valid)
+unit:close()

@@ -1,19 +1,31 @@
 -- Runs a script as the interpreter itself would, and besides lets no error in a callback pass unseen: such an
 -- error is printed where it happens, with a traceback, and the script ends with status 1 when it ends.
 --
--- run.lua SCRIPT [ARGUMENT...]
-
-local script = arg[1]
-local chunk, message = loadfile(script)
-if not chunk then
-  io.stderr:write("rovk: ", message, "\n")
-  os.exit(1)
-end
+-- run.lua [-e TEXT] [SCRIPT [ARGUMENT...]]
 
 -- The script sees its own name and arguments.
-local arguments = {}
+local arguments, chunks = {}, {}
 for position, value in pairs(arg) do
   arguments[position - 1] = value
+end
+
+local function add(chunk, message)
+  if not chunk then
+    io.stderr:write("rovk: ", message, "\n")
+    os.exit(1)
+  end
+  chunks[#chunks + 1] = chunk
+end
+
+if arg[1] == "-e" then
+  add(loadstring(arg[2], "=(command line)"))
+  for position = -1, #arg do
+    arguments[position] = arg[position + 3]
+  end
+end
+local script = arguments[0]
+if script then
+  add(loadfile(script))
 end
 rawset(_G, "arg", arguments)
 
@@ -24,12 +36,17 @@ require("rovk_loop").on_error(function(value, traceback)
 end)
 
 local ok = xpcall(function()
-  return chunk(unpack(arguments, 1, #arguments))
+  for _, chunk in ipairs(chunks) do
+    chunk(unpack(arguments, 1, #arguments))
+  end
 end, function(value)
   -- A value that is no text and has none is told as the interpreter tells it.
   local is_text = type(value) == "string" or (getmetatable(value) or {}).__tostring
   local text = is_text and tostring(value) or ("(error object is a %s value)"):format(type(value))
-  io.stderr:write("rovk: ", text, "\n", (debug.traceback("", 2):gsub("^\n", "")), "\n")
+  -- An error object of the companion knows where it comes from, which is not here when a task has failed.
+  local known = type(value) == "table" and value or {}
+  local where, traceback = rawget(known, "where") or "", rawget(known, "traceback")
+  io.stderr:write("rovk: ", where, text, "\n", ((traceback or debug.traceback("", 2)):gsub("^\n", "")), "\n")
 end)
 if failed or not ok then
   io.stdout:flush()

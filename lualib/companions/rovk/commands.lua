@@ -123,13 +123,18 @@ function commands.arguments(form, index, ...)
   return form.listed(index, ...)
 end
 
---- Adds to a form how values become a table by their names, which prints as such: `record(v1, v2, ...)`.
-function commands.add_values(form, fields)
+--- Adds to a form how values become a table by their names, which prints as such and has no other names.
+function commands.add_values(form, fields, title)
   form.values, form.value_count = errors.names_of(fields), #fields
   form.printed = {
     rovk_fields = fields,
     __tostring = function(record)
       return dump.fields(record, fields)
+    end,
+    __index = function(_, key)
+      if type(key) == "string" and key:sub(1, 1) ~= "_" then
+        errors.unknown(title .. " gives no value", key, form.values)
+      end
     end,
   }
   form.record = compile.record(form.values, form.printed)
@@ -171,7 +176,7 @@ local function build(command, own_index)
   form.input_count = #form.inputs
   form.inputs_text = #texts > 0 and table.concat(texts, ", ") or "no inputs"
   form.named, form.listed = compile.inputs(form, form.inputs, form.own_index, check, unknown_input)
-  commands.add_values(form, command.values)
+  commands.add_values(form, command.values, form.title)
   return form
 end
 

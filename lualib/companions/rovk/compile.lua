@@ -101,8 +101,8 @@ function compile.inputs(form, inputs, own_index, check, unknown)
   end
   local tail = "  return " .. table.concat(results, ", ")
   local head = "local form, inputs, check, unknown, type, next = ..."
-  local named = { head, "return function(index, given)", "  local count, key = 0, next(given)",
-    "  while key ~= nil do count = count + 1; key = next(given, key) end" }
+  local named = { head, "return function(index, given)", "  local count = 0",
+    "  for _ in next, given do count = count + 1 end" }
   local listed = { head, ("return function(index%s%s)"):format(#values > 0 and ", " or "", table.concat(values, ", ")) }
   for place = 1, #inputs do
     named[#named + 1] = fetches[place]

@@ -64,7 +64,7 @@ local function form_of(event)
     local name = "rovktrans_" .. event.service.name .. "_" .. event.name
     form = { has_index = event.values.index ~= nil, register = rovk[name .. "_register_callback_lua"],
       unregister = rovk[name .. "_unregister_callback_lua"] }
-    commands.add_values(form, event.values)
+    commands.add_values(form, event.values, event.service.name .. "." .. event.name)
     forms[event] = form
   end
   return form
