@@ -10,3 +10,4 @@ files["tests/recorder"] = { std = "+busted" }
 files["tests/generator"] = { std = "+busted" }
 -- Luv's loop is only there where lua-luv is.
 files["examples"] = { ignore = { "212" } }
+files["examples/patrol_test.lua"] = { std = "+busted" }

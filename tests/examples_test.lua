@@ -1,5 +1,5 @@
 -- Runs an example as its reader would and looks for what matters in its output.
---   lua5.1 examples_test.lua INTERPRETER MODULE_FOLDER EXAMPLE
+--   lua5.1 examples_test.lua INTERPRETER MODULE_FOLDER EXAMPLE_FOLDER NAME
 -- Lines are patterns, found in this order; what stands between them does not matter.
 local EXPECTED = {
   tour = {
@@ -20,8 +20,32 @@ local EXPECTED = {
   },
   catalogue = { "led_0001 +2 commands +0 events",
     "272 commands, 21 events, 35 errors and 1221 fields, of which 1549 are" },
-  led = { "GREEN +on 1, 0 ms lit", "RED +on 1, 0 ms lit", "RED +on 1, 100 ms lit, 900 ms dark" },
+  led = { "GREEN .*on 1 %(on%), duty_cycle_on_ms 0 ms", "RED .*duty_cycle_on_ms 100 ms, duty_cycle_off_ms 900 ms" },
+  tasks = { "no answer within 5 ms", "LED on", "degrees", "LED off", "degrees", "LED on", "degrees on average", "^done$" },
+  many = { "400 of 400 results in their places", "in less than a second" },
+  events = { "button 0 pressed", "button 0 released", "was reset, type 3", "^ALARM_GPIO.*state 1 %(closed%)",
+    "waited for:.*pan_movement 1", "and silence" },
   errors = {
+    "^led_0001.get_state on address %d+, index 99: invalid payload, input index %(payload offset 0%)",
+    "fault exists, fault id 17", "no answer in time", "no answer within 50 ms",
+    "errors.lua:%d+: led_0001 has no command 'get_stat'; did you mean 'get_state'%?",
+    "no input 'duty_cycle_on'; did you mean 'duty_cycle_on_ms'%?",
+    "input duty_cycle_off_ms is missing; it takes on %(0 to 65535%)",
+    "input duty_cycle_on_ms: got 70000; allowed is a whole number from 0 to 65535 %(ms%)",
+    "got true; .*write 1 for true", "led_0001.get_state is called with a colon",
+    "no service 'led'; did you mean 'led_0001'", "no device 'FRONT_PANEL_BLUE'", "no event 'state_change'",
+    "unit:sleep: ms: got 'a second'", "taken: .*in a timer\ttrue", "^done$", "the unit is closed",
+  },
+  eeprom = { "^size 16384 bytes", "0020 %x%x", "partition 0: partition_id", "  tag %d+: %d+ bytes",
+    "tag 18193 of partition %d+ now reads: written by an example, longer than one command carries" },
+  positioning = { "^pan .*max_position_millidegrees %d+", "half a second on pan +22", "at the target +pan +90000, tilt +%-10000",
+    "velocity now\tpan_millidegrees_per_second %-10000", "stopped +pan +69980", "soft pan limits\tvalid 1",
+    "valid after clearing\t0" },
+  poll_loop = { "answer: pressed 0", "event:\tindex 0, pressed 1", "done" },
+  luv_loop = { "degrees", "degrees", "button pressed: 1", "done" },
+  patrol = { "s  at the gate", "s  at the yard", "s  at the street", "s  at the gate" },
+  ["plain/led"] = { "GREEN +on 1, 0 ms lit", "RED +on 1, 0 ms lit", "RED +on 1, 100 ms lit, 900 ms dark" },
+  ["plain/errors"] = {
     "a good call +status 0; error_id = 0",
     "no such LED +status 8; error_id = 8, payload_index = 0",
     "nobody at this address +status 5",
@@ -32,7 +56,7 @@ local EXPECTED = {
     "^number must not be negative",
     "a closed context +status %-22",
   },
-  eeprom = { "%d+ bytes, beginning with", "0020 %x%x", "partition 0: type", "  tag %d+: %d+ bytes",
+  ["plain/eeprom"] = { "%d+ bytes, beginning with", "0020 %x%x", "partition 0: type", "  tag %d+: %d+ bytes",
     "tag 18193 of partition %d+ now reads: written by an example, longer than one command carries" },
   message = {
     "type 1, opcode 33",
@@ -45,7 +69,7 @@ local EXPECTED = {
     "pressed\t0\t1",
     "record:\t3\t0\t1\t0",
   },
-  positioning = {
+  ["plain/positioning"] = {
     "pan +from 0 to %d+",
     "half a second on +pan +225%d%d",
     "at the target +pan +90000, tilt +%-10000 millidegrees, zoom +50 deciX",
@@ -55,7 +79,7 @@ local EXPECTED = {
     "valid after clearing\t0",
   },
   logging = { "four lines logged" },
-  events = {
+  ["plain/events"] = {
     "button 0 pressed",
     "button 0 released",
     "alarm contact 0 closed",
@@ -63,14 +87,14 @@ local EXPECTED = {
     "head 0 movement: pan [1-9]",
     "and silence",
   },
-  many = { "400 commands in flight", "400 of 400 results in their places" },
-  coroutines = { "LED on", "degrees", "LED off", "degrees", "LED on", "degrees", "both done" },
-  poll_loop = { "event: button 0, pressed 1", "answer: pressed", "done" },
-  luv_loop = { "^[1-9].*degrees", "degrees", "button pressed: 1", "no reading, error 6", "done" },
+  ["plain/many"] = { "400 commands in flight", "400 of 400 results in their places" },
+  ["plain/coroutines"] = { "LED on", "degrees", "LED off", "degrees", "LED on", "degrees", "both done" },
+  ["plain/poll_loop"] = { "event: button 0, pressed 1", "answer: pressed", "done" },
+  ["plain/luv_loop"] = { "^[1-9].*degrees", "degrees", "button pressed: 1", "no reading, error 6", "done" },
 }
 
-local interpreter, modules, example = ...
-local name = example:match("([^/]*)%.lua$")
+local interpreter, modules, folder, name = ...
+local example = folder .. "/" .. name .. ".lua"
 local expected = assert(EXPECTED[name], "no expectations for " .. name .. ": add them to " .. arg[0])
 
 local command = "LUA_CPATH='%s/?.so;;' LUA_PATH='%s/?.lua;;' %s %s 2>&1; echo exit code $?"

@@ -442,6 +442,9 @@ local function unwind(scheduler)
   for task in pairs(scheduler.tasks) do
     list[#list + 1] = task
   end
+  table.sort(list, function(one, other)
+    return one.number < other.number
+  end)
   for _, task in ipairs(list) do
     if task ~= current then
       schedulers.cancel(task, errors.plain("closed", "the unit was closed"))
