@@ -104,9 +104,8 @@ local function unknown_input(form, given)
 end
 
 -- One table stands for inputs by name, unless it is the byte list that the command begins with.
-local function is_named(form, first)
-  local leading = form.inputs[1]
-  return not (leading and leading.bytes and (next(first) == nil or first[1] ~= nil))
+local function is_bytes(list)
+  return next(list) == nil or list[1] ~= nil
 end
 
 --- Checks what a call was given.
@@ -115,7 +114,7 @@ end
 -- @return the native function's inputs
 function commands.arguments(form, index, ...)
   local given, first = select("#", ...), ...
-  if given == 1 and type(first) == "table" and is_named(form, first) then
+  if given == 1 and type(first) == "table" and not (form.bytes_first and is_bytes(first)) then
     return form.named(index, first)
   elseif given ~= form.input_count then
     errors.mistake("%s: got %d input%s; it takes %s", form.title, given, given == 1 and "" or "s", form.inputs_text)
@@ -174,6 +173,7 @@ local function build(command, own_index)
     end
   end
   form.input_count = #form.inputs
+  form.bytes_first = form.input_count > 0 and form.inputs[1].bytes
   form.inputs_text = #texts > 0 and table.concat(texts, ", ") or "no inputs"
   form.named, form.listed = compile.inputs(form, form.inputs, form.own_index, check, unknown_input)
   commands.add_values(form, command.values, form.title)
