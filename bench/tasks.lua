@@ -1,5 +1,6 @@
 -- What tasks cost: many of them with many commands each, beside chains of the plain asynchronous functions that do
--- the same. Prints one row with the times of a command, the median of the ratios and the memory that was kept.
+-- the same. Prints a row for each way to call: the times of a command, the median of their ratios and the bar; then
+-- the memory that was kept.
 --   INTERPRETER tasks.lua MODULE_FOLDER
 local folder = ...
 package.cpath, package.path = folder .. "/?.so;" .. package.cpath, folder .. "/?.lua;" .. package.path
@@ -11,60 +12,62 @@ local TASKS, COMMANDS, REPETITIONS = 1000, 100, 7
 
 local unit = rovk.open "sim"
 local led = unit:device("led_0001", "LED_FRONT_PANEL_RED")
-local context = unit.context
+local context, address, index = unit.context, led.address, led.index
+local set_state, get_state = plain.rovktrans_led_0001_set_state_async_lua, plain.rovktrans_led_0001_get_state_async_lua
 
--- One result is looked at on both sides, so that neither gets away with dropping it.
-local function in_tasks()
-  local sum = 0
+-- Each way as a task calls it, and as a plain call with the callback that goes on.
+local WAYS = {
+  { "values by name", function() return led:get_state() end,
+    function(answered) return get_state(context, address, answered, index) end },
+  { "inputs by place", function() return led:set_state(1, 3, 5) end,
+    function(answered) return set_state(context, address, answered, index, 1, 3, 5) end },
+  { "inputs by name", function() return led:set_state { on = 1, duty_cycle_on_ms = 3, duty_cycle_off_ms = 5 } end,
+    function(answered) return set_state(context, address, answered, index, 1, 3, 5) end },
+}
+
+local function in_tasks(command)
+  local count = 0
   for _ = 1, TASKS do
     unit:spawn(function()
-      for _ = 1, COMMANDS / 2 do
-        led:set_state { on = 1, duty_cycle_on_ms = 3, duty_cycle_off_ms = 5 }
-        -- Not in one expression: others add to the sum while this one waits.
-        local state = led:get_state()
-        sum = sum + state.duty_cycle_on_ms
+      for _ = 1, COMMANDS do
+        command()
+        count = count + 1
       end
     end)
   end
   assert(unit:run() == "done")
-  return sum
+  return count
 end
 
-local function by_callbacks()
-  local sum, open = 0, TASKS
-  local get_state = plain.rovktrans_led_0001_get_state_async_lua
-  local set_state = plain.rovktrans_led_0001_set_state_async_lua
-  local address, index = led.address, led.index
+local function by_callbacks(command)
+  local count, open = 0, TASKS
   for _ = 1, TASKS do
-    local left, got = COMMANDS / 2, nil
-    local function was_set(errors)
+    local left = COMMANDS
+    local function answered(...)
+      local errors = select(-1, ...)
       assert(errors.error_id == 0)
-      assert(get_state(context, address, got, index) == 0)
-    end
-    function got(_, on_ms, _, errors)
-      assert(errors.error_id == 0)
-      sum = sum + on_ms
+      count = count + 1
       left = left - 1
       if left > 0 then
-        assert(set_state(context, address, was_set, index, 1, 3, 5) == 0)
+        assert(command(answered) == 0)
       else
         open = open - 1
       end
     end
-    assert(set_state(context, address, was_set, index, 1, 3, 5) == 0)
+    assert(command(answered) == 0)
   end
   while open > 0 do
     assert(loop.dispatch(context, 1000))
   end
-  return sum
+  return count
 end
 
-local function timed(action)
+local function timed(action, command)
   collectgarbage()
   collectgarbage()
   local start = os.clock()
-  local sum = action()
-  return (os.clock() - start) / (TASKS * COMMANDS) * 1e6, sum
+  assert(action(command) == TASKS * COMMANDS)
+  return (os.clock() - start) / (TASKS * COMMANDS) * 1e6
 end
 
 local function median(list)
@@ -72,25 +75,29 @@ local function median(list)
   return list[math.floor((#list + 1) / 2)]
 end
 
-local ours, bare, ratios, kept = {}, {}, {}, {}
-for repetition = 1, REPETITIONS do
-  local our_sum, bare_sum
-  -- In turn the one and the other first.
-  if repetition % 2 == 1 then
-    ours[repetition], our_sum = timed(in_tasks)
-    bare[repetition], bare_sum = timed(by_callbacks)
-  else
-    bare[repetition], bare_sum = timed(by_callbacks)
-    ours[repetition], our_sum = timed(in_tasks)
-  end
-  assert(our_sum == bare_sum and our_sum == 3 * TASKS * COMMANDS / 2)
-  ratios[repetition] = ours[repetition] / bare[repetition]
+local function kept()
   collectgarbage()
   collectgarbage()
-  kept[repetition] = collectgarbage("count")
+  return collectgarbage("count")
 end
+
+local before
+for _, way in ipairs(WAYS) do
+  local name, ours, bare = unpack(way)
+  local our_times, bare_times, ratios = {}, {}, {}
+  for repetition = 1, REPETITIONS do
+    -- In turn the one and the other first.
+    if repetition % 2 == 1 then
+      our_times[repetition] = timed(in_tasks, ours)
+    end
+    bare_times[repetition] = timed(by_callbacks, bare)
+    our_times[repetition] = our_times[repetition] or timed(in_tasks, ours)
+    ratios[repetition] = our_times[repetition] / bare_times[repetition]
+    before = before or kept()
+  end
+  print(("%-52s %9.2f us %9.2f us %7.2f  2.5"):format(("command in 1000 tasks, %s (%s)"):format(name,
+    rawget(_G, "jit") and "luajit" or "lua5.1"), median(our_times), median(bare_times), median(ratios)))
+end
+local after = kept()
 unit:close()
-print(("%-52s %9.2f us %9.2f us %7.2f  2.5"):format(
-  ("command, %d tasks of %d (%s)"):format(TASKS, COMMANDS, rawget(_G, "jit") and "luajit" or "lua5.1"), median(ours),
-  median(bare), median(ratios)))
-print(("%-52s %9.1f KB"):format("memory kept by 6 such runs", kept[REPETITIONS] - kept[1]))
+print(("%-52s %9.1f KB"):format("memory kept by a further 2 million such commands", after - before))

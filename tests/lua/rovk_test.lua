@@ -387,7 +387,11 @@ describe("the companion", function()
       local unit = rovk.open("sim", { clock = function() now = now + 1 return now end, sleep = function() end })
       local led = unit:device("led_0001", "LED_FRONT_PANEL_RED")
       local order = {}
-      unit:spawn(function() led:set_state(1, 0, 5) unit:sleep(40) order[#order + 1] = led:get_state().duty_cycle_off_ms end)
+      unit:spawn(function()
+        led:set_state(1, 0, 5)
+        unit:sleep(40)
+        order[#order + 1] = led:get_state().duty_cycle_off_ms
+      end)
       unit:spawn(function() unit:sleep(20) order[#order + 1] = #unit:devices "led_0001" end)
       print(unit:run(), order[1], order[2])
       print(pcall(unit.fd, unit))
