@@ -5,6 +5,11 @@ local loop = require "rovk_loop"
 
 local status, context = rovk.rovktrans_init("sim?latency_ms=20", nil)
 assert(status == 0, "no unit")
+-- An error in a callback would else leave one line in the log and nothing more.
+loop.on_error(function(message, traceback)
+  io.stderr:write(tostring(message), "\n", traceback, "\n")
+  os.exit(1)
+end)
 
 -- Runs rovktrans_<name> from inside a coroutine and gives the values; a refusal is an error there.
 local function command(name, address, ...)

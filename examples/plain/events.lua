@@ -6,6 +6,11 @@ local unit = require "rovk_unit"
 
 local status, context = rovk.rovktrans_init("sim?clock=virtual", nil)
 assert(status == 0, "no unit")
+-- An error in a callback would else leave one line in the log and nothing more.
+loop.on_error(function(message, traceback)
+  io.stderr:write(tostring(message), "\n", traceback, "\n")
+  os.exit(1)
+end)
 
 local function find(service, device)
   return rovk.rovktrans_find_device(context, rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"],

@@ -6,6 +6,11 @@ local unit = require "rovk_unit"
 
 local status, context = rovk.rovktrans_init("sim?latency_ms=20", nil)
 assert(status == 0, "no unit")
+-- An error in a callback would else leave one line in the log and nothing more.
+loop.on_error(function(message, traceback)
+  io.stderr:write(tostring(message), "\n", traceback, "\n")
+  os.exit(1)
+end)
 local button = rovk.rovktrans_find_device(context, rovk.ROVK_BUTTON_0002_PERIPHERAL_ID,
   rovk.ROVK_PERIPHERAL_DEVICE_ID_BUTTON_RESET)
 local sensor = rovk.rovktrans_find_device(context, rovk.ROVK_TEMPERATURE_SENSOR_0009_PERIPHERAL_ID,

@@ -6,6 +6,11 @@ local loop = require "rovk_loop"
 -- Ten milliseconds for each answer: one after the other this would take four seconds.
 local status, context = rovk.rovktrans_init("sim?latency_ms=10", nil)
 assert(status == 0, "no unit")
+-- An error in a callback would else leave one line in the log and nothing more.
+loop.on_error(function(message, traceback)
+  io.stderr:write(tostring(message), "\n", traceback, "\n")
+  os.exit(1)
+end)
 local led = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
   rovk.ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED)
 
