@@ -93,7 +93,7 @@ build=(g++ cmake ninja-build lua5.1 liblua5.1-0-dev)
 
 fresh
 call
-expect "alone it lists its commands" printed "run SCRIPT"
+expect "alone it lists its commands" printed "run [OPTION"
 expect "and does nothing" not_logged " "
 for wrong in "dance" "run" "run none.lua" "test slow" "build fast"; do
   # shellcheck disable=SC2086
@@ -114,7 +114,8 @@ if ((EUID == 0)); then
   expect "builds what a script needs" logged "release rovk_scripts"
   expect "shows the build going on" said "[1/1] Building"
   expect "runs the script with its arguments" logged "lua5.1 $work/checkout/programs/run.lua examples/tour.lua one two words"
-  expect "finds our modules first, then Lua's own" printed "with $work/checkout/build/release/lualib/?.so;;"
+  expect "finds modules beside the script, then ours, then Lua's own" \
+    printed "with examples/?.so;$work/checkout/build/release/lualib/?.so;;"
 
   call run examples/tour.lua
   expect "a second run installs nothing" not_logged apt-get
