@@ -3,10 +3,8 @@
 local helper = require("helper")
 local rovk = require("rovk_message")
 local loop = require("rovk_loop")
-local unit = require("rovk_unit")
 
 local SELF = rovk.ROVK_UNITTEST_PERIPHERAL_ADDRESS
-local FAILURE = rovk.ROVK_COMMON_ERROR_COMMUNICATION_FAILURE
 
 -- What a blocking command gives, whatever the answer was: status, error table, each value in its range.
 local function check_form(name, fields, results)
@@ -74,66 +72,6 @@ describe("asynchronous commands", function()
         end
       end
       assert.are.equal(272, count)
-    end
-  end)
-
-  it("run inside dispatch, inside a blocking command and inside deinit, never at once", function()
-    local context = helper.open()
-    local got, keep = keeper()
-    local add = rovk.rovktrans_unittest_ffff_add_one_async_lua
-    assert.are.equal(0, add(context, SELF, keep, 1))
-    assert.are.same({}, got)
-    assert.are.equal(1, loop.dispatch(context, 1000))
-    assert.are.same({ { n = 2, 2, { error_id = 0 } } }, got)
-    assert.are.equal(0, loop.dispatch(context, 1000))
-    assert.are.equal(0, add(context, SELF, keep, 2))
-    assert.are.equal(0, (rovk.rovktrans_unittest_ffff_add_two(context, SELF, 5)))
-    assert.are.equal(0, (rovk.rovktrans_unittest_ffff_add_two(context, SELF, 5)))
-    assert.are.equal(2, #got)
-    assert.are.equal(0, add(context, SELF, keep, 3))
-    assert.are.equal(0, helper.close(context))
-    assert.are.equal(3, #got)
-    assert.are.same({ 2, FAILURE }, { got[3].n, got[3][2].error_id })
-    assert.are.equal(0, got[3][1])
-  end)
-
-  it("answer in order, a thousand at once", function()
-    local context = helper.open()
-    local got, keep = keeper()
-    for value = 1, 1000 do
-      assert.are.equal(0, rovk.rovktrans_unittest_ffff_add_two_async_lua(context, SELF, keep, value))
-    end
-    collectgarbage()
-    helper.deliver(context, 5000)
-    assert.are.equal(1000, #got)
-    for value = 1, 1000 do
-      assert.are.equal(value + 2, got[value][1])
-    end
-  end)
-
-  it("end once when answers are lost, doubled, late, garbled or somebody else's", function()
-    for _, case in ipairs {
-      { "lose", 0, FAILURE }, { "duplicate", 0, 0 }, { "delay", 100, 0 }, { "delay", 3600000, FAILURE },
-      { "corrupt", 0, FAILURE }, { "misdirect", 0, FAILURE },
-    } do
-      local context = helper.open("sim?clock=virtual&timeout_ms=500")
-      local got, keep = keeper()
-      assert.is_true(unit.disturb(context, case[1], 1, case[2]))
-      assert.are.equal(0, rovk.rovktrans_unittest_ffff_add_one_async_lua(context, SELF, keep, 1))
-      helper.deliver(context, 499)
-      assert.are.equal(case[3] == 0 and 1 or 0, #got, case[1])
-      helper.deliver(context, 2)
-      assert.are.equal(1, #got, case[1])
-      assert.are.same({ 2, case[3] }, { got[1].n, got[1][2].error_id }, case[1])
-      assert.are.equal(case[3] == 0 and 2 or 0, got[1][1])
-      if case[3] ~= 0 then
-        assert.are.equal(SELF, got[1][2].peripheral_address)
-        assert.are.equal("number", type(got[1][2].type))
-      end
-      helper.deliver(context, 2 * 3600000)
-      assert.are.equal(1, #got, case[1])
-      assert.are.same({ n = 3, 0, { error_id = 0 }, 8 },
-        helper.pack(rovk.rovktrans_unittest_ffff_add_one(context, SELF, 7)))
     end
   end)
 

@@ -153,35 +153,6 @@ describe("events", function()
     end
   end)
 
-  it("of one peripheral reach every subscription, each under a handle of its own", function()
-    local context = helper.open()
-    local at = helper.addresses(context)
-    local event, button = "button_0002_state_change", at.button_0002
-    local got = {}
-    local function keep(name)
-      got[name] = {}
-      return function(index, pressed)
-        table.insert(got[name], index * 10 + pressed)
-      end
-    end
-    local same = keep("same")
-    local first = listen(context, event, button, keep("first"))
-    local second, third = listen(context, event, button, same), listen(context, event, button, same)
-    assert.is_false(swig_equals(second, third))
-    unit.press(context, 0)
-    unit.release(context, 0)
-    assert.are.equal(6, helper.deliver(context, 10))
-    assert.are.same({ first = { 1, 0 }, same = { 1, 1, 0, 0 } }, got)
-    assert.are.equal(0, forget(context, event, button, second))
-    unit.press(context, 0)
-    assert.are.equal(2, helper.deliver(context, 10))
-    assert.are.equal(0, forget(context, event, button, third))
-    assert.are.equal(0, forget(context, event, button, first))
-    unit.release(context, 0)
-    assert.are.equal(0, helper.deliver(context, 10))
-    assert.are.same({ first = { 1, 0, 1 }, same = { 1, 1, 0, 0, 1 } }, got)
-  end)
-
   it("can be refused, and forgotten with nil", function()
     local context = helper.open()
     local status = helper.pack(forget(context, "button_0002_state_change", 0x102, nil))
@@ -191,17 +162,5 @@ describe("events", function()
       local results = helper.pack(rovk["rovktrans_" .. service.name .. "_register_default_callbacks"](context, 0))
       assert.are.same({ n = 1, 0 }, results, service.name)
     end
-  end)
-
-  it("end with their context", function()
-    local context = helper.open()
-    local at = helper.addresses(context)
-    local calls = 0
-    local handle = listen(context, "button_0002_state_change", at.button_0002, function() calls = calls + 1 end)
-    unit.press(context, 0)
-    assert.are.equal(0, helper.close(context))
-    assert.are.equal("number", type(forget(context, "button_0002_state_change", at.button_0002, handle)))
-    helper.refused(forget, context, "button_0002_state_change", at.button_0002, handle)
-    assert.is_true(calls <= 1)
   end)
 end)

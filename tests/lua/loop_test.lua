@@ -40,6 +40,7 @@ describe("the loop", function()
       assert.matches("nothing can come any more", why)
     end
     assert.are.equal(4, calls)
+    assert.are.same({ n = 1, 0 }, helper.pack(loop.dispatch(context, 1e12))) -- longer than the library waits
   end)
 
   it("has a descriptor that tells when there is something to do", function()
@@ -84,13 +85,62 @@ describe("the loop", function()
     assert.are.equal("the context is closed, or not one that rovktrans_init gave", results[2])
   end)
 
+  it("tells one function of errors in callbacks, whatever that function does", function()
+    local context, told = helper.open(), {}
+    local function failing()
+      error("text", 0)
+    end
+    for _, handler in ipairs { failing, function(...) told = helper.pack(...) end } do
+      loop.on_error(handler)
+      ask(context, failing)
+      assert.are.equal(1, helper.deliver(context))
+    end
+    assert.are.same({ 2, "text" }, { told.n, told[1] })
+    assert.matches("^stack traceback:\n[^\n]*error[^\n]*\n[^\n]*loop_test.lua", told[2])
+    loop.on_error(nil)
+    ask(context, failing)
+    assert.are.equal(1, helper.deliver(context))
+    assert.are.same({}, helper.take_errors())
+    assert.are.equal("on_error takes a function or nil, not a string", helper.refused(loop.on_error, "x"))
+  end)
+
+  it("lets the program that runs scripts end with what went wrong in them", function()
+    local fails = "local rovk = require('rovk_message') local _, c = rovk.rovktrans_init('sim', nil) "
+      .. 'rovk.rovktrans_common_nop_async_lua(c, 0, function() error("text") end, 0) rovk.rovktrans_deinit(c)'
+    for _, case in ipairs {
+      { "print(arg[0] == FILE, arg[1], ...)", 0, "^true\tone\tone\ttwo\n$" },
+      { 'error("text")', 1, "^rovk: [^\n]*:1: text\nstack traceback:" },
+      { "error(setmetatable({}, { __tostring = function() return 'told' end }))", 1, "^rovk: told\n" },
+      { "error({})", 1, "^rovk: %(error object is a table value%)\n" },
+      { fails .. " print('on')", 1, "rovk: error in a callback: [^\n]*: text\nstack traceback:.*on\n" },
+    } do
+      local file = os.tmpname()
+      local script = assert(io.open(file, "w"))
+      script:write((case[1]:gsub("FILE", ("%q"):format(file))))
+      script:close()
+      local output, code = helper.process(('arg = { %q, "one", "two" } dofile(%q)'):format(file,
+        helper.root .. "/programs/run.lua"))
+      os.remove(file)
+      assert.are.equal(case[2], code)
+      assert.matches(case[3], output)
+    end
+  end)
+
+  it("lets an interrupt end a wait", function()
+    for _, wait in ipairs { "dispatch(c, -1)", "dispatch(c, 60000)", "run(c)" } do
+      assert.matches("interrupted!", (helper.process("local _, c = require('rovk_message').rovktrans_init('sim', nil) "
+        .. "io.popen('sleep 0.1; kill -INT $PPID') require('rovk_loop')." .. wait, "timeout 10")))
+    end
+  end)
+
   it("checks what it is given", function()
     local context = helper.open()
-    for _, call in ipairs { { loop.dispatch, context, "x" }, { loop.dispatch, {}, 0 }, { loop.fd, 1 },
+    for _, call in ipairs { { loop.dispatch, context, "x" }, { loop.dispatch, context, 0 / 0 }, { loop.dispatch, {}, 0 }, { loop.fd, 1 },
       { loop.dispatch, io.stdout, 0 }, { loop.fd, rovk.rovk_version() }, { unit.now, newproxy() },
       { unit.now, probe.light() },
       { unit.set, context, "button", -1, 0 }, { unit.set, context, "button", 0.5, 0 }, { unit.set, context, 1 },
-      { unit.advance, context, -1 }, { unit.advance, context, 1e12 }, { unit.reset, context, 65536, 0 }, { unit.fault, context, 0, -1 },
+      { unit.advance, context, -1 }, { unit.advance, context, 1e12 }, { unit.reset, context, 65536, 0 },
+      { unit.fault, context, 0, -1 },
       { unit.spontaneous_error, context, 0, 1, "x" }, { unit.spontaneous_error, context, 0, 1, { 256 } },
       { unit.spontaneous_error, context, 0, 1, { 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19 } },
       { unit.disturb, context, "lose", "x" } } do

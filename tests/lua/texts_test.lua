@@ -92,24 +92,6 @@ describe("failure texts", function()
     end
   end)
 
-  it("of version variables name the variable", function()
-    local m = rovk.rovk_message()
-    for _, name in ipairs { "rovk_protocol_version", "rovk_common_api_version", "rovk_unittest_ffff_api_version" } do
-      local function write(value)
-        rovk[name] = value
-      end
-      helper.fails(wrong(name, 1, "struct rovk_version *", "number"), write, 1)
-      helper.fails(wrong(name, 1, "struct rovk_version *", "string"), write, "0.19")
-      helper.fails(wrong(name .. "_set", 1, VERSION, MESSAGE), write, m)
-      helper.fails(wrong(name .. "_set", 1, VERSION, "userdata (unknown type)"), write, io.stdout)
-      assert.is_not_nil(helper.refused(write, nil):find("got 'nil'", 1, true))
-      local meta = getmetatable(rovk)
-      helper.fails(count(name, 0, 1), meta[".get"][name], 1)
-      helper.fails(count(name, 1, 0), meta[".set"][name])
-      helper.fails(count(name, 1, 2), meta[".set"][name], m, m)
-    end
-  end)
-
   it("of fields that are set name their class and field", function()
     local m, v = rovk.rovk_message(), rovk.rovk_version()
     local data = rovk.rovk_error_common_error_data()

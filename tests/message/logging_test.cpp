@@ -203,7 +203,11 @@ TEST_F(Logging, MessagesAndErrorRecordsInWords) {
 
 TEST_F(Logging, CopyGoesWhereSomebodySeesIt) {
   void* log = open("camera");
+  const int next = dup(STDIN_FILENO);
+  close(next);
   EXPECT_EQ(rovk_log(log, 3, "into the pipe"), 0);
+  EXPECT_EQ(dup(STDIN_FILENO), next) << "a line leaves no descriptor open";
+  close(next);
 
   int master = -1, terminal = -1;
   if (openpty(&master, &terminal, nullptr, nullptr, nullptr) != 0) {

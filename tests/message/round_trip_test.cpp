@@ -132,19 +132,5 @@ TEST(RoundTrip, EveryBuilderAndReader) {
   EXPECT_EQ(readers, 258 + 272 + 21 + 35);
 }
 
-TEST(Versions, AreThoseOfTheCatalogue) {
-  ASSERT_EQ(versions().size(), 52U);
-  for (const Version& version : versions()) {
-    const std::string name = version.name;
-    const std::string service = name.substr(5, name.size() - 5 - std::string("_api_version").size());
-    const rovk_version wanted =
-        name == "rovk_protocol_version" ? rovk_version{0, 19} : catalogue::find_service(service)->api;
-    EXPECT_EQ(version.object->major, wanted.major) << name;
-    EXPECT_EQ(version.object->minor, wanted.minor) << name;
-  }
-  EXPECT_EQ(rovk_eeprom_0003_api_version.minor, 18);
-  EXPECT_EQ(rovk_unittest_ffff_api_version.minor, 9);
-}
-
 }  // namespace
 }  // namespace rovk::test

@@ -76,24 +76,6 @@ TEST(NullPointers, AreRefusedInEveryFunction) {
   }
 }
 
-TEST(NullPointers, LeaveTheMessageAlone) {
-  const rovk_message command = message_of("0b 0a 34 12 05 04 03 20 01 20");
-  rovk_message message = garbage();
-  const int32_t statuses[] = {
-      rovk_common_initialize_echo_command(&message, 1, nullptr),
-      rovk_bulk_dump_000c_initialize_get_frame_command(&message, 1, 1, nullptr),
-      rovk_common_initialize_get_aliases_response(&message, &command, 1, nullptr),
-      rovk_common_initialize_spontaneous_error_event(&message, 1, 1, 1, nullptr),
-      rovk_initialize_message_struct(nullptr, 1, 1, 1),
-      rovk_initialize_message_response_struct(nullptr, &message, 1, 1),
-      rovk_initialize_message_response_struct(&message, nullptr, 1, 1),
-      rovk_initialize_message_error_response_struct(nullptr, &message, 1, 1),
-      rovk_initialize_message_error_response_struct(&message, nullptr, 1, 1),
-  };
-  for (const int32_t status : statuses) EXPECT_EQ(status, -EINVAL);
-  EXPECT_TRUE(same(message, garbage()));
-}
-
 TEST(NullPointers, AnOutputThatIsNotWantedIsSkipped) {
   const rovk_message answer = message_of("0 0 7 0 0 0 0 20 02 00  01 00 02 00 03 00");
   uint16_t on_ms = 0;

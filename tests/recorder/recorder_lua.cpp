@@ -1,4 +1,6 @@
 // The hand of a test on the recording libraries: `require "recorder"`.
+#include <malloc.h>
+
 #include <lua.hpp>
 
 #include "recorder.h"
@@ -49,12 +51,17 @@ int open_blocks(lua_State* L) {
   return 1;
 }
 
+int memory(lua_State* L) {
+  lua_pushnumber(L, static_cast<lua_Number>(mallinfo2().uordblks));
+  return 1;
+}
+
 }  // namespace
 
 RECORDED int luaopen_recorder(lua_State* L) {
-  static const luaL_Reg functions[] = {{"behave", behave},   {"reset", reset}, {"calls", calls},
-                                       {"deliver", deliver}, {"raise", raise}, {"open_blocks", open_blocks},
-                                       {nullptr, nullptr}};
+  static const luaL_Reg functions[] = {{"behave", behave},   {"reset", reset},  {"calls", calls},
+                                       {"deliver", deliver}, {"raise", raise},  {"open_blocks", open_blocks},
+                                       {"memory", memory},   {nullptr, nullptr}};
   lua_newtable(L);
   luaL_register(L, nullptr, functions);
   return 1;

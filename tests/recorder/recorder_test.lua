@@ -380,6 +380,22 @@ describe("above recording libraries", function()
     assert.are.equal(272, count)
   end)
 
+  it("keeps few of the records of commands that were refused, though the library may still call back", function()
+    local _, context = rovk.rovktrans_init(nil, nil)
+    local first
+    for round = 1, 4 do
+      for _ = 1, 1100 do
+        recorder.behave { status = 5 }
+        assert.are.equal(5, rovk.rovktrans_common_nop_async_lua(context, 1, error, 1))
+        assert.are.equal(1, recorder.deliver())
+      end
+      recorder.calls()
+      collectgarbage()
+      first = round == 2 and recorder.memory() or first
+    end
+    assert.is_true(recorder.memory() < first + 20000)
+  end)
+
   it("reads and writes the version records of the library in place", function()
     for position, variable in ipairs(model.variables) do
       local version = rovk[variable.name]

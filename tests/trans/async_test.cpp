@@ -91,6 +91,7 @@ TEST(Async, DeinitEndsWhatIsPending) {
   Answers answers;
   const Session session("latency_ms=50");
   for (uint8_t i = 0; i < 5; ++i) ASSERT_EQ(0, add_one_async(session, answers, i));
+  ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_async(session.handle, unittest, nullptr, nullptr, 1));
   EXPECT_EQ(0, rovktrans_deinit(session.handle));
   EXPECT_EQ(Answers(5, closed), answers);
 }

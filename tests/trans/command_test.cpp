@@ -5,21 +5,6 @@
 
 #include "session.h"
 
-TEST(Command, CarriesNumbersOfEveryWidthAndSign) {
-  const Session session;
-  int8_t o1 = 0;
-  uint8_t o2 = 0;
-  int16_t o3 = 0;
-  uint16_t o4 = 0;
-  int32_t o5 = 0;
-  uint32_t o6 = 0;
-  rovk_error_unittest_ffff_error* error = nullptr;
-  ASSERT_EQ(0, rovktrans_unittest_ffff_add_one_to_types(session.handle, unittest, &error, -5, 250, -30000, 65000,
-                                                        -2000000000, 4000000000U, &o1, &o2, &o3, &o4, &o5, &o6));
-  EXPECT_EQ(nullptr, error);
-  EXPECT_TRUE(o1 == -4 && o2 == 251 && o3 == -29999 && o4 == 65001 && o5 == -1999999999 && o6 == 4000000001U);
-}
-
 TEST(Command, CarriesArraysAndVersions) {
   const Session session;
   uint8_t sent[22];

@@ -68,22 +68,6 @@ TEST(Reentrancy, NothingRunsInCallsThatReturnAtOnce) {
   EXPECT_EQ((Answers{{0, 0, 2}}), answers);
 }
 
-TEST(Reentrancy, AnswerToOuterCallIsKeptDuringInnerOne) {
-  const Session session("latency_ms=10&timeout_ms=100");
-  Script script;
-  uint8_t inner = 0;
-  script.run = [&] {
-    session.disturb("delay", 1, 60);
-    EXPECT_EQ(0, add_one(session.handle, 20, &inner));
-  };
-  ASSERT_EQ(0, start(session, script));
-  uint8_t outer = 0;
-  EXPECT_EQ(0, add_one(session.handle, 10, &outer));
-  EXPECT_EQ(80U, session.now_ms());
-  EXPECT_EQ(11, outer);
-  EXPECT_EQ(21, inner);
-}
-
 TEST(Reentrancy, OuterCallTimesOutAfterInnerOnes) {
   const Session session("timeout_ms=100");
   Script script;

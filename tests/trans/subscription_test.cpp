@@ -166,6 +166,7 @@ TEST(Subscription, OldEventsGiveWay) {
       flood();
     }
     listener.types.clear();
+    listener.run = [&] { EXPECT_EQ(1U, answers.size()) << "it came before the events"; };
     EXPECT_EQ(4097, rovktrans_dispatch(session.handle, 0));
     EXPECT_EQ(4096U, listener.types.size());
     EXPECT_TRUE(listener.types.front() == 5000 - 4096 && listener.types.back() == 4999);
@@ -173,6 +174,8 @@ TEST(Subscription, OldEventsGiveWay) {
     ASSERT_EQ(1U, lines.size()) << "one line, however many are lost";
     EXPECT_NE(std::string::npos, lines[0].find("4 rovktrans: ")) << lines[0];
     EXPECT_NE(std::string::npos, lines[0].find(" events lost so far")) << lines[0];
+    EXPECT_EQ(0, rovktrans_deinit(session.handle));
+    EXPECT_NE(std::string::npos, lines.back().find(" and 904 old events")) << lines.back();
   }
 }
 
@@ -225,7 +228,8 @@ TEST(Log, TakesPlainTextAndTellsOfDroppedMessages) {
     EXPECT_EQ(0, rovktrans_log_message(session.handle, -1, "text", nullptr));
     EXPECT_EQ(-EINVAL, rovktrans_log_message(session.handle, 3, nullptr));
     EXPECT_EQ((std::vector<std::string>{"3 100%s%n", "0 text"}), lines);
-    session.disturb("misdirect", 2);
+    session.disturb("misdirect", 1);
+    session.disturb("corrupt", 1);
     for (int i = 0; i < 2; ++i) EXPECT_EQ(-ETIMEDOUT, add_one(session.handle, 1));
   }
   ASSERT_EQ(3U, lines.size());
