@@ -93,9 +93,9 @@ build=(g++ cmake ninja-build lua5.1 liblua5.1-0-dev)
 
 fresh
 call
-expect "alone it lists its commands" printed "run [OPTION"
+expect "alone it lists its commands" printed "run [OPTION...] [SCRIPT"
 expect "and does nothing" not_logged " "
-for wrong in "dance" "run" "run none.lua" "test slow" "build fast"; do
+for wrong in "dance" "run" "run none.lua" "run -x" "run -e" "test-script" "test-script none" "test slow" "build fast"; do
   # shellcheck disable=SC2086
   call $wrong
   expect "'$wrong' is refused" ended 1
@@ -114,8 +114,11 @@ if ((EUID == 0)); then
   expect "builds what a script needs" logged "release rovk_scripts"
   expect "shows the build going on" said "[1/1] Building"
   expect "runs the script with its arguments" logged "lua5.1 $work/checkout/programs/run.lua examples/tour.lua one two words"
-  expect "finds modules beside the script, then ours, then Lua's own" \
-    printed "with examples/?.so;$work/checkout/build/release/lualib/?.so;;"
+  expect "finds our modules first, then those beside the script, then Lua's own" \
+    printed "with $work/checkout/build/release/lualib/?.so;examples/?.so;;"
+  call run -e "print(1)" -i examples/tour.lua one
+  expect "hands a text over and gives a prompt" \
+    logged "lua5.1 -i $work/checkout/programs/run.lua -e print(1) examples/tour.lua one"
 
   call run examples/tour.lua
   expect "a second run installs nothing" not_logged apt-get
@@ -134,7 +137,7 @@ if ((EUID == 0)); then
   settings=(LC_ALL=C LUA_CPATH=/mine/?.so)
   call run examples/tour.lua
   expect "nothing missing: no apt-get" not_logged apt-get
-  expect "keeps the caller's path" printed "lualib/?.so;/mine/?.so"
+  expect "keeps the caller's path" printed "lualib/?.so;examples/?.so;/mine/?.so"
 
   fresh
   settings=(UPDATE_STATUS=100)
