@@ -114,6 +114,8 @@ local MALFORMED = {
     "lamp_0040.lua: command 'set', command record, field 'index': max 300 is not a whole number from 0 to 255" },
   { "doc of two lines", function(data) data.lamp.commands[1].doc = "one\ntwo" end,
     "lamp_0040.lua: command 'set': doc is not one line of text" },
+  { "meaning of a name that no field has", function(data) data.lamp.fields = { colour = { doc = "Hue." } } end,
+    "lamp_0040.lua: fields, 'colour': no field has that name" },
   { "hole in a list", function(data) fields(data)[2] = nil end,
     "lamp_0040.lua: command 'set', command record: the list has a hole at 2" },
   { "list with keys", function(data) data.lamp.commands.get = { opcode = 34 } end,

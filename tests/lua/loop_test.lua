@@ -135,7 +135,8 @@ describe("the loop", function()
 
   it("checks what it is given", function()
     local context = helper.open()
-    for _, call in ipairs { { loop.dispatch, context, "x" }, { loop.dispatch, context, 0 / 0 }, { loop.dispatch, {}, 0 }, { loop.fd, 1 },
+    for _, call in ipairs { { loop.dispatch, context, "x" }, { loop.dispatch, context, 0 / 0 }, { loop.dispatch, {}, 0 },
+      { loop.fd, 1 },
       { loop.dispatch, io.stdout, 0 }, { loop.fd, rovk.rovk_version() }, { unit.now, newproxy() },
       { unit.now, probe.light() },
       { unit.set, context, "button", -1, 0 }, { unit.set, context, "button", 0.5, 0 }, { unit.set, context, 1 },
@@ -167,6 +168,10 @@ describe("the loop", function()
       assert.is_true(hand(context, 0))
       assert.are.equal(value, unit.get(context, "alarm", 0))
     end
+    local start = unit.now(context)
+    assert.is_true(unit.disturb(context, "delay", 1, 70))
+    assert.are.equal(0, (rovk.rovktrans_common_nop(context, 0, 0)))
+    assert.are.equal(start + 70, unit.now(context))
     assert.is_true(unit.set(context, "temperature", 2, -40000))
     assert.are.equal(-40000, unit.get(context, "temperature", 2))
   end)
