@@ -1,17 +1,28 @@
-// Measures the module beside a yardstick written by hand and prints one row for each measurement. The
-// two take turns, so that a busy machine slows both; a row shows the medians and the median of the
-// ratios.
-//   bench MODULE_FOLDER
+// Measures the module beside a yardstick written by hand.
+//   bench MODULE_FOLDER          times each operation and prints a row for it
+//   bench MODULE_FOLDER count    does each a given number of times, for valgrind's callgrind to count
+//
+// Times: the sides take turns, in alternating order, each in a state of its own and after a full
+// collection, so that a busy machine slows both alike. A row shows the medians, the median of the ratios
+// and the range in which the middle half of the ratios lies.
+#if __has_include(<valgrind/callgrind.h>)
+#include <valgrind/callgrind.h>
+#else  // only times can be measured
+#define CALLGRIND_ZERO_STATS
+#define CALLGRIND_DUMP_STATS_AT(name) (void)(name)
+#endif
+
 #include <algorithm>
 #include <chrono>
-#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <lua.hpp>
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "operations.h"
+#include "process.h"
 #include "replay.h"
 
 namespace rovk::bench {
@@ -19,13 +30,8 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr int repetitions = 21;
-constexpr double repetition_seconds = 0.02;
-
-double median(std::vector<double> values) {
-  std::nth_element(values.begin(), values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2), values.end());
-  return values[values.size() / 2];
-}
+constexpr int slices = 15;
+constexpr double slice_seconds = 0.02;
 
 double seconds(const std::function<void()>& action) {
   const auto start = Clock::now();
@@ -33,10 +39,13 @@ double seconds(const std::function<void()>& action) {
   return std::chrono::duration<double>(Clock::now() - start).count();
 }
 
-[[noreturn]] void stop(lua_State* L) {
-  std::fprintf(stderr, "bench: %s\n", lua_tostring(L, -1));
-  std::exit(1);
+double quantile(std::vector<double> values, double part) {
+  const auto place = static_cast<std::ptrdiff_t>(static_cast<double>(values.size() - 1) * part + 0.5);
+  std::nth_element(values.begin(), values.begin() + place, values.end());
+  return values[static_cast<std::size_t>(place)];
 }
+
+double median(const std::vector<double>& values) { return quantile(values, 0.5); }
 
 std::string in_unit(double time) {
   char text[32];
@@ -50,212 +59,166 @@ std::string in_unit(double time) {
   return text;
 }
 
-void print_row(const char* what, const std::string& ours, const std::string& bare, double ratio, const char* bar) {
-  std::printf("%-52s %12s %12s %7.2f  %s\n", what, ours.c_str(), bare.c_str(), ratio, bar);
+// `ours` and `bare` do one slice each and give the time of one operation.
+void compare(const char* what, const std::function<double()>& ours, const std::function<double()>& bare) {
+  std::vector<double> our_times, bare_times, ratios;
+  for (int i = 0; i < slices; ++i) {
+    double our_time = 0, bare_time = 0;
+    if (i % 2 == 0) our_time = ours();
+    bare_time = bare();
+    if (i % 2 != 0) our_time = ours();
+    our_times.push_back(our_time);
+    bare_times.push_back(bare_time);
+    ratios.push_back(our_time / bare_time);
+  }
+  std::printf("%-52s %12s %12s %7.2f  %.2f to %.2f\n", what, in_unit(median(our_times)).c_str(),
+              in_unit(median(bare_times)).c_str(), median(ratios), quantile(ratios, 0.25), quantile(ratios, 0.75));
   std::fflush(stdout);
 }
 
-// Both sides measured in turn; each gives the time of one operation.
-void compare(const char* what, const std::function<double()>& ours, const std::function<double()>& bare,
-             const char* bar = "") {
-  std::vector<double> our_times, bare_times, ratios;
-  for (int i = 0; i < repetitions; ++i) {
-    our_times.push_back(ours());
-    bare_times.push_back(bare());
-    ratios.push_back(our_times.back() / bare_times.back());
-  }
-  print_row(what, in_unit(median(our_times)), in_unit(median(bare_times)), median(ratios), bar);
+void print_one(const char* what, const std::string& value) {
+  std::printf("%-52s %12s\n", what, value.c_str());
+  std::fflush(stdout);
 }
 
-// The functions under measurement, under one set of names: those of the module here, those of
-// rovk_bare as they are. `m` is the table; `address` and `index` are those of an LED.
-constexpr const char* prelude = R"lua(
-local rovk = require "rovk_message"
-local loop, unit = require "rovk_loop", require "rovk_unit"
-local accessors = getmetatable(rovk.rovk_version())
-ours = {
-  version = rovk.rovk_version,
-  message = rovk.rovk_message,
-  major_get = accessors[".get"].major,
-  major_set = accessors[".set"].major,
-  initialize = rovk.rovk_led_0001_initialize_set_state_command,
-  open = function() return select(2, rovk.rovktrans_init("sim", nil)) end,
-  close = rovk.rovktrans_deinit,
-  get_state = rovk.rovktrans_led_0001_get_state,
-  get_state_async = rovk.rovktrans_led_0001_get_state_async_lua,
-  on_reset = rovk.rovktrans_common_reset_occurred_register_callback_lua,
-  reset = unit.reset,
-  dispatch = loop.dispatch,
-}
-bare = require "rovk_bare"
-local context = ours.open()
-local led = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED)
-address, index = led.address, led.index
-assert(ours.close(context) == 0)
-function received(m, context, count)
-  while count() > 0 do
-    assert(m.dispatch(context, 1000) > 0, "nothing came")
-  end
-end
-)lua";
-
-struct Row {
-  const char* what;
-  const char* chunk;  // gets m, gives a function that does the operation n times
-  const char* bar;
-};
-
-constexpr Row rows[] = {
-    {"read an attribute, v.major",
-     "local m = ... local v = m.version() return function(n) local x for _ = 1, n do x = v.major end return x end",
-     "1.6"},
-    {"write an attribute, v.major = 1",
-     "local m = ... local v = m.version() return function(n) for _ = 1, n do v.major = 1 end end", "1.6"},
-    {"read by the accessor called directly",
-     "local m = ... local v, get = m.version(), m.major_get return function(n) for _ = 1, n do get(v) end end", "1.6"},
-    {"write by the accessor called directly",
-     "local m = ... local v, set = m.version(), m.major_set return function(n) for _ = 1, n do set(v, 1) end end",
-     "1.6"},
-    {"call with an object and 5 integers",
-     "local m = ... local message, call = m.message(), m.initialize "
-     "return function(n) for _ = 1, n do call(message, 7, 1, 1, 200, 800) end end",
-     "1.8"},
-    {"blocking command",
-     "local m = ... local context, call, address, index = m.open(), m.get_state, address, index "
-     "return function(n) for _ = 1, n do call(context, address, index) end end",
-     ""},
-    {"asynchronous command, from the call to its callback",
-     "local m = ... local context, open = m.open(), 0 local function done() open = open - 1 end "
-     "return function(n) for _ = 1, n do m.get_state_async(context, address, done, index) open = open + 1 "
-     "received(m, context, function() return open end) end end",
-     ""},
-    {"event, from the unit to a Lua function",
-     "local m = ... local context, open = m.open(), 0 m.on_reset(context, address, function() open = open - 1 end) "
-     "return function(n) for _ = 1, n do m.reset(context, address, 1) open = open + 1 "
-     "received(m, context, function() return open end) end end",
-     ""},
-};
-
-constexpr const char* in_flight =
-    "local m = ... local context, open = m.open(), 0 local function done() open = open - 1 end "
-    "return function(n) for _ = 1, n do m.get_state_async(context, address, done, index) end open = n "
-    "received(m, context, function() return open end) end";
-
-// A chunk's function for one side, kept in the registry.
-int prepare(lua_State* L, const char* chunk, const char* side) {
-  if (luaL_loadstring(L, chunk) != 0) stop(L);
-  lua_getglobal(L, side);
-  if (lua_pcall(L, 1, 1, 0) != 0) stop(L);
-  return luaL_ref(L, LUA_REGISTRYINDEX);
+double slice(State& state, int function, int count) {
+  state.collect();
+  return seconds([&] { state.run(function, count); }) / count;
 }
 
-double time_of(lua_State* L, int function, int count) {
-  return seconds([&] {
-           lua_rawgeti(L, LUA_REGISTRYINDEX, function);
-           lua_pushnumber(L, count);
-           if (lua_pcall(L, 1, 0, 0) != 0) stop(L);
-         }) /
-         count;
-}
-
-void measure(lua_State* L, const Row& row) {
-  const int ours = prepare(L, row.chunk, "ours"), bare = prepare(L, row.chunk, "bare");
+// How often an operation is done so that a slice is long enough on the quicker side.
+int fitting_count(State& ours, int our_function, State& bare, int bare_function) {
   int count = 1;
-  while (count < (1 << 24) && time_of(L, bare, count) * count < repetition_seconds) count *= 2;
-  compare(
-      row.what, [&] { return time_of(L, ours, count); }, [&] { return time_of(L, bare, count); }, row.bar);
-}
-
-void measure_in_flight(lua_State* L, int count) {
-  const int ours = prepare(L, in_flight, "ours"), bare = prepare(L, in_flight, "bare");
-  const std::string what = std::to_string(count) + " commands in flight, each";
-  compare(
-      what.c_str(), [&] { return time_of(L, ours, count); }, [&] { return time_of(L, bare, count); });
-}
-
-struct FreshState {
-  lua_State* L = luaL_newstate();
-  FreshState() { luaL_openlibs(L); }
-  ~FreshState() { lua_close(L); }
-  FreshState(const FreshState&) = delete;
-  FreshState& operator=(const FreshState&) = delete;
-
-  double heap_kilobytes() const {
-    lua_gc(L, LUA_GCCOLLECT, 0);
-    return lua_gc(L, LUA_GCCOUNT, 0) + lua_gc(L, LUA_GCCOUNTB, 0) / 1024.0;
+  while (count < (1 << 24) && (slice(bare, bare_function, count) * count < slice_seconds ||
+                               slice(ours, our_function, count) * count < slice_seconds)) {
+    count *= 2;
   }
-};
-
-void open_module(lua_State* L, lua_CFunction open) {
-  lua_pushcfunction(L, open);
-  if (lua_pcall(L, 0, 1, 0) != 0) stop(L);
+  return count;
 }
 
-void measure_opening(lua_CFunction open) {
+void time_operation(State& ours, State& bare, const Operation& operation) {
+  const int our_function = ours.prepare(operation), bare_function = bare.prepare(operation);
+  const int count = operation.fixed ? operation.fixed : fitting_count(ours, our_function, bare, bare_function);
+  compare(
+      operation.name, [&] { return slice(ours, our_function, count); },
+      [&] { return slice(bare, bare_function, count); });
+  ours.release(our_function);
+  bare.release(bare_function);
+}
+
+constexpr Operation direct_call = {"blocking command called from C",
+                                   "local m = ... local context, address, index = m.open('sim'), m.address, m.index "
+                                   "return function(n) m.direct(context, address, index, n) end",
+                                   10000, 0};
+
+// The module table and the class table of the registry, below one root.
+Replay taken_down(lua_CFunction open) {
   Replay replay;
-  {
-    // The module table and the class table of the registry, below one root.
-    FreshState sample;
-    lua_newtable(sample.L);
-    open_module(sample.L, open);
-    lua_setfield(sample.L, 1, "rovk_message");
-    lua_getfield(sample.L, LUA_REGISTRYINDEX, "SWIG");
-    lua_setfield(sample.L, 1, "SWIG");
-    replay.add(sample.L);
-  }
-  compare(
-      "open the module in a fresh state",
-      [&] {
-        FreshState state;
-        return seconds([&] { open_module(state.L, open); });
-      },
-      [&] {
-        FreshState state;
-        return seconds([&] { replay.run(state.L); });
-      },
-      "0.75");
+  const FreshState sample;
+  lua_newtable(sample.L);
+  open_module(sample.L, open);
+  lua_setfield(sample.L, 1, "rovk_message");
+  lua_getfield(sample.L, LUA_REGISTRYINDEX, "SWIG");
+  lua_setfield(sample.L, 1, "SWIG");
+  replay.add(sample.L);
+  return replay;
+}
 
+// One opening takes no 20 ms, so a slice has many, each in a state of its own.
+double open_slice(const std::function<void(lua_State*)>& open) {
+  double sum = 0;
+  int count = 0;
+  for (; sum < slice_seconds; ++count) {
+    const FreshState state;
+    sum += seconds([&] { open(state.L); });
+  }
+  return sum / count;
+}
+
+void time_opening(lua_CFunction open) {
+  const Replay replay = taken_down(open);
+  compare(
+      "open the module in a fresh state", [&] { return open_slice([&](lua_State* L) { open_module(L, open); }); },
+      [&] { return open_slice([&](lua_State* L) { replay.run(L); }); });
   FreshState ours, bare;
   open_module(ours.L, open);
   replay.run(bare.L);
-  const double our_heap = ours.heap_kilobytes(), bare_heap = bare.heap_kilobytes();
-  const auto kilobytes = [](double size) { return std::to_string(static_cast<int>(size + 0.5)) + " KB"; };
-  print_row("Lua heap after that", kilobytes(our_heap), kilobytes(bare_heap), our_heap / bare_heap, "1343 KB");
-  std::printf("  (the plain loop installs the same %zu entries)\n", replay.entries());
+  std::printf("%-52s %9.0f KB %9.0f KB\n", "Lua heap after that", ours.heap_kilobytes(), bare.heap_kilobytes());
 }
 
-int run(const char* folder) {
-  lua_State* L = luaL_newstate();
-  luaL_openlibs(L);
-  lua_getglobal(L, "package");
-  lua_pushfstring(L, "%s/?.so", folder);
-  lua_setfield(L, -2, "cpath");
-  lua_pushfstring(L, "%s/?.lua", folder);
-  lua_setfield(L, -2, "path");
-  if (luaL_loadstring(L, prelude) != 0 || lua_pcall(L, 0, 0, 0) != 0) stop(L);
+void time_all(const char* folder) {
+  print_one("first load of the module and its libraries", in_unit(load_seconds(folder)));
+  print_one("resident memory for it, loaded", std::to_string(resident_kilobytes(folder, false)) + " KB");
+  print_one("and opened, with Lua's tables", std::to_string(resident_kilobytes(folder, true)) + " KB");
+  std::printf("%-52s %12s %12s %7s  %s\n", "", "ours", "by hand", "ratio", "middle half");
+  State ours(folder, Side::ours), bare(folder, Side::bare);
+  for (const Operation& operation : operations()) time_operation(ours, bare, operation);
+  const int function = bare.prepare(direct_call);
+  std::vector<double> times;
+  for (int i = 0; i < slices; ++i) times.push_back(slice(bare, function, 4 * direct_call.counted));
+  print_one(direct_call.name, in_unit(median(times)));
+  time_opening(module_opener(folder));
+}
 
-  std::printf("%-52s %12s %12s %7s  %s\n", "", "ours", "by hand", "ratio", "bar");
-  for (const Row& row : rows) measure(L, row);
-  for (const int count : {100, 1000, 10000}) measure_in_flight(L, count);
+// ---- counting -----------------------------------------------------------------------------------
 
-  lua_getglobal(L, "package");
-  lua_getfield(L, -1, "loadlib");
-  lua_pushfstring(L, "%s/rovk_message.so", folder);
-  lua_pushstring(L, "luaopen_rovk_message");
-  if (lua_pcall(L, 2, 1, 0) != 0 || !lua_iscfunction(L, -1)) stop(L);
-  measure_opening(lua_tocfunction(L, -1));
-  lua_close(L);
-  return 0;
+// Callgrind writes what was counted since the last one to a file of its own, under this name.
+void dump(const std::string& name, int count) {
+  const std::string label = name + "|" + std::to_string(count);
+  CALLGRIND_DUMP_STATS_AT(label.c_str());
+}
+
+void count_operation(State& state, const Operation& operation, const char* side) {
+  const int function = state.prepare(operation);
+  // What happens once, as the binding of a library's functions, is over then.
+  state.run(function, operation.fixed ? operation.fixed : 10);
+  state.collect();
+  CALLGRIND_ZERO_STATS;
+  state.run(function, operation.counted);
+  dump(operation.name + std::string(side), operation.counted);
+  state.release(function);
+}
+
+void count_opening(lua_CFunction open) {
+  const FreshState first, second;
+  CALLGRIND_ZERO_STATS;
+  open_module(first.L, open);
+  dump("first open in the process", 1);
+  open_module(second.L, open);
+  dump("open in a fresh state", 1);
+  const Replay replay = taken_down(open);
+  const FreshState bare;
+  CALLGRIND_ZERO_STATS;
+  replay.run(bare.L);
+  dump("open in a fresh state, by hand", 1);
+}
+
+void count_all(const char* folder) {
+  count_opening(module_opener(folder));
+  {
+    State ours(folder, Side::ours);
+    for (const Operation& operation : operations()) {
+      if (operation.counted) count_operation(ours, operation, "");
+    }
+  }
+  State bare(folder, Side::bare);
+  for (const Operation& operation : operations()) {
+    if (operation.counted && !operation.fixed) count_operation(bare, operation, ", by hand");
+  }
+  count_operation(bare, direct_call, "");
 }
 
 }  // namespace
 }  // namespace rovk::bench
 
 int main(int count, char** arguments) {
-  if (count != 2) {
-    std::fprintf(stderr, "usage: bench MODULE_FOLDER\n");
+  if (count == 2) {
+    rovk::bench::time_all(arguments[1]);
+  } else if (count == 3 && std::string(arguments[2]) == "count") {
+    rovk::bench::count_all(arguments[1]);
+  } else {
+    std::fprintf(stderr, "usage: bench MODULE_FOLDER [count]\n");
     return 2;
   }
-  return rovk::bench::run(arguments[1]);
+  return 0;
 }
