@@ -171,12 +171,12 @@ local function emit_classes(model, out)
     for _, field in ipairs(class.record.fields) do
       rows[#rows + 1] = ("{%d, %d, %s, %d, %d, %d, %d}"):format(class_index - 1, field_type(model, field),
         attribute_kind(class, field), field.offset, field.size, field.width or 0, texts:add(quoted(field_text(field))))
-      thunks[#thunks + 1] = ("int attribute_get_%d(lua_State* L) { return swig_run_attribute_get(L, %d); }")
+      thunks[#thunks + 1] = ("SWIG_ACCESSOR int attribute_get_%d(lua_State* L) { return swig_run_attribute_get(L, %d); }")
         :format(number, number)
       local set = "swig_immutable_set"
       if not field.readonly then
         set = ("attribute_set_%d"):format(number)
-        thunks[#thunks + 1] = ("int %s(lua_State* L) { return swig_run_attribute_set(L, %d); }"):format(set, number)
+        thunks[#thunks + 1] = ("SWIG_ACCESSOR int %s(lua_State* L) { return swig_run_attribute_set(L, %d); }"):format(set, number)
       end
       entries[#entries + 1] = ("{%s, attribute_get_%d, %s}"):format(quoted(field.name), number, set)
       number = number + 1

@@ -10,6 +10,7 @@
 #include "runtime/failures.h"
 #include "runtime/lua_api.h"
 #include "runtime/objects.h"
+#include "runtime/shared.h"
 #include "runtime/tables.h"
 
 // Both are the host program's to use: the text is run at the end of every open.
@@ -153,11 +154,9 @@ int swig_run_string(lua_State* L, const char* text) {
   return failed ? 1 : 0;
 }
 
-}  // namespace
-
-int luaopen_rovk_message_user(lua_State* L) { return swig_run_string(L, luaopen_rovk_message_luacode); }
-
-int luaopen_rovk_message(lua_State* L) {
+// Installs everything; gives the globals table and the module table.
+int install(lua_State* L) {
+  swig_shared_open(L);
   lua_pushvalue(L, LUA_GLOBALSINDEX);
   swig_module_link(L);
   swig_module_propagate_class_data();
@@ -175,13 +174,37 @@ int luaopen_rovk_message(lua_State* L) {
     if ((*slot)->class_data) swig_class_resolve_bases(L, (*slot)->class_data);
   }
   const int module = lua_gettop(L);
-  const int functions = swig_class_functions_push(L);
-  lua_pushvalue(L, module);
+  const int common = swig_class_begin(L);
   for (swig_type_entry** slot = swig_type_table; *slot; ++slot) {
-    if ((*slot)->class_data) swig_class_register(L, (*slot)->class_data, functions);
+    if ((*slot)->class_data) swig_class_register(L, (*slot)->class_data, module, common);
   }
   lua_settop(L, module);
   swig_install_constants(L, swig_constant_table);
+  return 2;
+}
+
+// The collector's pace while the module is installed, in percent of its own: next to nothing of what is
+// made is garbage, so going over it would be in vain.
+constexpr int slow_pace = 1;
+
+}  // namespace
+
+int luaopen_rovk_message_user(lua_State* L) { return swig_run_string(L, luaopen_rovk_message_luacode); }
+
+int luaopen_rovk_message(lua_State* L) {
+  lua_pushcclosure(L, install, 0);
+  lua_pushvalue(L, -1);
+  const int pace = lua_gc(L, LUA_GCSETSTEPMUL, slow_pace);
+  const int status = lua_pcall(L, 0, 2, 0);
+  lua_gc(L, LUA_GCSETSTEPMUL, pace);
+  if (status != 0) {
+    // Once more with a collector that keeps up. Where memory is short that may be enough, and if it is not,
+    // the error goes out as it is.
+    lua_pop(L, 1);
+    lua_call(L, 0, 2);
+  } else {
+    lua_remove(L, -3);
+  }
   luaopen_rovk_message_user(L);
   return 1;
 }

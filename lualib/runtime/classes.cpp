@@ -4,24 +4,36 @@
 
 #include <stdio.h>
 
+#include <initializer_list>
+
 #include "failures.h"
 #include "objects.h"
+#include "shared.h"
+#include "wrapper.h"
 
 namespace {
 
 const char registry_key[] = "SWIG";
 
 // Leaves on the stack: the object at 1, its arguments up to `top`, its metatable, and the metatable's
-// table `field`. Raises when the value at 1 has nothing of the kind, so that what is called behind gets
-// some object; each accessor makes sure itself that it is one of its own.
-void open_class(lua_State* L, const char* function, int top, const char* field, size_t length) {
+// table whose name is at `place`. Raises when the value at 1 has nothing of the kind, so that what is called
+// behind gets some object; each accessor makes sure itself that it is one of its own.
+void open_class(lua_State* L, const char* function, int top, int place) {
   if (lua_gettop(L) != top) lua_settop(L, top);
   if (lua_touserdata(L, 1) && lua_getmetatable(L, 1)) {
-    lua_pushlstring(L, field, length);
+    swig_shared_push(L, place);
     lua_rawget(L, top + 1);
     if (lua_istable(L, -1)) return;
   }
   swig_fail_argument(L, function, 1, "record object", swig_argument_type_name(L, 1));
+}
+
+// The module's accessors stand in a section of their own, so they are known by their address. They use
+// nothing of the call but their arguments, and so need not be called through Lua.
+bool is_accessor(lua_CFunction function) {
+  const auto address = reinterpret_cast<uintptr_t>(function);
+  return address >= reinterpret_cast<uintptr_t>(__start_swig_accessors) &&
+         address < reinterpret_cast<uintptr_t>(__stop_swig_accessors);
 }
 
 void set_function(lua_State* L, const char* name, lua_CFunction function) {
@@ -41,18 +53,27 @@ const shared_function shared_functions[] = {
     {"__gc", SWIG_Lua_class_destruct},   {"__tostring", SWIG_Lua_class_tostring},
 };
 
-enum { SHARED_COUNT = sizeof shared_functions / sizeof *shared_functions };
+// Places from the index that swig_class_begin gives on. Behind them the shared functions, each with its name.
+enum { CLASS_REGISTRY, KEY_TYPE, KEY_GET, KEY_SET, KEY_FN, SHARED_FUNCTIONS };
 
 int attribute_count(const swig_class_entry* entry) {
   int count = 0;
   while (entry->attributes[count].name) ++count;
+  for (unsigned i = 0; entry->bases[i]; ++i) count += attribute_count(entry->bases[i]);
   return count;
 }
 
-// Expects a new table's name and size; leaves it as a raw field of the table on top.
-void set_new_table(lua_State* L, const char* name, int size) {
-  lua_pushstring(L, name);
-  lua_createtable(L, 0, size);
+// Where a class's name is at hand; 0 for a class of another module.
+int shared_place(const swig_class_entry* entry) {
+  const auto distance = reinterpret_cast<uintptr_t>(entry) - reinterpret_cast<uintptr_t>(swig_classes);
+  const uintptr_t number = distance / sizeof *swig_classes;
+  return number < swig_class_count ? SHARED_CLASSES + static_cast<int>(number) : 0;
+}
+
+// Stores the value at one index under the key at another in the table on top.
+void set_field(lua_State* L, int key, int value) {
+  lua_pushvalue(L, key);
+  lua_pushvalue(L, value);
   lua_rawset(L, -3);
 }
 
@@ -70,14 +91,27 @@ void swig_class_registry_push(lua_State* L) {
   lua_rawget(L, LUA_REGISTRYINDEX);
 }
 
-void swig_class_metatable_push(lua_State* L, const char* name) {
+void swig_class_metatable_push(lua_State* L, const swig_class_entry* entry) {
+  const int place = shared_place(entry);
+  if (place) {
+    swig_shared_push(L, SHARED_REGISTRY);
+    lua_rawget(L, LUA_REGISTRYINDEX);
+    if (lua_istable(L, -1)) {
+      swig_shared_push(L, place);
+      lua_rawget(L, -2);
+      lua_replace(L, -2);
+      return;
+    }
+    lua_pop(L, 1);
+  }
   swig_class_registry_push(L);
-  lua_pushstring(L, name);
+  lua_pushstring(L, entry->name);
   lua_rawget(L, -2);
   lua_remove(L, -2);
 }
 
 void swig_class_resolve_bases(lua_State* L, swig_class_entry* entry) {
+  if (!entry->base_names[0]) return;
   swig_module_entry* const head = swig_module_head_get(L);
   for (unsigned i = 0; entry->base_names[i]; ++i) {
     if (entry->bases[i]) continue;
@@ -86,76 +120,90 @@ void swig_class_resolve_bases(lua_State* L, swig_class_entry* entry) {
   }
 }
 
-int swig_class_functions_push(lua_State* L) {
-  for (const shared_function& shared : shared_functions) lua_pushcclosure(L, shared.function, 0);
-  return lua_gettop(L) - SHARED_COUNT + 1;
+int swig_class_begin(lua_State* L) {
+  luaL_checkstack(L, 2 * LUA_MINSTACK, "no room to register classes");
+  swig_class_registry_push(L);
+  const int common = lua_gettop(L);
+  for (const char* key : {".type", ".get", ".set", ".fn"}) lua_pushstring(L, key);
+  for (const shared_function& shared : shared_functions) {
+    lua_pushstring(L, shared.name);
+    lua_pushcclosure(L, shared.function, 0);
+  }
+  return common;
 }
 
-void swig_class_register(lua_State* L, swig_class_entry* entry, int functions) {
-  if (entry->constructor) set_function(L, entry->name, entry->constructor);
+void swig_class_register(lua_State* L, swig_class_entry* entry, int module, int common) {
   const int attributes = attribute_count(entry);
   lua_createtable(L, 0, 8);
-  lua_pushliteral(L, ".type");
+  const int metatable = lua_gettop(L);
   lua_pushstring(L, entry->name);
-  lua_rawset(L, -3);
-  set_new_table(L, ".get", attributes);
-  set_new_table(L, ".set", attributes);
-  lua_pushliteral(L, ".fn");
-  lua_createtable(L, 0, 1);
-  for (int i = 0; i < SHARED_COUNT; ++i) {
-    lua_pushstring(L, shared_functions[i].name);
-    lua_pushvalue(L, functions + i);
-    lua_rawset(L, -3);
-    if (i == 0) lua_rawset(L, -3);  // .fn is complete
+  if (const int place = shared_place(entry)) {
+    lua_pushvalue(L, -1);
+    swig_shared_set(L, place);
   }
-  swig_class_registry_push(L);
-  lua_pushstring(L, entry->name);
-  lua_pushvalue(L, -3);
-  lua_rawset(L, -3);
-  lua_pop(L, 1);
-  SWIG_Lua_add_class_details(L, entry);
-  lua_pop(L, 1);
+  if (entry->constructor) {
+    lua_pushvalue(L, -1);
+    lua_pushcclosure(L, entry->constructor, 0);
+    lua_rawset(L, module);
+  }
+  lua_pushvalue(L, common + KEY_TYPE);
+  lua_pushvalue(L, -2);
+  lua_rawset(L, metatable);
+  lua_pushvalue(L, metatable);
+  lua_rawset(L, common + CLASS_REGISTRY);
+  lua_createtable(L, 0, attributes);
+  lua_createtable(L, 0, attributes);
+  lua_createtable(L, 0, 1);
+  SWIG_Lua_add_class_details(L, entry, metatable);
+  int shared = common + SHARED_FUNCTIONS;
+  set_field(L, shared, shared + 1);  // .fn is complete
+  for (const int key : {KEY_FN, KEY_SET, KEY_GET}) {
+    lua_pushvalue(L, common + key);
+    lua_insert(L, -2);
+    lua_rawset(L, metatable);
+  }
+  for (const shared_function& function : shared_functions) {
+    if (&function != shared_functions) set_field(L, shared, shared + 1);
+    shared += 2;
+  }
+  lua_settop(L, metatable - 1);
 }
 
-void SWIG_Lua_add_class_details(lua_State* L, const swig_class_entry* entry) {
+void SWIG_Lua_add_class_details(lua_State* L, const swig_class_entry* entry, int metatable) {
   // Bases first, so that a row of the class replaces a base's row of the same name.
-  for (unsigned i = 0; entry->bases[i]; ++i) SWIG_Lua_add_class_details(L, entry->bases[i]);
-  lua_pushliteral(L, ".get");
-  lua_rawget(L, -2);
-  lua_pushliteral(L, ".set");
-  lua_rawget(L, -3);
+  for (unsigned i = 0; entry->bases[i]; ++i) SWIG_Lua_add_class_details(L, entry->bases[i], metatable);
   for (const swig_attribute_entry* row = entry->attributes; row->name; ++row) {
     SWIG_Lua_add_class_variable(L, row->name, row->get, row->set);
   }
-  lua_pop(L, 2);
-  if (!entry->methods[0].name) return;
-  lua_pushliteral(L, ".fn");
-  lua_rawget(L, -2);
-  for (const swig_method_entry* row = entry->methods; row->name; ++row) set_function(L, row->name, row->function);
-  lua_pop(L, 1);
   for (const swig_method_entry* row = entry->methods; row->name; ++row) {
-    if (row->name[0] == '_' && row->name[1] == '_') set_function(L, row->name, row->function);
+    set_function(L, row->name, row->function);
+    if (row->name[0] != '_' || row->name[1] != '_') continue;
+    lua_pushstring(L, row->name);
+    lua_pushcclosure(L, row->function, 0);
+    lua_rawset(L, metatable);
   }
 }
 
 void SWIG_Lua_add_class_variable(lua_State* L, const char* name, lua_CFunction get, lua_CFunction set) {
   lua_pushstring(L, name);
-  lua_pushvalue(L, -1);
+  if (set) {
+    lua_pushvalue(L, -1);
+    lua_pushcclosure(L, set, 0);
+    lua_rawset(L, -5);
+  }
   lua_pushcclosure(L, get, 0);
   lua_rawset(L, -5);
-  if (set) {
-    lua_pushcclosure(L, set, 0);
-    lua_rawset(L, -3);
-  } else {
-    lua_pop(L, 1);
-  }
 }
 
 int SWIG_Lua_class_get(lua_State* L) {
-  open_class(L, "__index", 2, ".get", 4);
+  open_class(L, "__index", 2, SHARED_GET);
   lua_pushvalue(L, 2);
   lua_rawget(L, 4);
-  if (lua_iscfunction(L, -1)) {
+  if (const lua_CFunction get = lua_tocfunction(L, -1)) {
+    if (is_accessor(get)) {
+      lua_settop(L, 1);
+      return get(L);
+    }
     lua_pushvalue(L, 1);
     lua_call(L, 1, 1);
     return 1;
@@ -179,10 +227,15 @@ int SWIG_Lua_class_get(lua_State* L) {
 }
 
 int SWIG_Lua_class_set(lua_State* L) {
-  open_class(L, "__newindex", 3, ".set", 4);
+  open_class(L, "__newindex", 3, SHARED_SET);
   lua_pushvalue(L, 2);
   lua_rawget(L, 5);
-  if (lua_iscfunction(L, -1)) {
+  if (const lua_CFunction set = lua_tocfunction(L, -1)) {
+    if (is_accessor(set)) {
+      lua_settop(L, 3);
+      lua_remove(L, 2);
+      return set(L);
+    }
     lua_pushvalue(L, 1);
     lua_pushvalue(L, 3);
     lua_call(L, 2, 0);
@@ -222,7 +275,7 @@ int SWIG_Lua_class_disown(lua_State* L) {
 }
 
 int SWIG_Lua_class_tostring(lua_State* L) {
-  open_class(L, "__tostring", 1, ".get", 4);
+  open_class(L, "__tostring", 1, SHARED_GET);
   const void* const object = lua_touserdata(L, 1);
   lua_pushliteral(L, ".type");
   lua_rawget(L, 2);

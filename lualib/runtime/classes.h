@@ -6,14 +6,15 @@
 #include "tables.h"
 
 void swig_class_registry_push(lua_State* L);
-void swig_class_metatable_push(lua_State* L, const char* name);
+// Nil for a class that is not registered.
+void swig_class_metatable_push(lua_State* L, const swig_class_entry* entry);
 void swig_class_resolve_bases(lua_State* L, swig_class_entry* entry);
-// Pushes the functions that the metatables of all classes share, and gives the index of the first.
-int swig_class_functions_push(lua_State* L);
-// Expects the module table on top of the stack, and the shared functions at `functions`.
-void swig_class_register(lua_State* L, swig_class_entry* entry, int functions);
-// Both expect the class metatable on top of the stack.
-void SWIG_Lua_add_class_details(lua_State* L, const swig_class_entry* entry);
+// Pushes what the registration of every class needs, and gives the index of the first of it.
+int swig_class_begin(lua_State* L);
+// `module`: index of the module table; `common`: what swig_class_begin gave.
+void swig_class_register(lua_State* L, swig_class_entry* entry, int module, int common);
+// Both expect the class's tables of getters, setters and functions on top of the stack, in this order.
+void SWIG_Lua_add_class_details(lua_State* L, const swig_class_entry* entry, int metatable);
 void SWIG_Lua_add_class_variable(lua_State* L, const char* name, lua_CFunction get, lua_CFunction set);
 
 int SWIG_Lua_class_get(lua_State* L);

@@ -56,7 +56,7 @@ void SWIG_Lua_NewPackedObj(lua_State* L, const void* pointer, size_t size, swig_
 
 void swig_object_attach_metatable(lua_State* L, swig_type_entry* type) {
   if (!type->class_data) return;
-  swig_class_metatable_push(L, type->class_data->name);
+  swig_class_metatable_push(L, type->class_data);
   if (lua_istable(L, -1)) {
     lua_setmetatable(L, -2);
   } else {

@@ -12,5 +12,12 @@ int swig_run_attribute_set(lua_State* L, unsigned row);
 int swig_run_variable_get(lua_State* L, unsigned row);
 int swig_run_variable_set(lua_State* L, unsigned row);
 
+// Where the accessors of attributes stand in the file.
+#define SWIG_ACCESSOR [[gnu::section("swig_accessors")]]
+extern "C" {
+[[gnu::visibility("hidden")]] extern const char __start_swig_accessors[];
+[[gnu::visibility("hidden")]] extern const char __stop_swig_accessors[];
+}
+
 // Raises "number must not be negative" for a negative number and NaN.
 uint32_t swig_check_unsigned(lua_State* L, int index);
