@@ -26,7 +26,8 @@ local function argument_row(model, argument)
   if argument.kind == "number" then
     kind = argument.signed and "ARGUMENT_SIGNED" or "ARGUMENT_UNSIGNED"
   end
-  local type_index = argument.type and model.types_by_name[argument.type].index or 0
+  local type_name = argument.kind == "opaque" and "_p_void" or argument.type
+  local type_index = type_name and model.types_by_name[type_name].index or 0
   -- A callback type is named after its function, so its text need not be kept.
   local text = not argument.callback and argument.text or nil
   return ("{%s, %d, %s, %d}"):format(quoted(text), type_index, kind, argument.width or 0)

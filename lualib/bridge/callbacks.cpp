@@ -30,31 +30,20 @@ void log_failed_call(void* context) {
 void call_function(lua_State* L, void* context, int count, int handler) {
   const int status = lua_pcall(L, count, 0, handler);
   if (status == 0) return;
-  if (handler && status != LUA_ERRRUN) {
-    // Where the stack or the memory ended there was no room for the handler; now there is.
-    lua_pushvalue(L, handler);
-    lua_insert(L, -2);
-    if (lua_pcall(L, 1, 0, 0) != 0) lua_pop(L, 1);
-  } else {
-    lua_pop(L, 1);
-  }
+  rovk_drop_error(L, status, handler);
   log_failed_call(context);
 }
 
 void deliver(lua_State* L, void* data) {
   const delivery& call = *static_cast<const delivery*>(data);
   const int count = call.row->value_count;
-  // The handler, the function, the values, the error table, and what is pushed to fill a table.
-  luaL_checkstack(L, count + 9, "too many callbacks inside each other");
-  const int handler = rovk_push_error_handler(L);
+  // The function, the values, the error table, and what is pushed to fill a table.
+  luaL_checkstack(L, count + 8, "too many callbacks inside each other");
   // Before anything is allocated: a collection in a state that is being closed may empty the reference.
   lua_rawgeti(L, LUA_REGISTRYINDEX, call.reference->ref);
   for (int i = 0; i < count; ++i) rovk_push_value(L, value_lists[call.row->values + i], call.values[i]);
-  if (call.has_error) {
-    lua_newtable(L);
-    rovk_decode_error(L, call.error, decoder_rows[call.row->decoder]);
-  }
-  call_function(L, call.context, count + call.has_error, handler);
+  if (call.has_error) rovk_push_error_table(L, call.error, decoder_rows[call.row->decoder]);
+  lua_call(L, count + call.has_error, 0);
 }
 
 // The state on which a reference's function can run.
@@ -73,7 +62,7 @@ lua_State* runnable_state(lua_State* L) {
 
 void run_delivery(delivery& call) {
   lua_State* const L = runnable_state(call.reference->state);
-  if (!rovk_run_protected(L, deliver, &call)) log_failed_call(call.context);
+  if (!rovk_run_handled(L, deliver, &call)) log_failed_call(call.context);
 }
 
 }  // namespace

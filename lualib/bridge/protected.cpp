@@ -24,6 +24,15 @@ void push_runner(lua_State* L) {
   lua_pushcclosure(L, run, 1);
 }
 
+void push_ready_runner(lua_State* L) {
+  lua_pushlightuserdata(L, const_cast<char*>(&runner_key));
+  lua_rawget(L, LUA_REGISTRYINDEX);
+  if (lua_isfunction(L, -1)) return;
+  // A state in which the module was never opened.
+  lua_pop(L, 1);
+  push_runner(L);
+}
+
 }  // namespace
 
 void rovk_protected_open(lua_State* L) {
@@ -32,24 +41,10 @@ void rovk_protected_open(lua_State* L) {
   lua_rawset(L, LUA_REGISTRYINDEX);
 }
 
-int rovk_push_error_handler(lua_State* L) {
-  lua_pushvalue(L, lua_upvalueindex(1));
-  lua_rawget(L, LUA_REGISTRYINDEX);
-  if (lua_isfunction(L, -1)) return lua_gettop(L);
-  lua_pop(L, 1);
-  return 0;
-}
-
 bool rovk_run_protected(lua_State* L, rovk_protected_work work, void* data, int index) {
   if (index < 0 && index > LUA_REGISTRYINDEX) index += lua_gettop(L) + 1;
   protected_run call = {work, data};
-  lua_pushlightuserdata(L, const_cast<char*>(&runner_key));
-  lua_rawget(L, LUA_REGISTRYINDEX);
-  if (!lua_isfunction(L, -1)) {
-    // A state in which the module was never opened.
-    lua_pop(L, 1);
-    push_runner(L);
-  }
+  push_ready_runner(L);
   lua_pushlightuserdata(L, &call);
   if (index) {
     lua_pushvalue(L, index);
@@ -59,4 +54,31 @@ bool rovk_run_protected(lua_State* L, rovk_protected_work work, void* data, int 
   if (lua_pcall(L, 2, 0, 0) == 0) return true;
   lua_pop(L, 1);
   return false;
+}
+
+bool rovk_run_handled(lua_State* L, rovk_protected_work work, void* data) {
+  const int top = lua_gettop(L);
+  protected_run call = {work, data};
+  push_ready_runner(L);
+  lua_getupvalue(L, -1, 1);
+  lua_rawget(L, LUA_REGISTRYINDEX);
+  const int handler = lua_isfunction(L, -1) ? top + 1 : 0;
+  // The handler goes below, or what is no handler goes away.
+  lua_insert(L, -2);
+  if (!handler) lua_remove(L, top + 1);
+  lua_pushlightuserdata(L, &call);
+  const int status = lua_pcall(L, 1, 0, handler);
+  if (status != 0) rovk_drop_error(L, status, handler);
+  lua_settop(L, top);
+  return status == 0;
+}
+
+void rovk_drop_error(lua_State* L, int status, int handler) {
+  if (handler && status != LUA_ERRRUN) {
+    // Where the stack or the memory ended there was no room for the handler; now there is.
+    lua_pushvalue(L, handler);
+    lua_insert(L, -2);
+    if (lua_pcall(L, 1, 0, 0) == 0) return;
+  }
+  lua_pop(L, 1);
 }

@@ -10,17 +10,37 @@ namespace {
 
 enum { FIRST_OWN_ERROR = 32 };
 
-void set_number(lua_State* L, const char* key, uint32_t value) {
+using set_function = void (*)(lua_State* L, int index);
+
+void set_number(lua_State* L, set_function set, const char* key, uint32_t value) {
   lua_pushstring(L, key);
   lua_pushnumber(L, value);
-  lua_settable(L, -3);
+  set(L, -3);
 }
 
-void set_detail(lua_State* L, const uint8_t* record, const decoder_row& decoder, uint32_t id) {
+void set_detail(lua_State* L, set_function set, const uint8_t* record, const decoder_row& decoder, uint32_t id) {
   for (unsigned i = 0; i < decoder.key_count; ++i) {
     const error_key_row& row = decoder.keys[i];
     if (row.id == id)
-      set_number(L, row.key, swig_load(record + ROVK_OFFSET_ERROR_DATA - ROVK_OFFSET_PAYLOAD, row.width));
+      set_number(L, set, row.key, swig_load(record + ROVK_OFFSET_ERROR_DATA - ROVK_OFFSET_PAYLOAD, row.width));
+  }
+}
+
+void set_error(lua_State* L, set_function set, const void* record, const decoder_row& decoder) {
+  if (!record) {
+    set_number(L, set, "error_id", 0);
+    return;
+  }
+  const auto* const bytes = static_cast<const uint8_t*>(record);
+  const uint32_t id = swig_load(bytes + 2, 2);
+  set_number(L, set, "error_id", id);
+  set_number(L, set, "peripheral_address", swig_load(bytes, 2));
+  if (id < FIRST_OWN_ERROR) {
+    set_detail(L, set, bytes, decoder_rows[0], id);
+  } else if (decoder.kind == DECODER_OWN) {
+    set_detail(L, set, bytes, decoder, id);
+  } else if (decoder.kind == DECODER_STRICT) {
+    printf("FAIL WITH BAD ERROR VALUE %d\n", static_cast<int>(id));
   }
 }
 
@@ -57,20 +77,11 @@ void rovk_push_value(lua_State* L, const value_row& row, const native_value& val
   }
 }
 
+void rovk_push_error_table(lua_State* L, const void* record, const decoder_row& decoder) {
+  lua_createtable(L, 0, record ? 3 : 1);
+  set_error(L, lua_rawset, record, decoder);
+}
+
 void rovk_decode_error(lua_State* L, const void* record, const decoder_row& decoder) {
-  if (!record) {
-    set_number(L, "error_id", 0);
-    return;
-  }
-  const auto* const bytes = static_cast<const uint8_t*>(record);
-  const uint32_t id = swig_load(bytes + 2, 2);
-  set_number(L, "error_id", id);
-  set_number(L, "peripheral_address", swig_load(bytes, 2));
-  if (id < FIRST_OWN_ERROR) {
-    set_detail(L, bytes, decoder_rows[0], id);
-  } else if (decoder.kind == DECODER_OWN) {
-    set_detail(L, bytes, decoder, id);
-  } else if (decoder.kind == DECODER_STRICT) {
-    printf("FAIL WITH BAD ERROR VALUE %d\n", static_cast<int>(id));
-  }
+  set_error(L, lua_settable, record, decoder);
 }

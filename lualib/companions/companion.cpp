@@ -124,7 +124,7 @@ int32_t dispatch_until(lua_State* L, void* context, double timeout_ms) {
 int dispatch(lua_State* L) {
   CHECK_TRANS(rovktrans_dispatch);
   void* const context = rovk_check_context(L, 1);
-  const double timeout_ms = luaL_checknumber(L, 2);
+  const double timeout_ms = luaL_optnumber(L, 2, 0);
   if (timeout_ms != timeout_ms) luaL_argerror(L, 2, "milliseconds expected, got a value that is no number");
   // Up: a wait for the rest of a millisecond would else end before that and be asked for again, for ever.
   const int32_t count = dispatch_until(L, context, ceil(timeout_ms));

@@ -20,17 +20,15 @@ local CLOSED = -22
 -- wait; negative: no limit
 -- @return the number of callbacks that ran; 0: the time has passed, or, with a text as second result, the
 -- clock is virtual and nothing can come any more
-function loop.dispatch(context, timeout_ms)
-  return companion.dispatch(context, timeout_ms or 0)
-end
+-- @function dispatch
+loop.dispatch = companion.dispatch
 
 --- A file descriptor for an event loop of one's own: readable while `dispatch` has something to do.
 -- It belongs to the context and is closed with it. Call `dispatch(context)` whenever it is readable.
 -- @param context what rovktrans_init gave
 -- @return the descriptor, a number
-function loop.fd(context)
-  return companion.fd(context)
-end
+-- @function fd
+loop.fd = companion.fd
 
 --- Runs callbacks as they come until `stop` is called for the context, or the context is closed.
 -- @param context what rovktrans_init gave

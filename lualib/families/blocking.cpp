@@ -45,8 +45,7 @@ int rovk_run_blocking(lua_State* L, const command_call& call) {
     present[i] = values[i].kind != VALUE_ARRAY || take_array(values[i], cells[i]);
 
   lua_pushnumber(L, status);
-  lua_newtable(L);
-  rovk_decode_error(L, has_record ? record : nullptr, decoder_rows[row.detail]);
+  rovk_push_error_table(L, has_record ? record : nullptr, decoder_rows[row.detail]);
   for (unsigned i = 0; i < row.value_count; ++i) {
     native_value value = {};
     if (present[i]) value = rovk_output_value(values[i], cells[i]);

@@ -143,8 +143,12 @@ inline bool take_plain(lua_State* L, int index, const argument_row& argument, na
       return true;
     }
     case ARGUMENT_POINTER:
+    case ARGUMENT_OPAQUE:
       value.pointer = swig_exact_pointer(L, index, swig_type_table[argument.type]);
       return value.pointer != nullptr;
+    case ARGUMENT_FUNCTION:
+      value.i = index;
+      return lua_isfunction(L, index);
     default:
       return false;
   }

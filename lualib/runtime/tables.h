@@ -99,7 +99,8 @@ enum argument_kind : uint8_t {
 
 struct argument_row {
   const char* text;  // what a failed type check shows; null: the callback type of the function's name
-  uint16_t type;     // index in swig_type_table, of ARGUMENT_POINTER and ARGUMENT_VERSION
+  uint16_t type;     // index in swig_type_table, of ARGUMENT_POINTER and ARGUMENT_VERSION; of ARGUMENT_OPAQUE,
+                     // the type that is nearly always given
   uint8_t kind;      // enum argument_kind
   uint8_t width;     // bytes of a number
 };
