@@ -3,6 +3,7 @@
 
 local c_types = require("c_types")
 local pool = require("pool")
+local texts = require("texts")
 local writer = require("writer")
 
 local FAMILIES = {
@@ -21,16 +22,19 @@ local function quoted(text)
   return text and ('"%s"'):format(text) or "nullptr"
 end
 
-local function argument_row(model, argument)
+-- The text of a failed type check. A callback type is named after its function, so its text need not be kept.
+local function argument_text(argument)
+  return not argument.callback and argument.text or ""
+end
+
+local function argument_row(model, argument, coded)
   local kind = ARGUMENT_KINDS[argument.kind]
   if argument.kind == "number" then
     kind = argument.signed and "ARGUMENT_SIGNED" or "ARGUMENT_UNSIGNED"
   end
   local type_name = argument.kind == "opaque" and "_p_void" or argument.type
   local type_index = type_name and model.types_by_name[type_name].index or 0
-  -- A callback type is named after its function, so its text need not be kept.
-  local text = not argument.callback and argument.text or nil
-  return ("{%s, %d, %s, %d}"):format(quoted(text), type_index, kind, argument.width or 0)
+  return ("{%d, %d, %s, %d}"):format(coded:place(argument_text(argument)), type_index, kind, argument.width or 0)
 end
 
 local function value_row(value)
@@ -65,7 +69,7 @@ local function signature(item)
   return (result == "void" and "void" or "int32_t") .. "(" .. table.concat(types, ",") .. ")"
 end
 
-local function emit_commands(model, out, pools)
+local function emit_commands(model, out, pools, coded)
   local fixed_count = 0
   local rows, targets = {}, {}
   for index, item in ipairs(model.functions) do
@@ -80,7 +84,7 @@ local function emit_commands(model, out, pools)
     end
     local arguments, values = {}, {}
     for position, argument in ipairs(item.arguments) do
-      arguments[position] = pools.arguments:add(argument_row(model, argument))
+      arguments[position] = pools.arguments:add(argument_row(model, argument, coded))
     end
     for position, value in ipairs(item.results) do
       values[position] = value_row(value)
@@ -91,7 +95,7 @@ local function emit_commands(model, out, pools)
     end
     targets[index] = family == "FAMILY_FIXED" and "nullptr"
       or ("reinterpret_cast<native_function>(%s)"):format(item.target)
-    rows[index] = ("{%d, %d, %d, %d, %d, %s, %d}"):format(pools.argument_lists:add_list(arguments),
+    rows[index] = ("{%d, %d, %d, %d, %d, %d, %s, %d}"):format(coded:place(item.name), pools.argument_lists:add_list(arguments),
       pools.value_lists:add_list(values), invoker, #item.arguments, #item.results, family, detail)
   end
   out:line("const command_row command_rows[] = {")
@@ -109,16 +113,15 @@ local function emit_commands(model, out, pools)
     out:line("int command_%d(lua_State* L) { return swig_run_command(L, %d); }", index - 1, index - 1)
   end
   out:line("}  // namespace")
-  out:line("const swig_command_entry swig_command_table[] = {")
-  for index, item in ipairs(model.functions) do
-    out:line("    {%s, command_%d},", quoted(item.name), index - 1)
+  out:line("const lua_CFunction command_wrappers[] = {")
+  for index in ipairs(model.functions) do
+    out:line("    command_%d,", index - 1)
   end
-  out:line("    {nullptr, nullptr},")
   out:line("};")
   out:line("const unsigned swig_command_count = %d;", #model.functions)
 end
 
-local function emit_variables(model, out)
+local function emit_variables(model, out, coded)
   out:line("namespace {")
   for index in ipairs(model.variables) do
     local number = index - 1
@@ -126,11 +129,10 @@ local function emit_variables(model, out)
     out:line("int variable_set_%d(lua_State* L) { return swig_run_variable_set(L, %d); }", number, number)
   end
   out:line("}  // namespace")
-  out:line("const swig_variable_entry swig_variable_table[] = {")
+  out:line("const variable_row variable_rows[] = {")
   for index, variable in ipairs(model.variables) do
-    out:line("    {%s, variable_get_%d, variable_set_%d},", quoted(variable.name), index - 1, index - 1)
+    out:line("    {variable_get_%d, variable_set_%d, %d},", index - 1, index - 1, coded:place(variable.name))
   end
-  out:line("    {nullptr, nullptr, nullptr},")
   out:line("};")
   out:line("rovk_version* const variable_targets[] = {")
   for _, variable in ipairs(model.variables) do
@@ -163,26 +165,30 @@ local function field_text(field)
   return field.kind == "record" and field.text .. " *" or field.text
 end
 
-local function emit_classes(model, out)
-  local number, pretty_size = 0, 0
-  local rows, thunks, entries, entry_of = {}, {}, {}, {}
-  local texts = pool.new()
+local function emit_classes(model, out, coded)
+  local rows, thunks, getters, setters = {}, {}, {}, {}
+  local value_texts, names, name_letters, name_places = pool.new(), {}, 0, {}
   for class_index, class in ipairs(model.classes) do
-    entry_of[class] = #entries
     for _, field in ipairs(class.record.fields) do
-      rows[#rows + 1] = ("{%d, %d, %s, %d, %d, %d, %d}"):format(class_index - 1, field_type(model, field),
-        attribute_kind(class, field), field.offset, field.size, field.width or 0, texts:add(quoted(field_text(field))))
+      local number = #rows
+      if not name_places[field.name] then
+        name_places[field.name] = name_letters
+        names[#names + 1] = ('    "%s\\0"'):format(field.name)
+        name_letters = name_letters + #field.name + 1
+      end
+      rows[#rows + 1] = ("{%d, %d, %d, %s, %d, %d, %d, %d}"):format(class_index - 1, field_type(model, field),
+        name_places[field.name], attribute_kind(class, field), field.offset, field.size, field.width or 0,
+        value_texts:add(coded:place(field_text(field))))
       thunks[#thunks + 1] = ("SWIG_ACCESSOR int attribute_get_%d(lua_State* L) { return swig_run_attribute_get(L, %d); }")
         :format(number, number)
-      local set = "swig_immutable_set"
+      getters[#getters + 1] = ("attribute_get_%d"):format(number)
+      setters[#setters + 1] = "swig_immutable_set"
       if not field.readonly then
-        set = ("attribute_set_%d"):format(number)
-        thunks[#thunks + 1] = ("SWIG_ACCESSOR int %s(lua_State* L) { return swig_run_attribute_set(L, %d); }"):format(set, number)
+        setters[#setters] = ("attribute_set_%d"):format(number)
+        thunks[#thunks + 1] = ("SWIG_ACCESSOR int %s(lua_State* L) { return swig_run_attribute_set(L, %d); }")
+          :format(setters[#setters], number)
       end
-      entries[#entries + 1] = ("{%s, attribute_get_%d, %s}"):format(quoted(field.name), number, set)
-      number = number + 1
     end
-    entries[#entries + 1] = "{nullptr, nullptr, nullptr}"
     thunks[#thunks + 1] = ("int constructor_%d(lua_State* L) { return swig_run_constructor(L, %d); }")
       :format(class_index - 1, class_index - 1)
   end
@@ -194,42 +200,86 @@ local function emit_classes(model, out)
     out:line("};")
   end
   list("const attribute_row attribute_rows[]", rows)
-  list("const char* const attribute_texts[]", texts.items)
+  out:line("const char attribute_names[] =")
+  out:line("%s;", table.concat(names, "\n"))
+  list("const uint16_t attribute_texts[]", value_texts.items)
   out:line("namespace {")
   for _, thunk in ipairs(thunks) do
     out:line(thunk)
   end
   out:line("}  // namespace")
-  list("const swig_attribute_entry swig_attributes[]", entries)
+  list("const lua_CFunction attribute_getters[]", getters)
+  list("const lua_CFunction attribute_setters[]", setters)
+  out:line("swig_attribute_entry swig_attributes[%d];", #rows + #model.classes)
   out:line("const class_row class_rows[] = {")
-  for class_index, class in ipairs(model.classes) do
+  for _, class in ipairs(model.classes) do
     local item = model.types_by_name[class.type]
-    out:line("    {constructor_%d, %d, %d, %d, %s},", class_index - 1, item.index, entry_of[class], class.record.size,
-      tostring(class.struct))
-    pretty_size = pretty_size + #item.pretty + 1
+    out:line("    {%d, %d, %d, %s},", item.index, #class.record.fields, class.record.size, tostring(class.struct))
+  end
+  out:line("};")
+  out:line("const lua_CFunction class_constructors[] = {")
+  for class_index in ipairs(model.classes) do
+    out:line("    constructor_%d,", class_index - 1)
   end
   out:line("};")
   out:line("swig_class_entry swig_classes[%d];", #model.classes)
   out:line("const unsigned swig_class_count = %d;", #model.classes)
-  out:line("char swig_pretty_texts[%d];", pretty_size)
 end
 
-local function emit_types(model, out)
+-- A class's texts follow from its name.
+local function type_pretty(item)
+  return item.class and "" or item.pretty
+end
+
+local function emit_types(model, out, coded)
+  local size = 0
   out:line("const type_row type_rows[] = {")
   for _, item in ipairs(model.types) do
-    out:line("    {%s, %s},", quoted(item.name), item.class and "nullptr" or quoted(item.pretty))
+    out:line("    {%d, %d},", coded:place(item.name), coded:place(type_pretty(item)))
+    size = size + #item.name + 1 + #item.pretty + 1
   end
   out:line("};")
+  out:line("char swig_type_texts[%d];", size + texts.OVERRUN)
 end
 
-local function emit_constants(model, out)
-  out:line("const swig_constant_entry swig_constant_table[] = {")
+local function emit_constants(model, out, coded)
+  out:line("const constant_row constant_rows[] = {")
   for _, constant in ipairs(model.all_constants) do
-    out:line("    {SWIG_LUA_INT, %s, %d, 0, nullptr, nullptr},", quoted(constant.name), constant.value)
+    out:line("    {%d, %d},", constant.value, coded:place(constant.name))
   end
-  out:line("    {0, nullptr, 0, 0, nullptr, nullptr},")
   out:line("};")
   out:line("const unsigned swig_constant_count = %d;", #model.all_constants)
+end
+
+-- All that is kept as codes. Those that are not of types are decoded where they are used, in a buffer.
+local function code_texts(model)
+  local list = {}
+  local function add(text)
+    assert(#text <= texts.LONGEST, text)
+    list[#list + 1] = text
+  end
+  for _, item in ipairs(model.functions) do
+    add(item.name)
+    for _, argument in ipairs(item.arguments) do
+      add(argument_text(argument))
+    end
+  end
+  for _, item in ipairs(model.variables) do
+    add(item.name)
+  end
+  for _, item in ipairs(model.all_constants) do
+    add(item.name)
+  end
+  for _, class in ipairs(model.classes) do
+    for _, field in ipairs(class.record.fields) do
+      add(field_text(field))
+    end
+  end
+  for _, item in ipairs(model.types) do
+    list[#list + 1] = item.name
+    list[#list + 1] = type_pretty(item)
+  end
+  return texts.new(list)
 end
 
 local function emit_decoders(model, out)
@@ -332,12 +382,12 @@ local function emit_totals(model, out)
     out:line('static_assert(%s == %d, "the catalogue has another number of %s");', expression, wanted, what)
   end
   check("sizeof decoder_rows / sizeof *decoder_rows", 51, "services")
-  check("sizeof swig_command_table / sizeof *swig_command_table - 1", 2480, "functions")
+  check("sizeof command_wrappers / sizeof *command_wrappers", 2480, "functions")
   check("sizeof class_rows / sizeof *class_rows", 549, "classes")
   check("sizeof attribute_rows / sizeof *attribute_rows", 1246, "attributes")
   check(tostring(writable), 1190, "writable attributes")
-  check("sizeof swig_constant_table / sizeof *swig_constant_table - 1", 663, "constants")
-  check("sizeof swig_variable_table / sizeof *swig_variable_table - 1", 52, "variables")
+  check("sizeof constant_rows / sizeof *constant_rows", 663, "constants")
+  check("sizeof variable_rows / sizeof *variable_rows", 52, "variables")
   check("sizeof type_rows / sizeof *type_rows", 769, "types")
   check("SWIG_TYPE_COUNT", #model.types, "types")
   check(tostring(model.signature_count), 159, "callback signatures")
@@ -358,11 +408,13 @@ return function(model, path)
   out:line("")
   out:line('#include "module_bridge.h"')
   out:line("")
-  emit_commands(model, out, pools)
-  emit_variables(model, out)
-  emit_classes(model, out)
-  emit_types(model, out)
-  emit_constants(model, out)
+  local coded = code_texts(model)
+  coded:emit(out)
+  emit_commands(model, out, pools, coded)
+  emit_variables(model, out, coded)
+  emit_classes(model, out, coded)
+  emit_types(model, out, coded)
+  emit_constants(model, out, coded)
   emit_decoders(model, out)
   emit_callbacks(model, out, pools)
   emit_pools(out, pools)

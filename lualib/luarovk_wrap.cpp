@@ -67,6 +67,12 @@ void swig_module_add_function(lua_State* L, const char* name, lua_CFunction func
   lua_rawset(L, -3);
 }
 
+void swig_module_add_function(lua_State* L, swig_text name, lua_CFunction function) {
+  swig_text_push(L, name);
+  lua_pushcclosure(L, function, 0);
+  lua_rawset(L, -3);
+}
+
 // Expects a table on top, makes the module table a field of it, and leaves the module table on top.
 void SWIG_Lua_module_begin(lua_State* L, const char* name) {
   lua_pushstring(L, name);
@@ -86,7 +92,7 @@ void SWIG_Lua_module_begin(lua_State* L, const char* name) {
 }
 
 // Expects the module table on top.
-void SWIG_Lua_module_add_variable(lua_State* L, const char* name, lua_CFunction get, lua_CFunction set) {
+void SWIG_Lua_module_add_variable(lua_State* L, swig_text name, lua_CFunction get, lua_CFunction set) {
   lua_getmetatable(L, -1);
   lua_pushliteral(L, ".get");
   lua_rawget(L, -2);
@@ -130,14 +136,12 @@ bool push_constant(lua_State* L, const swig_constant_entry& row) {
 }
 
 // Expects the module table on top.
-void swig_install_constants(lua_State* L, const swig_constant_entry* rows) {
-  for (; rows->kind != 0; ++rows) {
-    lua_pushstring(L, rows->name);
-    if (push_constant(L, *rows)) {
-      lua_rawset(L, -3);
-    } else {
-      lua_pop(L, 1);
-    }
+void swig_install_constant(lua_State* L, swig_text name, const swig_constant_entry& row) {
+  swig_text_push(L, name);
+  if (push_constant(L, row)) {
+    lua_rawset(L, -3);
+  } else {
+    lua_pop(L, 1);
   }
 }
 
@@ -164,11 +168,12 @@ int install(lua_State* L) {
   swig_module_add_function(L, "swig_equals", swig_equals);
   rovk_bridge_open(L);
   SWIG_Lua_module_begin(L, "rovk_message");
-  for (const swig_command_entry* row = swig_command_table; row->name; ++row) {
-    swig_module_add_function(L, row->name, row->wrapper);
+  for (unsigned i = 0; i < swig_command_count; ++i) {
+    swig_module_add_function(L, command_rows[i].name, command_wrappers[i]);
   }
-  for (const swig_variable_entry* row = swig_variable_table; row->name; ++row) {
-    SWIG_Lua_module_add_variable(L, row->name, row->get, row->set);
+  for (unsigned i = 0; i < swig_variable_count; ++i) {
+    const variable_row& row = variable_rows[i];
+    SWIG_Lua_module_add_variable(L, row.name, row.get, row.set);
   }
   for (swig_type_entry** slot = swig_type_table; *slot; ++slot) {
     if ((*slot)->class_data) swig_class_resolve_bases(L, (*slot)->class_data);
@@ -179,7 +184,10 @@ int install(lua_State* L) {
     if ((*slot)->class_data) swig_class_register(L, (*slot)->class_data, module, common);
   }
   lua_settop(L, module);
-  swig_install_constants(L, swig_constant_table);
+  for (unsigned i = 0; i < swig_constant_count; ++i) {
+    const constant_row& row = constant_rows[i];
+    swig_install_constant(L, row.name, {SWIG_LUA_INT, row.value, 0, nullptr, nullptr});
+  }
   return 2;
 }
 

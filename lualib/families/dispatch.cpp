@@ -9,6 +9,6 @@ int swig_run_command(lua_State* L, unsigned number) {
   };
   const command_row& row = command_rows[number];
   argument_buffer arguments;
-  swig_take_arguments(L, swig_command_table[number].name, row, arguments);
+  swig_take_arguments(L, row, arguments);
   return families[row.family](L, {number, row, arguments});
 }

@@ -18,7 +18,7 @@ swig_type_entry* untyped_pointer() {
 }
 
 int fail_handle(lua_State* L, const command_call& call, int index, const char* got) {
-  return swig_fail_argument(L, call.name(), index, "live subscription handle", got);
+  return swig_fail_argument(L, call.name(L), index, "live subscription handle", got);
 }
 
 // The handle at an index when it is a live one; raises otherwise.
@@ -66,7 +66,7 @@ int rovk_run_unregister(lua_State* L, const command_call& call) {
     swig_subscription_object* const handle = check_handle(L, call, 3);
     // With another context or address the library would go on calling a reference that is freed here.
     if (handle->context != context || handle->address != address) {
-      return swig_fail_argument(L, call.name(), 3, "handle of this context and address", "handle of another");
+      return swig_fail_argument(L, call.name(L), 3, "handle of this context and address", "handle of another");
     }
     reference = static_cast<swiglua_ref*>(handle->wrapped.object.pointer);
     handle->wrapped.kind = SWIG_SPENT;

@@ -7,11 +7,12 @@
 
 // One call of a command: which row it is, and its arguments.
 struct command_call {
-  unsigned number;  // in swig_command_table, command_rows and command_targets
+  unsigned number;  // in command_rows and command_targets
   const command_row& row;
   argument_buffer& arguments;
 
-  const char* name() const { return swig_command_table[number].name; }
+  // Left on the stack.
+  const char* name(lua_State* L) const { return swig_text_push(L, row.name); }
   native_function target() const { return command_targets[number]; }
 };
 

@@ -12,12 +12,10 @@ namespace {
 
 const char* class_name(const attribute_row& row) { return swig_classes[row.class_row].name; }
 
-const char* attribute_name(const attribute_row& row) {
-  // In the list of entries each class before this one has one more row, which ends its own.
-  return swig_attributes[&row - attribute_rows + row.class_row].name;
-}
+const char* attribute_name(const attribute_row& row) { return attribute_names + row.name; }
 
-const char* value_text(const attribute_row& row) { return attribute_texts[row.text]; }
+// Left on the stack.
+const char* value_text(lua_State* L, const attribute_row& row) { return swig_text_push(L, attribute_texts[row.text]); }
 
 // The two names of an accessor, left on the stack.
 const char* checked_name(lua_State* L, const attribute_row& row) {
@@ -63,7 +61,7 @@ int fail_null(lua_State* L, const attribute_row& row, const char* operation, int
 
 // A child is an object in its parent's record: it keeps the parent alive and knows how far it reaches.
 int push_child(lua_State* L, const attribute_row& row, uint8_t* field) {
-  swig_object_new(L, field, swig_type_table[row.type], 0, row.size);
+  swig_object_push_empty(L, swig_type_table[row.type], row.size)->object.pointer = field;
   swig_object_keep_parent(L, 1);
   return 1;
 }
@@ -107,7 +105,7 @@ const void* check_source(lua_State* L, const attribute_row& row) {
 
 int set_object(lua_State* L, const attribute_row& row) {
   if (!lua_isuserdata(L, 2) && !lua_isnil(L, 2)) {
-    return swig_fail_argument(L, checked_name(L, row), 2, value_text(row), swig_argument_type_name(L, 2));
+    return swig_fail_argument(L, checked_name(L, row), 2, value_text(L, row), swig_argument_type_name(L, 2));
   }
   uint8_t* const record = check_receiver(L, row, "set");
   const void* const source = check_source(L, row);
@@ -118,7 +116,7 @@ int set_object(lua_State* L, const attribute_row& row) {
 
 int set_text(lua_State* L, const attribute_row& row) {
   if (!lua_isstring(L, 2) && !lua_isnil(L, 2)) {
-    return swig_fail_argument(L, checked_name(L, row), 2, value_text(row), swig_argument_type_name(L, 2));
+    return swig_fail_argument(L, checked_name(L, row), 2, value_text(L, row), swig_argument_type_name(L, 2));
   }
   check_receiver(L, row, "set");
   // Turning a number into text may run finalizers, so the record is asked for behind it.
@@ -197,7 +195,7 @@ int swig_run_attribute_set(lua_State* L, unsigned number) {
   if (row.kind == ATTRIBUTE_TEXT) return set_text(L, row);
   if (row.kind == ATTRIBUTE_ARRAY || row.kind == ATTRIBUTE_RECORD) return set_object(L, row);
   if (!lua_isnumber(L, 2)) {
-    return swig_fail_argument(L, checked_name(L, row), 2, value_text(row), swig_argument_type_name(L, 2));
+    return swig_fail_argument(L, checked_name(L, row), 2, value_text(L, row), swig_argument_type_name(L, 2));
   }
   if (!record) record = check_receiver(L, row, "set");
   const uint32_t value = row.kind == ATTRIBUTE_SIGNED ? static_cast<uint32_t>(swig_to_signed(lua_tonumber(L, 2)))
@@ -213,22 +211,25 @@ int swig_run_attribute_set(lua_State* L, unsigned number) {
 }
 
 int swig_run_variable_get(lua_State* L, unsigned number) {
-  if (lua_gettop(L) != 0) return swig_fail_count(L, swig_variable_table[number].name, 0);
-  swig_object_new(L, variable_targets[number], swig_type_table[class_rows[0].type], 0, sizeof(rovk_version));
+  const int given = lua_gettop(L);
+  if (given != 0) return swig_fail_count(L, swig_text_push(L, variable_rows[number].name), 0, given);
+  swig_type_entry* const type = swig_type_table[class_rows[0].type];
+  swig_object_push_empty(L, type, sizeof(rovk_version))->object.pointer = variable_targets[number];
   return 1;
 }
 
 int swig_run_variable_set(lua_State* L, unsigned number) {
-  const char* const name = swig_variable_table[number].name;
-  if (lua_gettop(L) != 1) return swig_fail_count(L, name, 1);
+  const swig_text name = variable_rows[number].name;
+  const int given = lua_gettop(L);
+  if (given != 1) return swig_fail_count(L, swig_text_push(L, name), 1, given);
   if (!lua_isuserdata(L, 1) && !lua_isnil(L, 1)) {
-    return swig_fail_argument(L, name, 1, "struct rovk_version *", swig_argument_type_name(L, 1));
+    return swig_fail_argument(L, swig_text_push(L, name), 1, "struct rovk_version *", swig_argument_type_name(L, 1));
   }
   swig_type_entry* const type = swig_type_table[class_rows[0].type];
   void* source = nullptr;
   const bool refused = SWIG_Lua_ConvertPtr(L, 1, &source, type, 0) < 0;
   if (refused || !source) {
-    return swig_fail_argument(L, lua_pushfstring(L, "%s_set", name), 1, swig_pretty_text(type),
+    return swig_fail_argument(L, lua_pushfstring(L, "%s_set", swig_text_push(L, name)), 1, swig_pretty_text(type),
                               refused ? swig_argument_type_name(L, 1) : "nil");
   }
   memmove(variable_targets[number], source, sizeof(rovk_version));

@@ -11,6 +11,9 @@
 
 namespace {
 
+// Left on the stack.
+const char* name_of(lua_State* L, const command_row& row) { return swig_text_push(L, row.name); }
+
 bool passes_type_check(lua_State* L, int index, const argument_row& argument) {
   switch (argument.kind) {
     case ARGUMENT_UNSIGNED:
@@ -32,10 +35,10 @@ bool passes_type_check(lua_State* L, int index, const argument_row& argument) {
   }
 }
 
-void* convert_pointer(lua_State* L, const char* name, int index, swig_type_entry* type) {
+void* convert_pointer(lua_State* L, const command_row& row, int index, swig_type_entry* type) {
   void* pointer = nullptr;
   if (SWIG_Lua_ConvertPtr(L, index, &pointer, type, 0) < 0) {
-    swig_fail_argument(L, name, index, swig_pretty_text(type), swig_argument_type_name(L, index));
+    swig_fail_argument(L, name_of(L, row), index, swig_pretty_text(type), swig_argument_type_name(L, index));
   }
   return pointer;
 }
@@ -43,11 +46,11 @@ void* convert_pointer(lua_State* L, const char* name, int index, swig_type_entry
 // Entries 1 to n of the table at `index`, each handed to `store`. More than `limit` entries are refused,
 // since those behind could only be lost.
 template <typename Store>
-void read_table(lua_State* L, const char* name, int index, int limit, Store store) {
+void read_table(lua_State* L, const command_row& row, int index, int limit, Store store) {
   const size_t count = lua_objlen(L, index);
   if (count > static_cast<size_t>(limit)) {
-    lua_pushfstring(L, "Error in %s (arg %d), expected a table of at most %d entries, got %d", name, index, limit,
-                    static_cast<int>(count));
+    lua_pushfstring(L, "Error in %s (arg %d), expected a table of at most %d entries, got %d", name_of(L, row), index,
+                    limit, static_cast<int>(count));
     lua_error(L);
   }
   for (int i = 0; i < static_cast<int>(count); ++i) {
@@ -57,20 +60,20 @@ void read_table(lua_State* L, const char* name, int index, int limit, Store stor
   }
 }
 
-void convert_bytes(lua_State* L, const char* name, int index, uint8_t* bytes) {
-  if (!lua_istable(L, index)) swig_fail_argument(L, name, index, "table", swig_argument_type_name(L, index));
+void convert_bytes(lua_State* L, const command_row& row, int index, uint8_t* bytes) {
+  if (!lua_istable(L, index)) swig_fail_argument(L, name_of(L, row), index, "table", swig_argument_type_name(L, index));
   memset(bytes, 0, SWIG_BYTE_TABLE_SIZE);
-  read_table(L, name, index, SWIG_BYTE_TABLE_SIZE,
+  read_table(L, row, index, SWIG_BYTE_TABLE_SIZE,
              [bytes](int i, double value) { bytes[i] = static_cast<uint8_t>(swig_to_unsigned(value)); });
 }
 
-void convert_aliases(lua_State* L, const char* name, int index, uint16_t* aliases) {
+void convert_aliases(lua_State* L, const command_row& row, int index, uint16_t* aliases) {
   memset(aliases, 0, SWIG_ALIAS_COUNT * sizeof *aliases);
   if (!lua_istable(L, index)) {
     aliases[0] = static_cast<uint16_t>(swig_to_unsigned(lua_tonumber(L, index)));
     return;
   }
-  read_table(L, name, index, SWIG_ALIAS_COUNT,
+  read_table(L, row, index, SWIG_ALIAS_COUNT,
              [aliases](int i, double value) { aliases[i] = static_cast<uint16_t>(swig_to_unsigned(value)); });
 }
 
@@ -87,7 +90,7 @@ const char* callback_text(lua_State* L, const char* name) {
 
 uint32_t narrow(uint32_t value, unsigned width) { return width == 4 ? value : value & ((1U << 8 * width) - 1); }
 
-void convert(lua_State* L, const char* name, int index, const argument_row& argument, argument_buffer& out) {
+void convert(lua_State* L, const command_row& row, int index, const argument_row& argument, argument_buffer& out) {
   native_value& value = out.values[index - 1];
   switch (argument.kind) {
     case ARGUMENT_UNSIGNED:
@@ -97,14 +100,16 @@ void convert(lua_State* L, const char* name, int index, const argument_row& argu
       value.i = swig_sign_extend(static_cast<uint32_t>(swig_to_signed(lua_tonumber(L, index))), argument.width);
       break;
     case ARGUMENT_POINTER:
-      value.pointer = convert_pointer(L, name, index, swig_type_table[argument.type]);
+      value.pointer = convert_pointer(L, row, index, swig_type_table[argument.type]);
       break;
     case ARGUMENT_OPAQUE:
-      value.pointer = swig_must_get_pointer(L, index, nullptr, 0, index, name);
+      if (SWIG_Lua_ConvertPtr(L, index, &value.pointer, nullptr, 0) < 0) {
+        swig_must_get_pointer(L, index, nullptr, 0, index, name_of(L, row));
+      }
       break;
     case ARGUMENT_VERSION: {
-      const void* const record = convert_pointer(L, name, index, swig_type_table[argument.type]);
-      if (!record) swig_fail_argument(L, name, index, swig_pretty_text(swig_type_table[argument.type]), "nil");
+      const void* const record = convert_pointer(L, row, index, swig_type_table[argument.type]);
+      if (!record) swig_fail_argument(L, name_of(L, row), index, swig_pretty_text(swig_type_table[argument.type]), "nil");
       memcpy(&value.version, record, sizeof value.version);
       break;
     }
@@ -115,11 +120,11 @@ void convert(lua_State* L, const char* name, int index, const argument_row& argu
       value.i = index;
       break;
     case ARGUMENT_BYTES:
-      convert_bytes(L, name, index, out.bytes);
+      convert_bytes(L, row, index, out.bytes);
       value.pointer = out.bytes;
       break;
     default:
-      convert_aliases(L, name, index, out.aliases);
+      convert_aliases(L, row, index, out.aliases);
       value.pointer = out.aliases;
       break;
   }
@@ -165,9 +170,10 @@ uint32_t swig_check_unsigned(lua_State* L, int index) {
   return swig_to_unsigned(value);
 }
 
-void swig_take_arguments(lua_State* L, const char* name, const command_row& row, argument_buffer& out) {
+void swig_take_arguments(lua_State* L, const command_row& row, argument_buffer& out) {
   const int count = row.argument_count;
-  if (lua_gettop(L) != count) swig_fail_count(L, name, count);
+  const int given = lua_gettop(L);
+  if (given != count) swig_fail_count(L, name_of(L, row), count, given);
   const uint16_t* const list = argument_lists + row.arguments;
   // Sound arguments need no second look. From the first that does, all go by the rules, whose order of
   // failures is fixed; nothing was changed until then.
@@ -176,9 +182,10 @@ void swig_take_arguments(lua_State* L, const char* name, const command_row& row,
   for (int i = plain; i < count; ++i) {
     const argument_row& argument = argument_rows[list[i]];
     if (!passes_type_check(L, i + 1, argument)) {
-      const char* const text = argument.text ? argument.text : callback_text(L, name);
+      const char* const name = name_of(L, row);
+      const char* const text = argument.text ? swig_text_push(L, argument.text) : callback_text(L, name);
       swig_fail_argument(L, name, i + 1, text, swig_argument_type_name(L, i + 1));
     }
   }
-  for (int i = plain; i < count; ++i) convert(L, name, i + 1, argument_rows[list[i]], out);
+  for (int i = plain; i < count; ++i) convert(L, row, i + 1, argument_rows[list[i]], out);
 }

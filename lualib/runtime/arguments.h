@@ -17,4 +17,4 @@ struct argument_buffer {
 };
 
 // Fills `out`, one value for each argument, or raises.
-void swig_take_arguments(lua_State* L, const char* name, const command_row& row, argument_buffer& out);
+void swig_take_arguments(lua_State* L, const command_row& row, argument_buffer& out);

@@ -91,9 +91,15 @@ void swig_class_registry_push(lua_State* L) {
   lua_rawget(L, LUA_REGISTRYINDEX);
 }
 
-void swig_class_metatable_push(lua_State* L, const swig_class_entry* entry) {
-  const int place = shared_place(entry);
-  if (place) {
+void swig_class_metatable_push(lua_State* L, const char* name) {
+  swig_class_registry_push(L);
+  lua_pushstring(L, name);
+  lua_rawget(L, -2);
+  lua_remove(L, -2);
+}
+
+void swig_class_metatable_push_here(lua_State* L, const swig_class_entry* entry) {
+  if (const int place = shared_place(entry)) {
     swig_shared_push(L, SHARED_REGISTRY);
     lua_rawget(L, LUA_REGISTRYINDEX);
     if (lua_istable(L, -1)) {
@@ -104,10 +110,7 @@ void swig_class_metatable_push(lua_State* L, const swig_class_entry* entry) {
     }
     lua_pop(L, 1);
   }
-  swig_class_registry_push(L);
-  lua_pushstring(L, entry->name);
-  lua_rawget(L, -2);
-  lua_remove(L, -2);
+  swig_class_metatable_push(L, entry->name);
 }
 
 void swig_class_resolve_bases(lua_State* L, swig_class_entry* entry) {

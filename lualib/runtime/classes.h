@@ -7,7 +7,9 @@
 
 void swig_class_registry_push(lua_State* L);
 // Nil for a class that is not registered.
-void swig_class_metatable_push(lua_State* L, const swig_class_entry* entry);
+void swig_class_metatable_push(lua_State* L, const char* name);
+// The same, quicker, inside a function of the module.
+void swig_class_metatable_push_here(lua_State* L, const swig_class_entry* entry);
 void swig_class_resolve_bases(lua_State* L, swig_class_entry* entry);
 // Pushes what the registration of every class needs, and gives the index of the first of it.
 int swig_class_begin(lua_State* L);

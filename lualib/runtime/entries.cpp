@@ -39,20 +39,31 @@ char* write_pretty(char* out, const char* name, bool is_struct) {
 }  // namespace
 
 void swig_build_entries() {
+  char* text = swig_type_texts;
   for (unsigned i = 0; i < SWIG_TYPE_COUNT; ++i) {
-    swig_type_entries[i].name = type_rows[i].name;
-    swig_type_entries[i].pretty = type_rows[i].pretty;
+    swig_type_entries[i].name = text;
+    text += swig_text_write(type_rows[i].name, text) + 1;
+    if (type_rows[i].pretty) {
+      swig_type_entries[i].pretty = text;
+      text += swig_text_write(type_rows[i].pretty, text) + 1;
+    }
     swig_initial_types[i] = &swig_type_entries[i];
     casts[i][0].type = &swig_type_entries[i];
     swig_initial_casts[i] = casts[i];
   }
-  char* text = swig_pretty_texts;
+  unsigned number = 0;
+  swig_attribute_entry* attribute = swig_attributes;
   for (unsigned i = 0; i < swig_class_count; ++i) {
     const class_row& row = class_rows[i];
     swig_type_entry& type = swig_type_entries[row.type];
     const char* const name = type.name + strlen("_p_");
-    swig_classes[i] = {name,       &swig_type_table[row.type],       row.constructor, free,
-                       no_methods, &swig_attributes[row.attributes], no_bases,        no_base_names};
+    swig_classes[i] = {
+        name, &swig_type_table[row.type], class_constructors[i], free, no_methods, attribute, no_bases, no_base_names};
+    for (const unsigned end = number + row.attribute_count; number < end; ++number) {
+      *attribute++ = {attribute_names + attribute_rows[number].name, attribute_getters[number],
+                      attribute_setters[number]};
+    }
+    ++attribute;
     type.class_data = &swig_classes[i];
     type.pretty = text;
     text = write_pretty(text, name, row.is_struct);

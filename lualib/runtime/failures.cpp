@@ -10,8 +10,8 @@ namespace {
 
 }  // namespace
 
-int swig_fail_count(lua_State* L, const char* name, int wanted) {
-  lua_pushfstring(L, "Error in %s expected %d..%d args, got %d", name, wanted, wanted, lua_gettop(L));
+int swig_fail_count(lua_State* L, const char* name, int wanted, int given) {
+  lua_pushfstring(L, "Error in %s expected %d..%d args, got %d", name, wanted, wanted, given);
   raise(L);
 }
 

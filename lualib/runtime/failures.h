@@ -4,6 +4,6 @@
 
 #include "lua_api.h"
 
-[[noreturn]] int swig_fail_count(lua_State* L, const char* name, int wanted);
+[[noreturn]] int swig_fail_count(lua_State* L, const char* name, int wanted, int given);
 [[noreturn]] int swig_fail_argument(lua_State* L, const char* name, int argument, const char* expected,
                                     const char* got);

@@ -27,12 +27,28 @@ void push_parents(lua_State* L) {
   lua_rawset(L, LUA_REGISTRYINDEX);
 }
 
+swig_wrapped_object* push_plain(lua_State* L, swig_type_entry* type, uint32_t extent) {
+  auto* const wrapped = static_cast<swig_wrapped_object*>(lua_newuserdata(L, sizeof(swig_wrapped_object)));
+  *wrapped = {{type, 0, nullptr}, extent, SWIG_PLAIN, nullptr};
+  return wrapped;
+}
+
+// Expects the metatable, or anything else where there is none, above the object.
+void attach(lua_State* L) {
+  if (lua_istable(L, -1)) {
+    lua_setmetatable(L, -2);
+  } else {
+    lua_pop(L, 1);
+  }
+}
+
 }  // namespace
 
 swig_wrapped_object* swig_object_push_empty(lua_State* L, swig_type_entry* type, uint32_t extent) {
-  auto* const wrapped = static_cast<swig_wrapped_object*>(lua_newuserdata(L, sizeof(swig_wrapped_object)));
-  *wrapped = {{type, 0, nullptr}, extent, SWIG_PLAIN, nullptr};
-  swig_object_attach_metatable(L, type);
+  swig_wrapped_object* const wrapped = push_plain(L, type, extent);
+  if (!type->class_data) return wrapped;
+  swig_class_metatable_push_here(L, type->class_data);
+  attach(L);
   return wrapped;
 }
 
@@ -41,7 +57,8 @@ void swig_object_new(lua_State* L, void* pointer, swig_type_entry* type, int own
     lua_pushnil(L);
     return;
   }
-  swig_wrapped_object* const wrapped = swig_object_push_empty(L, type, extent);
+  swig_wrapped_object* const wrapped = push_plain(L, type, extent);
+  swig_object_attach_metatable(L, type);
   wrapped->object.pointer = pointer;
   wrapped->object.own = own;
 }
@@ -56,12 +73,8 @@ void SWIG_Lua_NewPackedObj(lua_State* L, const void* pointer, size_t size, swig_
 
 void swig_object_attach_metatable(lua_State* L, swig_type_entry* type) {
   if (!type->class_data) return;
-  swig_class_metatable_push(L, type->class_data);
-  if (lua_istable(L, -1)) {
-    lua_setmetatable(L, -2);
-  } else {
-    lua_pop(L, 1);
-  }
+  swig_class_metatable_push(L, type->class_data->name);
+  attach(L);
 }
 
 swig_object* swig_object_at(lua_State* L, int index) {

@@ -47,8 +47,8 @@ enum { SWIG_POINTER_DISOWN = 1 };
 // Pushes a new object, or nil for a null pointer. `extent` as above. Raises when memory runs out;
 // the native memory is then still the caller's.
 void swig_object_new(lua_State* L, void* pointer, swig_type_entry* type, int own, uint32_t extent = 0);
-// Pushes an object that has no pointer yet and owns nothing, so that what can fail is over before the
-// native side is asked. The caller fills it, or drops it.
+// Inside a function of the module: pushes an object that has no pointer yet and owns nothing, so that what
+// can fail is over before the native side is asked. The caller fills it, or drops it.
 swig_wrapped_object* swig_object_push_empty(lua_State* L, swig_type_entry* type, uint32_t extent = 0);
 void SWIG_Lua_NewPackedObj(lua_State* L, const void* pointer, size_t size, swig_type_entry* type);
 void swig_object_attach_metatable(lua_State* L, swig_type_entry* type);

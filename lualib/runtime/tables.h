@@ -6,24 +6,32 @@
 #include <stdint.h>
 
 #include "lua_api.h"
+#include "texts.h"
 #include "type_registry.h"
 
 // ---- what the open sequence installs ------------------------------------------------------------
 
-struct swig_command_entry {
-  const char* name;  // null in the terminator row
-  lua_CFunction wrapper;
+// Texts by their places: words as codes, and where each word's letters begin. The words behind the short
+// codes take two bytes.
+extern const uint8_t coded_texts[];
+extern const uint16_t text_words[];
+extern const char text_letters[];
+extern const unsigned text_short_codes;
+
+struct variable_row {
+  lua_CFunction get;
+  lua_CFunction set;
+  swig_text name;
 };
 
-struct swig_variable_entry {
-  const char* name;
-  lua_CFunction get;
-  lua_CFunction set;  // null: no entry in .set
+// Every constant of the protocol is a number.
+struct constant_row {
+  int32_t value;
+  swig_text name;
 };
 
 struct swig_constant_entry {
-  int32_t kind;  // enum swig_constant_kind; 0 in the terminator row
-  const char* name;
+  int32_t kind;  // enum swig_constant_kind
   int32_t int_value;
   double float_value;
   const void* pointer_value;
@@ -61,9 +69,9 @@ struct swig_class_entry {
   const char** base_names;
 };
 
-extern const swig_command_entry swig_command_table[];
-extern const swig_variable_entry swig_variable_table[];
-extern const swig_constant_entry swig_constant_table[];
+extern const lua_CFunction command_wrappers[];  // parallel to command_rows
+extern const variable_row variable_rows[];
+extern const constant_row constant_rows[];
 extern swig_type_entry* swig_type_table[];
 extern swig_type_entry* swig_initial_types[];
 extern swig_cast_entry* swig_initial_casts[];
@@ -98,11 +106,11 @@ enum argument_kind : uint8_t {
 };
 
 struct argument_row {
-  const char* text;  // what a failed type check shows; null: the callback type of the function's name
-  uint16_t type;     // index in swig_type_table, of ARGUMENT_POINTER and ARGUMENT_VERSION; of ARGUMENT_OPAQUE,
-                     // the type that is nearly always given
-  uint8_t kind;      // enum argument_kind
-  uint8_t width;     // bytes of a number
+  swig_text text;  // what a failed type check shows; 0: the callback type of the function's name
+  uint16_t type;   // index in swig_type_table, of ARGUMENT_POINTER and ARGUMENT_VERSION; of ARGUMENT_OPAQUE,
+                   // the type that is nearly always given
+  uint8_t kind;    // enum argument_kind
+  uint8_t width;   // bytes of a number
 };
 
 enum value_kind : uint8_t { VALUE_UNSIGNED, VALUE_SIGNED, VALUE_VERSION, VALUE_ARRAY };
@@ -131,6 +139,7 @@ using native_function = void (*)();
 using native_invoker = int32_t (*)(native_function function, const native_value* arguments, lua_State* L);
 
 struct command_row {
+  swig_text name;
   uint16_t arguments;  // first entry in argument_lists
   uint16_t values;     // first entry in value_lists
   uint16_t invoker;    // place in invokers
@@ -143,8 +152,8 @@ struct command_row {
 extern const argument_row argument_rows[];
 extern const uint16_t argument_lists[];  // indexes in argument_rows
 extern const value_row value_lists[];
-extern const command_row command_rows[];         // parallel to swig_command_table
-extern const native_function command_targets[];  // parallel to swig_command_table
+extern const command_row command_rows[];
+extern const native_function command_targets[];  // parallel to command_rows
 extern const native_invoker invokers[];
 
 enum attribute_kind : uint8_t {
@@ -159,6 +168,7 @@ enum attribute_kind : uint8_t {
 struct attribute_row {
   uint16_t class_row;  // place in class_rows
   uint16_t type;       // index in swig_type_table, of an array's or a record's object
+  uint16_t name;       // place in attribute_names
   uint8_t kind;        // enum attribute_kind
   uint8_t offset;
   uint8_t size;   // bytes of the whole field
@@ -166,34 +176,37 @@ struct attribute_row {
   uint8_t text;   // place in attribute_texts of the type that a failed check of the value shows
 };
 
-extern const attribute_row attribute_rows[];
-extern const char* const attribute_texts[];
-// The rows of all classes behind each other, each class's list ended by a null name.
-extern const swig_attribute_entry swig_attributes[];
+extern const attribute_row attribute_rows[];  // class by class
+extern const char attribute_names[];          // each with its terminator
+extern const swig_text attribute_texts[];
+extern const lua_CFunction attribute_getters[];  // parallel to attribute_rows
+extern const lua_CFunction attribute_setters[];
+// Filled at the first open: the entries of all classes behind each other, each class's ended by a null name.
+extern swig_attribute_entry swig_attributes[];
 
 struct class_row {
-  lua_CFunction constructor;
-  uint16_t type;        // index in swig_type_table
-  uint16_t attributes;  // the class's first row in swig_attributes
-  uint8_t size;         // bytes of the record
-  bool is_struct;       // whether the type's texts have the word `struct`
+  uint16_t type;            // index in swig_type_table
+  uint8_t attribute_count;  // its next rows in attribute_rows
+  uint8_t size;             // bytes of the record
+  bool is_struct;           // whether the type's texts have the word `struct`
 };
 
 extern const class_row class_rows[];
+extern const lua_CFunction class_constructors[];  // parallel to class_rows
 
-// The names of a pointer type. The texts of a record class follow from its name: null here.
+// The names of a pointer type. The texts of a record class follow from its name: none here.
 struct type_row {
-  const char* name;
-  const char* pretty;
+  swig_text name;
+  swig_text pretty;
 };
 
 extern const type_row type_rows[];  // sorted by name in byte order
-extern char swig_pretty_texts[];    // room for the texts of the record classes
+extern char swig_type_texts[];      // room for the names and texts of all types
 
 // Builds the type entries, cast lists and class entries from the rows. Once, before anything is linked.
 void swig_build_entries();
 
-// Parallel to swig_variable_table: the records in librovk-message.
+// Parallel to variable_rows: the records in librovk-message.
 extern rovk_version* const variable_targets[];
 
 // ---- rows of the bridge -------------------------------------------------------------------------
