@@ -41,8 +41,7 @@ void retire(callback_record* record) {
   free(retired_records[retired_count.fetch_add(1) % most_retired].exchange(record));
 }
 
-// One pointer has room in the space that every thread keeps ready, so reaching it costs no call.
-[[gnu::tls_model("initial-exec")]] thread_local rovk_starting_command* starting_commands;
+ROVK_EARLY_THREAD_LOCAL thread_local rovk_starting_command* starting_commands;
 
 void push_registered(lua_State* L, const char* key) {
   lua_pushlightuserdata(L, const_cast<char*>(key));

@@ -26,8 +26,8 @@ const swig_type_entry* untyped_pointer(lua_State* L) {
   lua_pop(L, 1);
   if (!head) return nullptr;
   // The search goes over all names, once: the ring and its entries stay as long as the process.
-  [[gnu::tls_model("initial-exec")]] static thread_local const swig_module_entry* searched_head = nullptr;
-  [[gnu::tls_model("initial-exec")]] static thread_local const swig_type_entry* found = nullptr;
+  ROVK_EARLY_THREAD_LOCAL static thread_local const swig_module_entry* searched_head = nullptr;
+  ROVK_EARLY_THREAD_LOCAL static thread_local const swig_type_entry* found = nullptr;
   if (head != searched_head) {
     found = find_untyped_pointer(head);
     searched_head = head;

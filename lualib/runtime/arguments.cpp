@@ -109,7 +109,8 @@ void convert(lua_State* L, const command_row& row, int index, const argument_row
       break;
     case ARGUMENT_VERSION: {
       const void* const record = convert_pointer(L, row, index, swig_type_table[argument.type]);
-      if (!record) swig_fail_argument(L, name_of(L, row), index, swig_pretty_text(swig_type_table[argument.type]), "nil");
+      if (!record)
+        swig_fail_argument(L, name_of(L, row), index, swig_pretty_text(swig_type_table[argument.type]), "nil");
       memcpy(&value.version, record, sizeof value.version);
       break;
     }
