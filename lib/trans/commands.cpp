@@ -55,7 +55,7 @@ int32_t tell_router(Context& context, uint8_t opcode, uint16_t address) {
 }
 
 int32_t add_subscription(Context& context, const Subscription& subscription) {
-  context.subscriptions.reserve();
+  context.subscriptions.reserve(subscription);
   if (!context.subscriptions.any(subscription.address)) {
     const int32_t status = tell_router(context, ROVK_ROUTER_0000_COMMAND_REGISTER_EVENT, subscription.address);
     if (status != 0) return status;

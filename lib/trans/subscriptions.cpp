@@ -1,6 +1,7 @@
 #include "trans/subscriptions.h"
 
 #include <algorithm>
+#include <iterator>
 
 #include "trans/callbacks.h"
 #include "trans/log.h"
@@ -9,16 +10,17 @@
 
 namespace rovk::trans {
 
-void Subscriptions::reserve() {
-  if (entries_.size() == entries_.capacity()) entries_.reserve(2 * entries_.size() + 4);
+void Subscriptions::reserve(const Subscription& subscription) {
+  List& list = lists_[key_of(subscription)];
+  if (list.size() == list.capacity()) list.reserve(2 * list.size() + 4);
 }
 
 template <typename Which>
-unsigned Subscriptions::remove_if(Which which) {
+unsigned Subscriptions::remove_if(List& list, Which which) {
   unsigned count = 0;
-  for (Subscription& entry : entries_) {
+  for (Subscription& entry : list) {
     if (entry.removed || !which(entry)) continue;
-    entry.removed = true;
+    entry.removed = to_sweep_ = true;
     ++count;
   }
   if (!delivering_) sweep();
@@ -26,43 +28,57 @@ unsigned Subscriptions::remove_if(Which which) {
 }
 
 unsigned Subscriptions::remove(const catalogue::Event* event, uint16_t address, Function function) {
-  return remove_if([=](const Subscription& entry) {
-    return entry.event == event && entry.address == address && entry.callback.function == function;
+  const auto found = lists_.find(key_of(address, event->id));
+  if (found == lists_.end()) return 0;
+  return remove_if(found->second, [=](const Subscription& entry) {
+    return entry.event == event && entry.callback.function == function;
   });
 }
 
 unsigned Subscriptions::remove(const catalogue::Event* event, uint16_t address, Function function, const void* user) {
-  return remove_if([=](const Subscription& entry) {
-    return entry.event == event && entry.address == address && entry.callback.function == function &&
-           entry.user == user;
+  const auto found = lists_.find(key_of(address, event->id));
+  if (found == lists_.end()) return 0;
+  return remove_if(found->second, [=](const Subscription& entry) {
+    return entry.event == event && entry.callback.function == function && entry.user == user;
   });
 }
 
 void Subscriptions::remove_all() {
-  remove_if([](const Subscription&) { return true; });
+  for (auto& [key, list] : lists_) {
+    for (Subscription& entry : list) entry.removed = to_sweep_ = true;
+  }
+  if (!delivering_) sweep();
 }
 
 bool Subscriptions::any(uint16_t address) const {
-  return std::any_of(entries_.begin(), entries_.end(),
-                     [=](const Subscription& entry) { return !entry.removed && entry.address == address; });
+  const auto is_live = [](const Subscription& entry) { return !entry.removed; };
+  for (auto next = lists_.lower_bound(key_of(address, 0)); next != lists_.end(); ++next) {
+    if (next->first > key_of(address, UINT8_MAX)) return false;
+    if (std::any_of(next->second.begin(), next->second.end(), is_live)) return true;
+  }
+  return false;
 }
 
 bool Subscriptions::logs(const catalogue::Event* event, uint16_t address) const {
-  return std::any_of(entries_.begin(), entries_.end(), [=](const Subscription& entry) {
-    return !entry.removed && entry.event == event && entry.address == address && !entry.callback.function;
-  });
+  const auto found = lists_.find(key_of(address, event->id));
+  return found != lists_.end() &&
+         std::any_of(found->second.begin(), found->second.end(), [=](const Subscription& entry) {
+           return !entry.removed && entry.event == event && !entry.callback.function;
+         });
 }
 
 unsigned Subscriptions::deliver(void* context, const rovk_message& message) {
-  unsigned count = 0;
   const uint16_t address = wire::peripheral(message);
-  const uint8_t id = wire::body(message);
-  const std::size_t end = entries_.size();
+  const auto found = lists_.find(key_of(address, wire::body(message)));
+  if (found == lists_.end()) return 0;
+  unsigned count = 0;
+  const List& list = found->second;
+  const std::size_t end = list.size();
   delivering_ = true;
   for (std::size_t place = 0; place < end; ++place) {
-    // A copy: a callback may subscribe, which moves the list.
-    const Subscription entry = entries_[place];
-    if (entry.removed || entry.address != address || entry.event->id != id) continue;
+    // A copy: a callback may subscribe, which moves the entries.
+    const Subscription entry = list[place];
+    if (entry.removed) continue;
     if (!entry.callback.function) {
       log_event(*entry.service, *entry.event, message);
       continue;
@@ -72,12 +88,17 @@ unsigned Subscriptions::deliver(void* context, const rovk_message& message) {
     run_callback(entry.callback, context, address, nullptr, values.list(), entry.user);
   }
   delivering_ = false;
-  sweep();
+  if (to_sweep_) sweep();
   return count;
 }
 
 void Subscriptions::sweep() {
-  std::erase_if(entries_, [](const Subscription& entry) { return entry.removed; });
+  to_sweep_ = false;
+  for (auto next = lists_.begin(); next != lists_.end();) {
+    List& list = next->second;
+    std::erase_if(list, [](const Subscription& entry) { return entry.removed; });
+    next = list.empty() ? lists_.erase(next) : std::next(next);
+  }
 }
 
 }  // namespace rovk::trans

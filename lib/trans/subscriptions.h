@@ -6,6 +6,7 @@
 #include <rovk/types.h>
 
 #include <cstdint>
+#include <map>
 #include <vector>
 
 #include "catalogue/catalogue.h"
@@ -25,8 +26,8 @@ struct Subscription {
 class Subscriptions {
  public:
   // Makes room for one entry, so that add() cannot fail.
-  void reserve();
-  void add(const Subscription& subscription) { entries_.push_back(subscription); }
+  void reserve(const Subscription& subscription);
+  void add(const Subscription& subscription) { lists_[key_of(subscription)].push_back(subscription); }
   // Remove all entries of that callback, with `user` alone or with any; give their number.
   unsigned remove(const catalogue::Event* event, uint16_t address, Function function);
   unsigned remove(const catalogue::Event* event, uint16_t address, Function function, const void* user);
@@ -39,12 +40,20 @@ class Subscriptions {
   unsigned deliver(void* context, const rovk_message& message);
 
  private:
+  // Address and event id: all that an event message tells of itself. Those of one address stand together.
+  using Key = uint32_t;
+  static Key key_of(uint16_t address, uint8_t id) { return Key{address} << 8 | id; }
+  static Key key_of(const Subscription& entry) { return key_of(entry.address, entry.event->id); }
+  using List = std::vector<Subscription>;
+
   template <typename Which>
-  unsigned remove_if(Which which);
+  unsigned remove_if(List& list, Which which);
   void sweep();
 
-  std::vector<Subscription> entries_;
+  // A list stays where it is while others come and go.
+  std::map<Key, List> lists_;
   bool delivering_ = false;
+  bool to_sweep_ = false;
 };
 
 }  // namespace rovk::trans

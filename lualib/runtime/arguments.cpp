@@ -88,7 +88,7 @@ const char* callback_text(lua_State* L, const char* name) {
   return lua_tostring(L, -1);
 }
 
-uint32_t narrow(uint32_t value, unsigned width) { return width == 4 ? value : value & ((1U << 8 * width) - 1); }
+uint32_t narrow(uint32_t value, unsigned width) { return value & (UINT32_MAX >> (32 - 8 * width)); }
 
 void convert(lua_State* L, const command_row& row, int index, const argument_row& argument, argument_buffer& out) {
   native_value& value = out.values[index - 1];

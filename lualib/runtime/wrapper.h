@@ -5,12 +5,19 @@
 #include "lua_api.h"
 #include "tables.h"
 
-int swig_run_command(lua_State* L, unsigned row);
-int swig_run_constructor(lua_State* L, unsigned class_number);
-int swig_run_attribute_get(lua_State* L, unsigned row);
-int swig_run_attribute_set(lua_State* L, unsigned row);
-int swig_run_variable_get(lua_State* L, unsigned row);
-int swig_run_variable_set(lua_State* L, unsigned row);
+// A thunk is to leave by a jump: it has no frame then, and needs no unwind tables for Lua errors to pass. So
+// what it calls is known to be in this module, and where all arguments travel on the stack, these two do not.
+#ifdef __i386__
+#define SWIG_RUNNER [[gnu::visibility("hidden"), gnu::regparm(2)]]
+#else
+#define SWIG_RUNNER [[gnu::visibility("hidden")]]
+#endif
+SWIG_RUNNER int swig_run_command(lua_State* L, unsigned row);
+SWIG_RUNNER int swig_run_constructor(lua_State* L, unsigned class_number);
+SWIG_RUNNER int swig_run_attribute_get(lua_State* L, unsigned row);
+SWIG_RUNNER int swig_run_attribute_set(lua_State* L, unsigned row);
+SWIG_RUNNER int swig_run_variable_get(lua_State* L, unsigned row);
+SWIG_RUNNER int swig_run_variable_set(lua_State* L, unsigned row);
 
 // Where the accessors of attributes stand in the file.
 #define SWIG_ACCESSOR [[gnu::section("swig_accessors")]]
