@@ -95,7 +95,8 @@ local function emit_commands(model, out, pools, coded)
     end
     targets[index] = family == "FAMILY_FIXED" and "nullptr"
       or ("reinterpret_cast<native_function>(%s)"):format(item.target)
-    rows[index] = ("{%d, %d, %d, %d, %d, %d, %s, %d}"):format(coded:place(item.name), pools.argument_lists:add_list(arguments),
+    rows[index] = ("{%d, %d, %d, %d, %d, %d, %s, %d}"):format(coded:place(item.name),
+      pools.argument_lists:add_list(arguments),
       pools.value_lists:add_list(values), invoker, #item.arguments, #item.results, family, detail)
   end
   out:line("const command_row command_rows[] = {")
@@ -179,8 +180,8 @@ local function emit_classes(model, out, coded)
       rows[#rows + 1] = ("{%d, %d, %d, %s, %d, %d, %d, %d}"):format(class_index - 1, field_type(model, field),
         name_places[field.name], attribute_kind(class, field), field.offset, field.size, field.width or 0,
         value_texts:add(coded:place(field_text(field))))
-      thunks[#thunks + 1] = ("SWIG_ACCESSOR int attribute_get_%d(lua_State* L) { return swig_run_attribute_get(L, %d); }")
-        :format(number, number)
+      thunks[#thunks + 1] = ("SWIG_ACCESSOR int attribute_get_%d(lua_State* L) "
+        .. "{ return swig_run_attribute_get(L, %d); }"):format(number, number)
       getters[#getters + 1] = ("attribute_get_%d"):format(number)
       setters[#setters + 1] = "swig_immutable_set"
       if not field.readonly then
