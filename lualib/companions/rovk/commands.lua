@@ -6,6 +6,7 @@ local compile = require("rovk.compile")
 local dump = require("rovk.dump")
 local errors = require("rovk.errors")
 local names = require("rovk.names")
+local reference = require("rovk.reference")
 local rovk = require("rovk_message")
 
 local commands = {}
@@ -149,11 +150,6 @@ local function describe_input(field, place)
   return input
 end
 
--- The input that picks the device; one service calls it otherwise, and the router counts routes by it.
-local function picks_device(service, field)
-  return service.id ~= 0 and (field.name == "index" and field.width == 1 or field.name == "adc_index")
-end
-
 local function build(command, own_index)
   local service = command.service
   local name = service.name .. "_" .. command.name
@@ -161,7 +157,7 @@ local function build(command, own_index)
     blocking = rovk["rovktrans_" .. name], async = rovk["rovktrans_" .. name .. "_async_lua"] }
   local texts = {}
   for place, field in ipairs(command.inputs) do
-    if own_index and picks_device(service, field) then
+    if own_index and reference.picks_device(service, field) then
       form.own_index = place
     else
       local input = describe_input(field, place)
