@@ -22,8 +22,8 @@ local kind = P {
   suffixed = V("primary") * (P("[]") + "?") ^ 0 * blank,
   primary = V("call") + V("table") + quoted + R("09") ^ 1 + token(P("(")) * V("union") * ")" + V("named"),
   named = C(path) * (P("<") * list(V("union")) * ">") ^ -1,
-  call = P("fun(") * (list(token(word + "...") * (token(P("?")) ^ -1 * token(P(":")) * V("union")) ^ -1)) ^ -1 * token(P(")"))
-    * (token(P(":")) * list(V("union"))) ^ -1,
+  call = P("fun(") * (list(token(word + "...") * (token(P("?")) ^ -1 * token(P(":")) * V("union")) ^ -1)) ^ -1
+    * token(P(")")) * (token(P(":")) * list(V("union"))) ^ -1,
   table = token(P("{")) * list(token(word) * token(P(":")) * V("union")) * "}",
 }
 local rest = P(1) ^ 0
@@ -42,8 +42,8 @@ local annotation = P("---@") * (
   + Cc("type") * token(P("type")) * Cc("") * Ct(kind) * -1)
 local member = P("---|") * blank * quoted * blank * (P("#") * note + -1)
 
-local BUILT_IN = { integer = true, number = true, string = true, boolean = true, userdata = true, table = true, any = true,
-  ["nil"] = true, ["function"] = true, ["true"] = true }
+local BUILT_IN = { integer = true, number = true, string = true, boolean = true, userdata = true, table = true,
+  any = true, ["nil"] = true, ["function"] = true, ["true"] = true }
 
 local function read(name)
   local file = assert(io.open(folder .. "/" .. name, "rb"))
@@ -101,11 +101,11 @@ describe("annotations", function()
   end
 
   setup(function()
-    local list = assert(io.popen(("ls '%s/library'"):format(folder)))
-    for name in list:lines() do
+    local listing = assert(io.popen(("ls '%s/library'"):format(folder)))
+    for name in listing:lines() do
       files[name] = read("library/" .. name)
     end
-    list:close()
+    listing:close()
     for name in pairs(files) do
       parse(name)
     end
@@ -120,7 +120,8 @@ describe("annotations", function()
     for name, where in pairs(used) do
       assert.is_truthy(BUILT_IN[name] or defined[name], where)
     end
-    for _, wrong in ipairs { "---@field on", "---@param 3 integer", "---@class", "---@return fun(", "---@param a integer|" } do
+    for _, wrong in ipairs { "---@field on", "---@param 3 integer", "---@class", "---@return fun(",
+      "---@param a integer|" } do
       assert.is_nil(annotation:match(wrong), wrong)
     end
   end)
