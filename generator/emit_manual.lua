@@ -7,8 +7,9 @@ local styles = require("page_styles")
 
 local function put(path, title, name, text)
   local file = assert(io.open(path, "wb"))
-  file:write(("---\ntitle: %s\nsection: 7\nheader: rovk_message\nfooter: rovk_message %s\n---\n\n# NAME\n\n%s\n\n"):format(
-    title:upper(), os.getenv("ROVK_VERSION") or "", name), text)
+  local version = os.getenv("ROVK_VERSION") or ""
+  file:write(("---\ntitle: %s\nsection: 7\nheader: rovk_message\nfooter: rovk_message %s\n---\n\n"):format(
+    title:upper(), version), ("# NAME\n\n%s\n\n"):format(name), text)
   file:close()
 end
 

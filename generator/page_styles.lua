@@ -100,7 +100,7 @@ function rst:close()
 end
 
 --- Names of one kind that stand on another page or this one.
-function rst:links(kind, names)
+function rst.links(_, kind, names)
   local parts = {}
   for place, name in ipairs(names) do
     parts[place] = (":%s:`%s`"):format(kind, name)
@@ -132,14 +132,31 @@ end
 
 function markdown:heading(level, text)
   -- The first one is the title, which a manual page has in its frame.
-  if level > 1 then
-    self:line(("#"):rep(level - 1) .. " " .. self.text_of(level == 2 and text:upper() or text))
-    self:line("")
+  self:line(level == 1 and "# DESCRIPTION" or ("#"):rep(level - 1) .. " " .. self.text_of(text:upper()))
+  self:line("")
+end
+
+-- Code goes to paper as it stands, so long lines are folded here.
+local function fold(text, width)
+  local lines = {}
+  for line in (text .. "\n"):gmatch("([^\n]*)\n") do
+    local margin = ""
+    while #line > width do
+      local head = line:sub(1, width):match("^(.*%S) ")
+      if not head or head:match("^ *$") then
+        break
+      end
+      lines[#lines + 1] = head
+      margin = line:match("^ *") .. (margin == "" and "  " or "")
+      line = margin .. line:sub(#head + 2)
+    end
+    lines[#lines + 1] = line
   end
+  return table.concat(lines, "\n")
 end
 
 function markdown:code(text)
-  self:indented(text, "    ")
+  self:indented(fold(text, 66), "    ")
 end
 
 markdown.literal = markdown.code

@@ -18,7 +18,7 @@ local DEVICE_PREFIX = "ROVK_PERIPHERAL_DEVICE_ID_"
 -- A text that grows line by line, folded at the width.
 local function page(width)
   local lines = {}
-  local self = {}
+  local self = { width = width }
   function self.add(indent, text, hang)
     if text == "" then
       return
@@ -45,6 +45,7 @@ local function page(width)
 end
 
 local function add_fields(out, title, fields)
+  local width = out.width
   if #fields == 0 then
     return
   end
@@ -56,7 +57,12 @@ local function add_fields(out, title, fields)
     widest = math.max(widest, #field.name)
   end
   for _, field in ipairs(fields) do
-    out.raw(("  %-" .. widest .. "s  %s, %s"):format(field.name, field.type, reference.limits(field)))
+    local kind = ("%s, %s"):format(field.type, reference.limits(field))
+    local beside = widest + 4 + #kind <= width
+    out.raw((("  %-" .. widest .. "s  %s"):format(field.name, beside and kind or ""):gsub(" +$", "")))
+    if not beside then
+      out.add(widest + 4, kind)
+    end
     local known = reference.named_values(field, 8)
     out.add(widest + 4, (field.doc or "") .. (known ~= "" and " Values: " .. known .. "." or ""))
   end
