@@ -125,6 +125,15 @@ if ((EUID == 0)); then
   expect "does not configure" not_logged "cmake -"
   expect "says nothing of its own" test ! -s "$work/err"
 
+  call help led_0001.set_state
+  expect "help on a name needs the catalogue alone" logged "release rovk_generated"
+  expect "and tells it" logged "lua5.1 $work/checkout/programs/help.lua led_0001.set_state"
+  call docs
+  expect "pages need packages of their own" logged "python3-sphinx python3-myst-parser furo pandoc"
+  expect "and are asked for" logged "-DROVK_BUILD_DOCS=ON"
+  call editors
+  expect "editors are told where the annotations are" printed "$work/checkout/build/release/annotations/library"
+
   call test -R eeprom
   expect "tests need packages of their own" logged "install -y --no-install-recommends libgtest-dev"
   expect "turn the tests on in the same folder" logged "checkout/build/release -DROVK_BUILD_TESTS=ON"
