@@ -1,6 +1,9 @@
--- What the terminal's help says, for every name that there is.
+-- What the terminal's help and the pages say, for every name that there is.
 
+local catalogue = require("rovk_catalogue")
 local help = require("rovk.help")
+local pages = require("pages")
+local styles = require("page_styles")
 
 describe("help", function()
   it("tells each name within the width, and nothing about none", function()
@@ -49,5 +52,28 @@ describe("help", function()
     } do
       assert.are.same({ nil, message }, { help.text(name) })
     end
+  end)
+end)
+
+describe("pages", function()
+  it("have all of a service, in both styles", function()
+    for _, service in ipairs(catalogue.services) do
+      local rst, markdown = pages.service(styles.rst(), service), pages.service(styles.markdown(), service)
+      for kind, list in pairs { command = service.commands, event = service.events, error = service.errors } do
+        for _, item in ipairs(list) do
+          local name = service.name .. "." .. item.name
+          assert.is_truthy(rst:find((".. %s:: %s\n"):format(kind, name), 1, true), name)
+          assert.is_truthy(markdown:find("\n## " .. name:gsub("_", "\\_") .. "\n", 1, true), name)
+          for _, field in ipairs(item.values) do
+            local told = ("\n   ``%s`` – %s"):format(field.name, field.type)
+            assert.is_truthy(rst:find(told, 1, true), name)
+          end
+        end
+      end
+      for class, record in pairs(service.records) do
+        assert.is_truthy(rst:find((".. record:: %s\n\n   %d bytes"):format(class, record.size), 1, true), class)
+      end
+    end
+    assert.are.equal("a \\* b\\_ ``c_*`` x_y", styles.rst().text_of("a * b_ `c_*` x_y"))
   end)
 end)
