@@ -133,6 +133,9 @@ if ((EUID == 0)); then
   expect "and are asked for" logged "-DROVK_BUILD_DOCS=ON"
   call editors
   expect "editors are told where the annotations are" printed "$work/checkout/build/release/annotations/library"
+  call console sim
+  expect "the console installs what edits its lines" logged "recommends libreadline-dev"
+  expect "and is told where the unit is" logged "lua5.1 $work/checkout/programs/console/main.lua sim"
 
   call test -R eeprom
   expect "tests need packages of their own" logged "install -y --no-install-recommends libgtest-dev"

@@ -128,6 +128,11 @@ end
 local timer_class = {}
 timer_class.__index = timer_class
 
+function timer_class:__tostring()
+  return ("timer%s%s"):format(self.period and (", every %g ms"):format(self.period) or "",
+    self.entry and "" or ", ended")
+end
+
 --- Ends a timer. What its function has begun goes on. False: it had ended.
 function timer_class:cancel()
   local entry, scheduler = self.entry, self.scheduler
