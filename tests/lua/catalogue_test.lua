@@ -83,7 +83,7 @@ for _, service in ipairs(catalogue.services) do
         check_message("command", item, command, values, texts, 258)
         values, texts = samples(item.values)
         if item.name == "get_aliases" then
-          values[2], texts[2] = 42, "alias 42 0 0"
+          values[2], texts[2] = 0x1234, "alias 4660 0 0"
         end
         check_message("response", item, message, values, texts, command)
       end

@@ -79,17 +79,6 @@ TEST(Discovery, AsksOnceAndAsksAgainAfterAFailure) {
   EXPECT_EQ(nullptr, rovktrans_find_peripheral(silent.handle, ROVK_ROUTER_0000_PERIPHERAL_ID));
 }
 
-// Commands that still wait there fill the queue of a peripheral; what it refuses is asked again.
-TEST(Discovery, AsksAgainWhereAQueueIsFull) {
-  void* context = nullptr;
-  ASSERT_EQ(0, rovktrans_init("sim?clock=virtual&processing_ms=5", nullptr, &context));
-  const uint16_t led = *rovktrans_find_peripheral(context, ROVK_LED_0001_PERIPHERAL_ID);
-  for (int i = 0; i < 6; ++i) EXPECT_EQ(0, rovktrans_common_nop_async(context, led, nullptr, nullptr, 0));
-  EXPECT_NE(nullptr,
-            rovktrans_find_device(context, ROVK_LED_0001_PERIPHERAL_ID, ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED));
-  EXPECT_EQ(0, rovktrans_deinit(context));
-}
-
 TEST(Discovery, PassesOverWhatIsNotThere) {
   const Session session;
   ASSERT_EQ(0, rovktrans_router_0000_add_route(session.handle, 0, nullptr, 0x4321, 0));
