@@ -134,8 +134,8 @@ describe("the loop", function()
 
   it("checks what it is given", function()
     local context = helper.open()
-    for _, call in ipairs { { loop.dispatch, context, "x" }, { loop.dispatch, context, 0 / 0 }, { loop.dispatch, {}, 0 },
-      { loop.fd, 1 },
+    for _, call in ipairs { { loop.dispatch, context, "x" }, { loop.dispatch, context, 0 / 0 },
+      { loop.dispatch, {}, 0 }, { loop.fd, 1 },
       { loop.dispatch, io.stdout, 0 }, { loop.fd, rovk.rovk_version() }, { unit.now, newproxy() },
       { unit.now, probe.light() },
       { unit.set, context, "button", -1, 0 }, { unit.set, context, "button", 0.5, 0 }, { unit.set, context, 1 },
