@@ -5,6 +5,32 @@
 
 #include "session.h"
 
+// A wait without limit on the real clock lasts until something comes, from whichever side.
+TEST(SharedUnit, WaitsUntilAnotherThreadCausesSomething) {
+  const Session session("timeout_ms=100", "real");
+  Listener listener;
+  ASSERT_EQ(0, subscribe(session, listener));
+  std::thread other([&] {
+    std::this_thread::sleep_for(std::chrono::milliseconds(30));
+    EXPECT_EQ(0, rovk_unit_reset(session.handle, unittest, 7));
+  });
+  EXPECT_EQ(1, rovktrans_dispatch(session.handle, -1));
+  other.join();
+  EXPECT_EQ((std::vector<unsigned>{7}), listener.types);
+}
+
+// Unless told otherwise each command takes a virtual millisecond, so that asking again and again gets on.
+TEST(SharedUnit, CommandsMoveAVirtualClock) {
+  void* context = nullptr;
+  ASSERT_EQ(0, rovktrans_init("sim?clock=virtual", nullptr, &context));
+  uint64_t start = 0, now = 0;
+  EXPECT_EQ(0, rovktrans_clock(context, &start, nullptr));
+  for (int i = 0; i < 5; ++i) EXPECT_EQ(0, add_one(context, 1));
+  EXPECT_EQ(0, rovktrans_clock(context, &now, nullptr));
+  EXPECT_EQ(5 * millisecond, now - start);
+  EXPECT_EQ(0, rovktrans_deinit(context));
+}
+
 TEST(SharedUnit, OptionsMustAgree) {
   const Session first("unit=agree&latency_ms=3");
   const struct {
