@@ -114,13 +114,55 @@ TEST_F(Bridge, CallbacksOfCoroutinesRunWhateverTheCoroutineDoes) {
 }
 
 TEST_F(Bridge, AStateWithoutTheModuleServesAsWell) {
-  host::State bare;
-  lua_State* const other = *bare;
-  luaL_dostring(other, "return function(t) result = t.error_id end");
-  swiglua_ref* const made = buildCallbackRef({other, -1});
-  ASSERT_TRUE(made);
-  internal_rovktrans_common_reset_callback(nullptr, 1, nullptr, made);
-  EXPECT_EQ(bare.run("return result"), "0");
+  swiglua_ref* outlasting = nullptr;
+  {
+    host::State bare;
+    lua_State* const other = *bare;
+    luaL_dostring(other, "return function(t) result = t.error_id end");
+    swiglua_ref* const made = buildCallbackRef({other, -1});
+    outlasting = buildCallbackRef({other, -1});
+    ASSERT_TRUE(made && outlasting);
+    internal_rovktrans_common_reset_callback(nullptr, 1, nullptr, made);
+    EXPECT_EQ(bare.run("return result"), "0");
+  }
+  EXPECT_EQ(outlasting->state, nullptr);
+  freeContext(outlasting);
+}
+
+TEST_F(Bridge, TheErrorHandlerIsToldAndLeavesTheStack) {
+  state.run("told = 0 function tell(value) told = value end");
+  lua_getglobal(L, "tell");
+  lua_setfield(L, LUA_REGISTRYINDEX, ROVK_ON_ERROR_KEY);
+  swiglua_ref* const made = reference("function(a, b) note(a, b) if b == 3 then error('no', 0) end end");
+  const int top = lua_gettop(L);
+  for (const int last : {2, 3}) {
+    setUpContext(made);
+    lua_pushinteger(L, 1);
+    lua_pushinteger(L, last);
+    callCallbackFunc(nullptr, made, 2);
+    EXPECT_EQ(lua_gettop(L), top);
+    EXPECT_EQ(host::take_log(), last == 3 ? failed_call : "");
+  }
+  EXPECT_EQ(logged(), "1 2; 1 3");
+  EXPECT_EQ(state.run("return told"), "no");
+  freeContext(made);
+  // Where memory ends the handler cannot run in place; it is told afterwards.
+  swiglua_ref* const greedy = reference("function() local t = {} while true do t[#t + 1] = {} end end");
+  state.remaining = 1000;
+  internal_rovktrans_common_reset_callback(nullptr, 1, nullptr, greedy);
+  state.remaining = -1;
+  EXPECT_EQ(state.run("return told"), "not enough memory");
+  EXPECT_EQ(host::take_log(), failed_call);
+}
+
+// It has no frame to run a callback on, and must be there to be started from within.
+TEST_F(Bridge, ACallbackMayStartTheCoroutineItWasMadeOn) {
+  lua_State* const fresh = lua_newthread(L);
+  lua_setglobal(L, "fresh");
+  luaL_loadstring(fresh, "note('started')");
+  internal_rovktrans_common_reset_callback(nullptr, 1, nullptr,
+                                           reference("function() coroutine.resume(fresh) end", fresh));
+  EXPECT_EQ(logged(), "started");
 }
 
 }  // namespace

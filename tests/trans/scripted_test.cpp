@@ -6,6 +6,8 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <map>
+#include <utility>
 
 #include "scripted_transport.h"
 #include "trans/transaction.h"
@@ -152,6 +154,7 @@ TEST_F(Scripted, CallsEndInTimeAmongBusyCallbacks) {
       auto* const chain = static_cast<Chain*>(user);
       ++chain->calls;
       scripted.now_ns += 1'000'000;
+      if (chain->calls == 200) scripted.receive_status = -EIO;
       if (!error) rovktrans_unittest_ffff_add_one_async(chain->context, address, run, user, 1);
     }
   } chain = {context_};
@@ -163,9 +166,58 @@ TEST_F(Scripted, CallsEndInTimeAmongBusyCallbacks) {
   };
   EXPECT_EQ(-ETIMEDOUT, rovktrans_unittest_ffff_fail(context_, address, nullptr, 1));
   EXPECT_EQ(100, chain.calls);
+  EXPECT_EQ(-EIO, rovktrans_unittest_ffff_fail(context_, address, nullptr, 1)) << "what fails at its end is told";
+  EXPECT_EQ(200, chain.calls);
   EXPECT_EQ(0, rovktrans_deinit(context_));
-  EXPECT_EQ(101, chain.calls);
+  EXPECT_EQ(201, chain.calls);
   context_ = nullptr;
+}
+
+// A unit of four routes, the last of which leads to three devices. Question i of a list is refused i times.
+TEST_F(Scripted, LookupsAskAgainWhatWasRefused) {
+  constexpr uint16_t refusals[] = {0, ROVK_COMMON_ERROR_NO_RESOURCES, ROVK_COMMON_ERROR_BUSY,
+                                   ROVK_COMMON_ERROR_ALREADY_QUEUED};
+  std::map<std::pair<uint16_t, unsigned>, unsigned> asked;  // by address, and opcode and index
+  bool is_faulty = true;
+  scripted.on_send = [&](const rovk_message& command) {
+    rovk_message answer = command;
+    uint8_t* const bytes = bytes_of(answer);
+    const unsigned opcode = bytes[7], index = bytes[10];
+    const uint16_t at = static_cast<uint16_t>(bytes[2] | bytes[3] << 8);
+    const unsigned turn = asked[{at, opcode << 8 | index}]++;
+    bytes[8] = ROVK_TYPE_RESPONSE;
+    std::memset(bytes + 9, 0, 23);
+    const bool is_list =
+        opcode == ROVK_ROUTER_0000_COMMAND_GET_ROUTE || opcode == ROVK_COMMON_COMMAND_GET_PERIPHERAL_DEVICE_ID;
+    if (is_list && turn < index) {
+      bytes[9] = ROVK_RESPONSE_ERROR_INFO;
+      bytes[12] = static_cast<uint8_t>(refusals[index]);
+    } else if (opcode == ROVK_ROUTER_0000_COMMAND_GET_COUNT) {
+      bytes[10] = 4;
+    } else if (opcode == ROVK_ROUTER_0000_COMMAND_GET_ROUTE) {
+      bytes[10] = static_cast<uint8_t>(index);
+    } else if (opcode == ROVK_COMMON_COMMAND_GET_PERIPHERAL_INFO) {
+      bytes[10] = static_cast<uint8_t>(0x40 + at);
+      bytes[21] = at == 3 ? 3 : 0;
+    } else if (index == 1 && is_faulty) {
+      bytes[9] = ROVK_RESPONSE_ERROR_INFO;
+      bytes[12] = 99;
+    } else {
+      bytes[12] = static_cast<uint8_t>(index + 1);
+    }
+    scripted.inbox.push_back(answer);
+  };
+  for (uint16_t at = 0; at < 4; ++at) {
+    const uint16_t* const found = rovktrans_find_peripheral(context_, static_cast<uint16_t>(0x40 + at));
+    ASSERT_NE(nullptr, found) << at;
+    EXPECT_EQ(at, *found);
+    EXPECT_EQ(1U, (asked[{at, 0}])) << "the router lists itself, and nobody is asked twice";
+  }
+  EXPECT_EQ(nullptr, rovktrans_find_device(context_, 0x43, 3)) << "the second of three is not told";
+  is_faulty = false;
+  const rovk_device_address* const device = rovktrans_find_device(context_, 0x43, 3);
+  ASSERT_NE(nullptr, device);
+  EXPECT_EQ(2, device->index);
 }
 
 // Transaction numbers have 24 bits; one that is still in use is passed over when they come round.
