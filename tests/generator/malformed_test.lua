@@ -112,6 +112,9 @@ local MALFORMED = {
     "lamp_0040.lua: command 'set', command record, field 'index': min 4 is above max 3" },
   { "range beyond the type", function(data) fields(data)[1].max = 300 end,
     "lamp_0040.lua: command 'set', command record, field 'index': max 300 is not a whole number from 0 to 255" },
+  { "range beyond a signed type", function(data) fields(data)[3].min = -2 ^ 31 - 1 end,
+    "lamp_0040.lua: command 'set', command record, field 'level': min -2147483649 is not a whole number from"
+      .. " -2147483648 to 2147483647" },
   { "doc of two lines", function(data) data.lamp.commands[1].doc = "one\ntwo" end,
     "lamp_0040.lua: command 'set': doc is not one line of text" },
   { "meaning of a name that no field has", function(data) data.lamp.fields = { colour = { doc = "Hue." } } end,
@@ -168,6 +171,14 @@ describe("a malformed catalogue", function()
 
   it("is none of the sample's: unchanged it is taken", function()
     assert.are.equal(2, #read(sample.data()).services)
+  end)
+
+  it("is none where a usual range meets bytes, and where constants are those of common", function()
+    local data = sample.data()
+    data.lamp.fields = { data = { doc = "Bytes here, numbers elsewhere.", min = 1 } }
+    fields(data)[1].values = "ROVK_SAMPLE"
+    fields(data)[3].min = -5
+    assert.are.equal(2, #read(data).services)
   end)
 
   for _, case in ipairs(MALFORMED) do
