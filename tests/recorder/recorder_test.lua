@@ -382,6 +382,13 @@ describe("above recording libraries", function()
 
   it("keeps few of the records of commands that were refused, though the library may still call back", function()
     local _, context = rovk.rovktrans_init(nil, nil)
+    local function refused(action)
+      recorder.behave { status = 5, at_once = true }
+      assert.are.equal(5, rovk.rovktrans_common_nop_async_lua(context, 1, action, 1))
+    end
+    for _ = 1, 10 do -- inside each other, and each called back before it is refused
+      refused(function() refused(function() end) end)
+    end
     local first, last
     for round = 1, 5 do
       for _ = 1, 1100 do
