@@ -155,6 +155,8 @@ TEST_F(Arrays, MovesObjectsOfOneTypeOnly) {
   void* pointer = nullptr;
   ASSERT_EQ(SWIG_Lua_ConvertPtr(L, -1, &pointer, version, 0), 0);
   EXPECT_EQ(pointer, array.get()[1]);
+  void* slots[2];
+  EXPECT_EQ(swig_table_read_pointers(L, push("{rovk_message.rovk_version()}"), slots, 2, version), 0);
   lua_settop(L, 0);
   for (const char* const refused : {"{rovk_message.rovk_version(), rovk_message.rovk_message()}",
                                     "{rovk_message.rovk_version(), 5}", "{io.stdout}"}) {

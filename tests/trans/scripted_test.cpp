@@ -207,7 +207,7 @@ TEST_F(Scripted, LookupsAskAgainWhatWasRefused) {
     }
     scripted.inbox.push_back(answer);
   };
-  for (uint16_t at = 0; at < 4; ++at) {
+  for (const uint16_t at : {uint16_t{3}, uint16_t{2}, uint16_t{1}, uint16_t{0}}) {
     const uint16_t* const found = rovktrans_find_peripheral(context_, static_cast<uint16_t>(0x40 + at));
     ASSERT_NE(nullptr, found) << at;
     EXPECT_EQ(at, *found);
