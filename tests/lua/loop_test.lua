@@ -111,6 +111,7 @@ describe("the loop", function()
       { 'error("text")', 1, "^rovk: [^\n]*:1: text\nstack traceback:" },
       { "error(setmetatable({}, { __tostring = function() return 'told' end }))", 1, "^rovk: told\n" },
       { "error({})", 1, "^rovk: %(error object is a table value%)\n" },
+      { "require('rovk_loop').on_error(nil) " .. fails, 0, "^[^\n]*ignoring and continuing\n*$" },
       { fails .. " print('on')", 1, "rovk: error in a callback: [^\n]*: text\nstack traceback:.*on\n" },
     } do
       local file = os.tmpname()
