@@ -1,4 +1,4 @@
-// How it runs: one queue holds all that is to happen, timers of the models as well as messages on
+// How it runs: one queue holds all that is to happen, timers of things and views as well as messages on
 // their way to applications, ordered by due time and then by making. Everything happens on the
 // caller's thread, in run() or at once in submit().
 #include "unit/unit.h"
@@ -9,13 +9,16 @@
 #include <deque>
 #include <stdexcept>
 #include <string>
+#include <unordered_map>
 
 #include "catalogue/fields.h"
-#include "unit/common_service.h"
-#include "unit/devices.h"
-#include "unit/models/lens_parts.h"
-#include "unit/models/models.h"
-#include "unit/router.h"
+#include "unit/build.h"
+#include "unit/fittings.h"
+#include "unit/inputs.h"
+#include "unit/peripheral.h"
+#include "unit/services/common.h"
+#include "unit/services/router.h"
+#include "unit/services/views.h"
 #include "wire/queue.h"
 
 namespace rovk::unit {
@@ -31,8 +34,17 @@ constexpr std::pair<std::string_view, Disturbance> disturbances[] = {
     {"corrupt", Disturbance::corrupt}, {"misdirect", Disturbance::misdirect},
 };
 
-// `type` of communication_failure: a route was added, and nobody answers at its end.
+// `type` of communication_failure: a route was added, and nobody answers at its end; a reset has broken
+// the command off.
 constexpr int64_t nobody_answers = 1;
+constexpr int64_t broken_off = 2;
+
+const PeripheralDescription router_description = [] {
+  PeripheralDescription router;
+  router.service = "router_0000";
+  router.boot_ms = 0;  // what carries the messages is there as long as the unit is
+  return router;
+}();
 
 uint8_t* bytes_of(rovk_message& message) { return reinterpret_cast<uint8_t*>(&message); }
 const uint8_t* bytes_of(const rovk_message& message) { return reinterpret_cast<const uint8_t*>(&message); }
@@ -60,7 +72,7 @@ void fill(uint8_t* bytes, const catalogue::Record* record, std::span<const int64
 
 }  // namespace
 
-struct Unit::State final : Host {
+struct Unit::State final : Host, Answers {
   struct Disturbed {
     Disturbance what;
     uint32_t count;
@@ -72,24 +84,47 @@ struct Unit::State final : Host {
   };
   using Due = std::pair<Time, uint64_t>;  // when, and which was made first
 
-  explicit State(const Options& given) : options(given), clock(given.virtual_clock) {
-    const std::vector<Fitting> fitted = fittings();
+  State(const Options& given, const UnitDescription& described)
+      : options(given), clock(given.virtual_clock), description(described), whole(description.surroundings) {
+    build(description, *this, whole);
+    bind_inputs(whole, outside);
+    const std::vector<Fitting> fitted = fittings(description);
     std::vector<uint16_t> addresses;
-    addresses.reserve(fitted.size());
-    for (const Fitting& fitting : fitted) addresses.push_back(fitting.address);
     for (const Fitting& fitting : fitted) {
-      const Setup setup = {*fitting.service, *this, fitting.devices, fitting.location};
-      std::unique_ptr<Model> model;
-      if (fitting.address == ROVK_ROUTER_PERIPHERAL_ADDRESS) {
-        auto own = std::make_unique<Router>(setup, addresses);
-        router = own.get();
-        model = std::move(own);
-      } else {
-        model = find_maker(fitting.service->name)(setup);
+      addresses.push_back(fitting.address);
+      if (fitting.description) {
+        addresses.insert(addresses.end(), fitting.description->aliases.begin(), fitting.description->aliases.end());
       }
-      peripherals.emplace(fitting.address, Peripheral{fitting.address, std::move(model)});
     }
-    for (auto& [address, peripheral] : peripherals) peripheral.model->reset();
+    for (const Fitting& fitting : fitted) {
+      const PeripheralDescription& own = fitting.description ? *fitting.description : router_description;
+      const Setup setup = {*fitting.service,
+                           *this,
+                           fitting.devices,
+                           fitting.location,
+                           fitting.address,
+                           *whole.boards().at(fitting.board),
+                           own};
+      auto& peripheral = peripherals.emplace_back(std::make_unique<Peripheral>(fitting.address, *this, *this));
+      by_address.emplace(fitting.address, peripheral.get());
+      for (const uint16_t alias : own.aliases) by_address.emplace(alias, peripheral.get());
+      if (fitting.address == ROVK_ROUTER_PERIPHERAL_ADDRESS) {
+        auto own_view = std::make_unique<Router>(setup, addresses);
+        router = own_view.get();
+        peripheral->view = std::move(own_view);
+      } else {
+        peripheral->view = find_maker(fitting.service->name)(setup);
+      }
+    }
+    for (const auto& peripheral : peripherals) peripheral->view->reset();
+    for (unsigned i = 0; i < whole.count<things::TemperatureSensor>(); ++i) {
+      whole.find<things::TemperatureSensor>(i)->changed.add([this, i] { sense(Input::temperature, i); });
+    }
+  }
+
+  // What is not a thing's own watchers yet.
+  void sense(Input input, unsigned index) {
+    for (const auto& peripheral : peripherals) peripheral->view->sense(input, index, outside.get(input, index));
   }
 
   // Host
@@ -106,40 +141,40 @@ struct Unit::State final : Host {
     queue.erase({found->second, timer});
     planned.erase(found);
   }
-  void raise(const Model& model, std::string_view event, std::initializer_list<int64_t> values) override {
-    const catalogue::Event* row = catalogue::find_event(model.service(), event);
+  void raise(const View& view, std::string_view event, std::initializer_list<int64_t> values) override {
+    const catalogue::Event* row = catalogue::find_event(view.service(), event);
     if (!row) row = catalogue::find_event(catalogue::common(), event);
     if (!row) throw std::logic_error("no event " + std::string(event));
     uint8_t payload[ROVK_MESSAGE_PAYLOAD_SIZE] = {};
     fill(payload, row->record, {values.begin(), values.size()});
-    raise(address_of(model), row->id, payload);
+    raise(view.setup().address, row->id, payload);
   }
-  void report(const Model& model, std::string_view error, std::initializer_list<int64_t> detail) override {
-    const catalogue::Error* row = catalogue::find_error(model.service(), error);
+  void report(const View& view, std::string_view error, std::initializer_list<int64_t> detail) override {
+    const catalogue::Error* row = catalogue::find_error(view.service(), error);
     if (!row) row = catalogue::find_error(catalogue::common(), error);
     if (!row) throw std::logic_error("no error " + std::string(error));
     uint8_t data[ROVK_MESSAGE_ERROR_INFO_PAYLOAD_SIZE] = {};
     fill(data, row->detail, {detail.begin(), detail.size()});
-    report(address_of(model), row->id, data);
+    report(view.setup().address, row->id, data);
   }
-  World& world() override { return surroundings; }
-  Lens& lens() override { return optics; }
-  Model* find(std::string_view service) override {
-    for (auto& [address, peripheral] : peripherals) {
-      if (service == peripheral.model->service().name) return peripheral.model.get();
+  void fail(const View& view, Fault fault) override {
+    Peripheral* const peripheral = find(view.setup().address);
+    if (!peripheral || peripheral->fault != 0) return;
+    peripheral->fault = static_cast<uint16_t>(fault);
+    report(view, "fault_exists", {peripheral->fault});
+  }
+  things::Body& body() override { return whole; }
+  World& world() override { return outside; }
+  View* find(std::string_view service) override {
+    for (const auto& peripheral : peripherals) {
+      if (service == peripheral->view->service().name) return peripheral->view.get();
     }
     return nullptr;
   }
 
-  uint16_t address_of(const Model& model) const {
-    const auto found = std::find_if(peripherals.begin(), peripherals.end(),
-                                    [&](const auto& entry) { return entry.second.model.get() == &model; });
-    return found == peripherals.end() ? uint16_t{0} : found->first;
-  }
-
-  Peripheral* find(uint16_t address) {
-    const auto found = peripherals.find(address);
-    return found == peripherals.end() ? nullptr : &found->second;
+  Peripheral* find(uint16_t address) const {
+    const auto found = by_address.find(address);
+    return found == by_address.end() ? nullptr : found->second;
   }
 
   void raise(uint16_t peripheral, uint8_t id, const uint8_t* payload) {
@@ -205,36 +240,97 @@ struct Unit::State final : Host {
     clock.move_to(present);
   }
 
+  // What is under way is broken off at once; the peripheral is back when it has booted.
   void reset(Peripheral& peripheral, uint16_t type) {
+    peripheral.break_off({ROVK_COMMON_ERROR_COMMUNICATION_FAILURE, {broken_off}});
     peripheral.fault = 0;
-    peripheral.model->reset();
-    raise(*peripheral.model, "reset_occurred", {type});
+    peripheral.view->reset();
+    boot(peripheral, type, Time{0});
   }
 
-  // The peripheral that answers, and the command as it understands it.
-  void run_command(Peripheral& peripheral, Call& call, bool is_common) {
+  void boot(Peripheral& peripheral, uint16_t type, Time after) {
+    const Time end = present + after + std::chrono::milliseconds(peripheral.view->setup().description.boot_ms);
+    peripheral.booting = end > present;
+    if (!peripheral.booting) return booted(peripheral, type);
+    peripheral.boot.set(end, [this, &peripheral, type] { booted(peripheral, type); });
+  }
+
+  void booted(Peripheral& peripheral, uint16_t type) {
+    peripheral.booting = false;
+    peripheral.boot.stop();
+    raise(*peripheral.view, "reset_occurred", {type});
+    if (const Fault standing = peripheral.view->standing_fault(); standing != Fault::none) {
+      fail(*peripheral.view, standing);
+    }
+    std::vector<Peripheral::Origin> waiting;
+    waiting.swap(peripheral.resetters);
+    for (const Peripheral::Origin& origin : waiting) answer(origin.application, origin.reply, present + delay());
+  }
+
+  void set_power(bool on) {
+    if (powered == on) return;
+    powered = on;
+    for (const auto& peripheral : peripherals) {
+      peripheral->drop();
+      peripheral->fault = 0;
+      peripheral->view->reset();
+      if (on) {
+        boot(*peripheral, static_cast<uint16_t>(ResetType::power_on), std::chrono::milliseconds(description.boot_ms));
+      }
+    }
+  }
+
+  // Whether the peripheral takes the command now. Throws Refusal.
+  void check(const Peripheral& peripheral, const Call& call, bool is_common) const {
+    const bool is_reset = is_common && call.command().opcode == ROVK_COMMON_COMMAND_RESET;
     const uint16_t holder = router->holder(peripheral.address);
     if (holder != 0 && holder != call.application() && (!is_common || changes_peripheral(call.command()))) {
       call.refuse("reservation_exists", {holder});
     }
-    if (!is_common) {
-      if (peripheral.fault != 0) call.refuse("fault_exists", {peripheral.fault});
-      if (peripheral.under_way >= peripheral.queue_depth()) call.refuse("busy");
-      peripheral.model->run(call);
-    } else if (call.command().opcode == ROVK_COMMON_COMMAND_RESET) {
-      reset(peripheral, static_cast<uint16_t>(ResetType::commanded));
-    } else {
-      run_common(peripheral, call);
-    }
+    if (peripheral.booting && !is_reset) call.refuse("busy");
+    if (is_common) return;
+    if (peripheral.fault != 0) call.refuse("fault_exists", {peripheral.fault});
+    if (peripheral.late >= peripheral.view->setup().description.queue_depth) call.refuse("busy");
   }
 
-  // Carries a command out and makes its answer.
+  void write_answer(rovk_message& reply, const Call& call) const {
+    std::copy(call.answer().begin(), call.answer().end(), bytes_of(reply) + ROVK_OFFSET_PAYLOAD);
+  }
+
+  void write_refusal(rovk_message& reply, const catalogue::Service& service, const Refusal& refusal,
+                     uint16_t answerer) const {
+    const catalogue::Error* error = catalogue::find_error(service, refusal.id);
+    if (!error) error = catalogue::find_error(catalogue::common(), refusal.id);
+    uint8_t* body = bytes_of(reply);
+    body[ROVK_OFFSET_BODY] = ROVK_RESPONSE_ERROR_INFO;
+    store(body + ROVK_OFFSET_PAYLOAD, 2, answerer);
+    store(body + ROVK_OFFSET_ERROR_ID, 2, refusal.id);
+    fill(body + ROVK_OFFSET_ERROR_DATA, error ? error->detail : nullptr, refusal.detail);
+  }
+
+  // Answers
+  void answer(const Job& job, const Refusal* refusal) override {
+    rovk_message reply = job.reply;
+    if (refusal) {
+      const auto address = static_cast<uint16_t>(load(bytes_of(reply) + ROVK_OFFSET_PERIPHERAL, 2));
+      // What is broken off cannot say so itself.
+      const bool lost = refusal->id == ROVK_COMMON_ERROR_COMMUNICATION_FAILURE;
+      write_refusal(reply, find(address)->view->service(), *refusal, lost ? ROVK_ROUTER_PERIPHERAL_ADDRESS : address);
+    } else {
+      write_answer(reply, job.call);
+    }
+    if (applications.contains(job.application)) answer(job.application, reply, present + delay());
+  }
+
+  // From the end of a command to its answer.
+  Time delay() const { return options.latency + (clock.is_virtual() ? Time{0} : options.processing); }
+
+  // Carries a command out and makes its answer; one that takes time goes into the peripheral's queue.
   void handle(uint16_t application, const rovk_message& command) {
     const uint8_t* given = bytes_of(command);
     const auto address = static_cast<uint16_t>(load(given + ROVK_OFFSET_PERIPHERAL, 2));
     const uint8_t opcode = given[ROVK_OFFSET_BODY];
     rovk_message reply = blank(application, address, load(given + ROVK_OFFSET_UUID, 4), ROVK_TYPE_RESPONSE);
-    uint8_t* body = bytes_of(reply);
     Time duration{0};
     const catalogue::Service* service = &catalogue::common();
     uint16_t answerer = address;
@@ -246,39 +342,49 @@ struct Unit::State final : Host {
         throw Refusal{ROVK_COMMON_ERROR_UNKNOWN_PERIPHERAL};
       }
       const bool is_common = opcode <= ROVK_COMMON_COMMAND_LAST;
-      if (!is_common) service = &peripheral->model->service();
+      if (!is_common) service = &peripheral->view->service();
       const catalogue::Command* row = catalogue::find_command(*service, opcode);
       if (!row) throw Refusal{ROVK_COMMON_ERROR_UNKNOWN_COMMAND};
       Call call(*service, *row, {given + ROVK_OFFSET_PAYLOAD, ROVK_MESSAGE_PAYLOAD_SIZE}, application);
-      run_command(*peripheral, call, is_common);
-      std::copy(call.answer().begin(), call.answer().end(), body + ROVK_OFFSET_PAYLOAD);
+      check(*peripheral, call, is_common);
+      if (is_common && opcode == ROVK_COMMON_COMMAND_RESET) {
+        peripheral->resetters.push_back({application, reply});
+        return reset(*peripheral, static_cast<uint16_t>(ResetType::commanded));
+      }
+      if (is_common) {
+        run_common(*peripheral, call);
+      } else if (peripheral->view->takes_time(*row)) {
+        peripheral->view->check(call);
+        return peripheral->accept(std::make_shared<Job>(*peripheral, call, application, reply));
+      } else {
+        peripheral->view->run(call);
+      }
+      write_answer(reply, call);
       duration = std::max(call.duration(), Time{0});
       if (duration > Time{0}) {
-        ++peripheral->under_way;
-        at(present + duration, [peripheral] { --peripheral->under_way; });
+        ++peripheral->late;
+        at(present + duration, [peripheral] { --peripheral->late; });
       }
     } catch (const Refusal& refusal) {
-      const catalogue::Error* error = catalogue::find_error(*service, refusal.id);
-      if (!error) error = catalogue::find_error(catalogue::common(), refusal.id);
-      body[ROVK_OFFSET_BODY] = ROVK_RESPONSE_ERROR_INFO;
-      store(body + ROVK_OFFSET_PAYLOAD, 2, answerer);
-      store(body + ROVK_OFFSET_ERROR_ID, 2, refusal.id);
-      fill(body + ROVK_OFFSET_ERROR_DATA, error ? error->detail : nullptr, refusal.detail);
+      write_refusal(reply, *service, refusal, answerer);
     }
-    answer(application, reply,
-           present + duration + options.latency + (clock.is_virtual() ? Time{0} : options.processing));
+    answer(application, reply, present + duration + delay());
   }
 
+  // What has timers of its own ends before the queue: views before things.
   Options options;
   Clock clock;
-  World surroundings;
-  Lens optics{*this};
+  UnitDescription description;
+  World outside;
   Time present{0};
   uint64_t made = 0;
   uint64_t dropped = 0;
+  bool powered = true;
   std::map<Due, std::function<void()>> queue;
   std::map<TimerId, Time> planned;
-  std::map<uint16_t, Peripheral> peripherals;
+  things::Body whole;
+  std::vector<std::unique_ptr<Peripheral>> peripherals;  // by address
+  std::unordered_map<uint16_t, Peripheral*> by_address;  // with their aliases
   Router* router = nullptr;
   std::map<uint16_t, Application> applications;
   uint16_t last_joined = 0;
@@ -290,7 +396,8 @@ std::string disturbance_names() {
   return list;
 }
 
-Unit::Unit(const Options& options) : state_(std::make_unique<State>(options)) {}
+Unit::Unit(const Options& options, const UnitDescription& description)
+    : state_(std::make_unique<State>(options, description)) {}
 
 Unit::~Unit() = default;
 
@@ -314,6 +421,7 @@ void Unit::submit(uint16_t application, const rovk_message& message) {
     return;
   }
   if (state_->clock.is_virtual()) state_->run_until(state_->present + state_->options.processing);
+  if (!state_->powered) return;  // nobody hears it
   state_->handle(application, message);
   run();
 }
@@ -351,15 +459,27 @@ void Unit::advance_to(Time when) {
 
 Clock& Unit::clock() { return state_->clock; }
 
-World& Unit::world() { return state_->surroundings; }
+World& Unit::world() { return state_->outside; }
 
-void Unit::set_input(Input input, unsigned index, int64_t value) {
+const UnitDescription& Unit::description() const { return state_->description; }
+
+things::Body& Unit::body() { return state_->whole; }
+
+bool Unit::set_input(Input input, unsigned index, int64_t value) {
   run();
-  state_->surroundings.set(input, index, value);
-  state_->optics.sense(input);
-  for (auto& [address, peripheral] : state_->peripherals) peripheral.model->sense(input, index, value);
+  if (!state_->outside.set(input, index, value)) return false;
+  if (input != Input::temperature) state_->sense(input, index);  // the sensor tells of itself
+  run();
+  return true;
+}
+
+void Unit::set_power(bool on) {
+  run();
+  state_->set_power(on);
   run();
 }
+
+bool Unit::powered() const { return state_->powered; }
 
 bool Unit::reset_peripheral(uint16_t address, uint16_t type) {
   run();

@@ -11,6 +11,8 @@
 
 #include "rovk/types.h"
 #include "unit/clock.h"
+#include "unit/profiles/description.h"
+#include "unit/things/board.h"
 #include "unit/world.h"
 
 namespace rovk::unit {
@@ -30,10 +32,11 @@ struct Options {
 };
 
 // Belongs to one thread at a time and starts none. What throws is memory running out, or a defect of a
-// model (std::logic_error): a name that the catalogue does not know.
+// view (std::logic_error): a name that the catalogue does not know.
 class Unit {
  public:
-  explicit Unit(const Options& options);
+  // Throws DescriptionError. The description is copied.
+  explicit Unit(const Options& options, const UnitDescription& description = everything());
   ~Unit();
   Unit(const Unit&) = delete;
   Unit& operator=(const Unit&) = delete;
@@ -63,9 +66,18 @@ class Unit {
   void advance_to(Time when);
   Clock& clock();
 
+  const UnitDescription& description() const;
+  // The things themselves, for who looks on.
+  things::Body& body();
+
   // What happens to the unit from outside. False: nobody stands at the address.
   World& world();
-  void set_input(Input input, unsigned index, int64_t value);
+  // False: no such thing, or a value that it cannot have.
+  bool set_input(Input input, unsigned index, int64_t value);
+  // Off, nothing hears and nothing answers, and what was under way is gone; on again, all peripherals boot
+  // and raise reset_occurred. EEPROMs and files stay.
+  void set_power(bool on);
+  bool powered() const;
   bool reset_peripheral(uint16_t address, uint16_t type);
   bool set_fault(uint16_t address, uint16_t fault_id);
   bool spontaneous_error(uint16_t address, uint16_t error_id, const uint8_t* payload);

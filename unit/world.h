@@ -4,10 +4,12 @@
 
 #include <array>
 #include <cstdint>
-#include <map>
+#include <functional>
 #include <optional>
 #include <span>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 namespace rovk::unit {
 
@@ -27,12 +29,9 @@ enum class Input : uint8_t {
 
 inline constexpr std::size_t input_count = 11;
 
-// What an input can be. A quantity has a unit, anything else a few states.
+// How an input is called. A quantity has a unit, anything else a few states.
 struct InputRow {
   const char* name;
-  std::span<const int64_t> at_start;  // one value for each index
-  int64_t low;
-  int64_t high;
   const char* unit;
   const char* states;
 };
@@ -43,13 +42,30 @@ std::optional<Input> find_input(std::string_view name);
 
 class World {
  public:
+  // What an input acts on: so many of them, with values from low to high.
+  struct Hand {
+    unsigned count = 0;
+    int64_t low = 0;
+    int64_t high = 0;
+    std::function<int64_t(unsigned index)> get;
+    std::function<void(unsigned index, int64_t value)> set;
+  };
+
   World();
-  // An index that was never set reads the value of index 0.
+  // From now on the input is that of things.
+  void bind(Input input, Hand hand) { hands_[static_cast<std::size_t>(input)] = std::move(hand); }
+
+  const Hand& hand(Input input) const { return hands_[static_cast<std::size_t>(input)]; }
+
+  // An index that is not there reads the value of index 0, or 0.
   int64_t get(Input input, unsigned index = 0) const;
-  void set(Input input, unsigned index, int64_t value);
+  // False: not there, or beyond the limits; nothing has changed then.
+  bool set(Input input, unsigned index, int64_t value);
 
  private:
-  std::array<std::map<unsigned, int64_t>, input_count> values_;
+  void keep(Input input, int64_t low, int64_t high, std::vector<int64_t> values);
+
+  std::array<Hand, input_count> hands_;
 };
 
 }  // namespace rovk::unit

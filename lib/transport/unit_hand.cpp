@@ -43,21 +43,22 @@ int32_t fail_name(const char* name) {
   return -ENOENT;
 }
 
-int32_t check_index(const InputRow& row, uint32_t index) {
-  if (index < row.at_start.size()) return 0;
-  if (row.at_start.size() == 1) return fail(-ENXIO, "no %s %u; there is 0 alone", row.name, index);
-  return fail(-ENXIO, "no %s %u; there are 0 to %zu", row.name, index, row.at_start.size() - 1);
+int32_t check_index(const char* name, const rovk::unit::World::Hand& hand, uint32_t index) {
+  if (index < hand.count) return 0;
+  if (hand.count == 0) return fail(-ENXIO, "this unit has no %s", name);
+  if (hand.count == 1) return fail(-ENXIO, "no %s %u; there is 0 alone", name, index);
+  return fail(-ENXIO, "no %s %u; there are 0 to %u", name, index, hand.count - 1);
 }
 
-int32_t check_value(const InputRow& row, int64_t value) {
-  if (value >= row.low && value <= row.high) return 0;
+int32_t check_value(const InputRow& row, const rovk::unit::World::Hand& hand, int64_t value) {
+  if (value >= hand.low && value <= hand.high) return 0;
   fail(-ERANGE, "%s cannot be %" PRId64 "; it is ", row.name, value);
   if (row.states) {
     add_reason("%s", row.states);
-  } else if (value < row.low) {
-    add_reason("%" PRId64 " or more %s", row.low, row.unit);
+  } else if (value < hand.low) {
+    add_reason("%" PRId64 " or more %s", hand.low, row.unit);
   } else {
-    add_reason("%" PRId64 " or less %s", row.high, row.unit);
+    add_reason("%" PRId64 " or less %s", hand.high, row.unit);
   }
   return -ERANGE;
 }
@@ -82,7 +83,7 @@ int32_t with_input(void* context, const char* name, uint32_t index, Work work) {
     if (!name) return fail_null();
     const auto input = rovk::unit::find_input(name);
     if (!input) return fail_name(name);
-    const int32_t refused = check_index(row_of(*input), index);
+    const int32_t refused = check_index(row_of(*input).name, unit.world().hand(*input), index);
     return refused != 0 ? refused : work(unit, *input);
   });
 }
@@ -111,7 +112,7 @@ int32_t rovk_unit_advance(void* context, uint64_t duration_ns) {
 
 int32_t rovk_unit_set_input(void* context, const char* input, uint32_t index, int64_t value) {
   return with_input(context, input, index, [&](rovk::unit::Unit& unit, Input which) -> int32_t {
-    const int32_t refused = check_value(row_of(which), value);
+    const int32_t refused = check_value(row_of(which), unit.world().hand(which), value);
     if (refused == 0) unit.set_input(which, index, value);
     return refused;
   });

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <sstream>
 
-#include "unit/devices.h"
+#include "unit/fittings.h"
 
 namespace rovk::unit {
 namespace {
@@ -195,14 +195,14 @@ void Bench::play(const std::string& story) {
       EXPECT_EQ(std::ssize(events()), value);
     } else if (word == "input") {
       words >> name >> index >> value;
-      unit.set_input(find_input(name).value(), static_cast<unsigned>(index), value);
+      EXPECT_TRUE(unit.set_input(find_input(name).value(), static_cast<unsigned>(index), value));
     } else if (word == "listen" || word == "reset") {
       words >> name;
       ASSERT_TRUE(name_peripheral(name));
       if (word == "listen") {
         listen_at(address_);
       } else {
-        ASSERT_TRUE(unit.reset_peripheral(address_, static_cast<uint16_t>(ResetType::commanded)));
+        reset(address_);
       }
     } else {
       play_command(word, words);

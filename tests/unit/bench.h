@@ -41,7 +41,8 @@ uint16_t address_of(std::string_view service, unsigned board = 0);
 
 class Bench {
  public:
-  explicit Bench(Time latency = Time{0}) : unit(Options{.virtual_clock = true, .latency = latency}) {
+  explicit Bench(Time latency = Time{0}, const UnitDescription& description = everything())
+      : unit(Options{.virtual_clock = true, .latency = latency}, description) {
     application = unit.join();
   }
 
@@ -65,6 +66,11 @@ class Bench {
   void listen(std::string_view service) { listen_at(address_of(service)); }
   void listen_at(uint16_t address) {
     ASSERT_EQ(ask("router_0000", "register_event", {{"peripheral_address", address}}).error, 0);
+  }
+  // From outside, and waits until the peripheral has booted.
+  void reset(uint16_t address, ResetType type = ResetType::commanded) {
+    ASSERT_TRUE(unit.reset_peripheral(address, static_cast<uint16_t>(type)));
+    advance(PeripheralDescription{}.boot_ms * 1ms);
   }
   void advance(Time duration) { unit.advance_to(unit.clock().now() + duration); }
   // Plays a story, each of whose steps ends with a semicolon:

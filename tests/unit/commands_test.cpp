@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "tests/unit/bench.h"
-#include "unit/models/models.h"
+#include "unit/services/views.h"
 
 namespace rovk::unit {
 namespace {

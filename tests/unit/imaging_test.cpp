@@ -46,7 +46,7 @@ TEST_F(Imaging, EveryParameterKeepsToItsOwnLimits) {
   EXPECT_EQ(known, 81U);
   EXPECT_EQ(blocks, (std::set<int64_t>{1, 2, 3, 4, 5, 6, 7, 8, 9, 0xf0}));
   expect_refused(set(0x0fff, 0), 0);
-  unit.reset_peripheral(address_of(image), 1);
+  reset(address_of(image));
   EXPECT_EQ(value(GENERAL_BRIGHTNESS), 50);
 }
 

@@ -1,7 +1,7 @@
 // The unit as a whole: the clock, the order of messages, disturbances, what every peripheral answers.
 #include "tests/unit/bench.h"
-#include "unit/devices.h"
-#include "unit/models/models.h"
+#include "unit/fittings.h"
+#include "unit/services/views.h"
 
 namespace rovk::unit {
 namespace {
@@ -79,7 +79,7 @@ TEST_F(UnitAsAWhole, ResetRestoresThePowerOnState) {
   play(R"(listen imaging_001a; imaging_001a set_contrast contrast=7; get_contrast -> 7;
           common@imaging_001a reset; imaging_001a get_contrast -> )" +
        before);
-  ASSERT_TRUE(unit.reset_peripheral(address_of("imaging_001a"), 2));
+  reset(address_of("imaging_001a"), ResetType::watchdog);
   EXPECT_FALSE(unit.reset_peripheral(0x7777, 2));
   const auto resets = events();
   ASSERT_EQ(resets.size(), 2U);
@@ -110,22 +110,104 @@ TEST_F(UnitAsAWhole, KeepsTheOrderOfMessages) {
   EXPECT_EQ(unit.clock().now(), Time{5s});
 }
 
-// As many commands as a peripheral says it can hold, and not one more, until the first is done.
-TEST_F(UnitAsAWhole, RefusesMoreCommandsThanItsQueueHolds) {
-  const uint16_t slow = address_of("calibration_0015");
-  const int64_t depth = ask("common", "get_peripheral_info", {}, slow)["queue_depth"];
-  const auto calibrate = [&] {
-    send("calibration_0015", "run_color_calibration");
-    return next();
+// What one colour calibration after the other gives: the errors that come at once, then the times at which
+// the others end.
+std::string calibrate(Bench& bench, unsigned times) {
+  std::string seen;
+  const auto take = [&] {
+    while (const auto answer = bench.next()) {
+      seen += std::to_string(bench.unit.clock().now() / 1ms) + ":" + std::to_string(answer->error) + " ";
+    }
   };
-  for (int64_t i = 0; i < depth; ++i) EXPECT_FALSE(calibrate()) << "it takes time";
-  const auto refused = calibrate();
-  ASSERT_TRUE(refused);
-  EXPECT_EQ(refused->error, ROVK_COMMON_ERROR_BUSY);
-  EXPECT_EQ(ask("common", "get_fault", {}, slow).error, 0);
-  advance(60s);
-  for (int64_t i = 0; i < depth; ++i) ASSERT_TRUE(next());
-  EXPECT_FALSE(calibrate());
+  for (unsigned i = 0; i < times; ++i) {
+    bench.send("calibration_0015", "run_color_calibration");
+    take();
+  }
+  while (const auto due = bench.unit.next_due()) {
+    bench.unit.advance_to(*due);
+    take();
+  }
+  return seen;
+}
+
+// Commands that take time run one after the other, and what has no room is refused as the capabilities say.
+TEST(Queue, HoldsWhatThePeripheralSaysItCanHold) {
+  UnitDescription unit;
+  unit.boards = {{.name = "only", .peripherals = {{.service = "calibration_0015"}, {.service = "led_0001"}}}};
+  unit.boards[0].lights.resize(1);
+  PeripheralDescription& slow = unit.boards[0].peripherals[0];
+  const auto run = [&](bool queued, uint8_t depth, bool refuses_repeats) {
+    slow.queued = queued;
+    slow.queue_depth = depth;
+    slow.refuses_repeats = refuses_repeats;
+    Bench bench(Time{0}, unit);
+    return calibrate(bench, 4);
+  };
+  EXPECT_EQ(run(true, 3, false), "0:1 800:0 1600:0 2400:0 ");
+  EXPECT_EQ(run(false, 3, false), "0:1 0:1 0:1 800:0 ");
+  EXPECT_EQ(run(true, 3, true), "0:3 0:3 800:0 1600:0 ");
+}
+
+// A reset breaks off what is under way, which has no effect then, and takes the boot time.
+TEST_F(UnitAsAWhole, ResetBreaksOffWhatIsUnderWay) {
+  play("listen calibration_0015; send calibration_0015 run_color_calibration; send common@calibration_0015 reset;");
+  const auto broken = next();
+  ASSERT_TRUE(broken);
+  EXPECT_EQ(broken->error, ROVK_COMMON_ERROR_COMMUNICATION_FAILURE);
+  EXPECT_EQ(broken->error_peripheral, ROVK_ROUTER_PERIPHERAL_ADDRESS);
+  play("calibration_0015 run_color_calibration ! busy; wait 19 ms; common@calibration_0015 nop ! busy; events 0;");
+  advance(1ms);
+  EXPECT_EQ(next()->type, ROVK_TYPE_EVENT);
+  EXPECT_EQ(next()->body, 0) << "the reset is done";
+  EXPECT_FALSE(next());
+}
+
+TEST_F(UnitAsAWhole, WithoutPowerNothingAnswers) {
+  play("listen led_0001; led_0001 set_state on=1; send calibration_0015 run_color_calibration;");
+  unit.set_power(false);
+  play("send led_0001 get_state; wait 10 s;");
+  EXPECT_FALSE(next());
+  unit.set_power(true);
+  play("led_0001 get_state ! busy; wait 520 ms; get_state -> on=0;");
+  const auto events_seen = events();
+  ASSERT_EQ(events_seen.size(), 1U);
+  EXPECT_EQ(events_seen[0]["type"], static_cast<int64_t>(ResetType::power_on));
+}
+
+// A description that cannot be built is refused with what is wrong; one that leaves out most is whole.
+TEST(Description, IsCheckedAndAddsUp) {
+  const auto refusal = [](const PeripheralDescription& peripheral) -> std::string {
+    UnitDescription unit;
+    unit.boards = {{.name = "only", .peripherals = {{.service = "imaging_001a"}, peripheral}}};
+    try {
+      Unit made(Options{.virtual_clock = true}, unit);
+      return "";
+    } catch (const DescriptionError& error) {
+      return error.what();
+    }
+  };
+  EXPECT_EQ(refusal({.service = "exposure_001c"}), "");
+  EXPECT_EQ(refusal({.service = "nothing_0099"}), "there is no service nothing_0099");
+  EXPECT_EQ(refusal({.service = "exposure_001c", .address = 0x011a, .aliases = {0x011a}}),
+            "address 0x011a of exposure_001c is taken");
+  EXPECT_EQ(refusal({.service = "relay_0019"}), "device 0 of relay_0019 shows what is on no board");
+  EXPECT_EQ(refusal({.service = "exposure_001c", .values = {{"gain", "percent"}}}),
+            "exposure_001c keeps no gain.percent");
+  for (const catalogue::Service& service : catalogue::services()) {
+    if (service.id > 0) refusal({.service = service.name});  // refused or made, and never a crash
+  }
+}
+
+TEST_F(UnitAsAWhole, AnswersAtItsAliases) {
+  UnitDescription unit_with_alias = everything();
+  unit_with_alias.boards[0].peripherals[0].aliases = {0x4321, 0x4322};
+  const std::string service = unit_with_alias.boards[0].peripherals[0].service;
+  Bench bench(Time{0}, unit_with_alias);
+  const Received answer = bench.ask("common", "get_aliases", {}, 0x4322);
+  EXPECT_EQ(answer.peripheral, 0x4322);
+  EXPECT_EQ(answer["count"], 2);
+  EXPECT_EQ(answer.payload[3], 0x43);
+  EXPECT_EQ(bench.ask("common", "get_peripheral_info", {}, 0x4321)["id"], catalogue::find_service(service)->id);
 }
 
 // The other disturbances show from above; there a second answer is nothing but dropped.

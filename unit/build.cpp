@@ -1,0 +1,87 @@
+// The order matters: what others are wired to is made first, on all boards, before what is wired to it.
+#include "unit/build.h"
+
+#include <string>
+
+#include "unit/fittings.h"
+#include "unit/things/converter.h"
+
+namespace rovk::unit {
+namespace {
+
+using things::Board;
+using things::Body;
+
+// Bodies, rails and all that others stand on or are fed by.
+void build_supplies(const BoardDescription& from, Timeline& timeline, Body& body, Board& board) {
+  for (const auto& mass : from.thermal_masses) {
+    auto& made = board.add<things::ThermalMass>(timeline, mass, body.surroundings().degrees());
+    body.surroundings().air_changed.add([&made, &body] { made.set_ambient(body.surroundings().degrees()); });
+  }
+}
+
+things::ThermalMass* find_mass(const Body& body, const std::string& name) {
+  for (unsigned i = 0; i < body.count<things::ThermalMass>(); ++i) {
+    auto* const mass = body.find<things::ThermalMass>(i);
+    if (mass->build().name == name) return mass;
+  }
+  throw DescriptionError("there is no thermal mass " + name);
+}
+
+void build_sensors(const BoardDescription& from, Body& body, Board& board) {
+  for (const auto& sensor : from.temperature_sensors) {
+    board.add<things::TemperatureSensor>(sensor, sensor.on.empty() ? nullptr : find_mass(body, sensor.on));
+  }
+}
+
+void build_panel(const BoardDescription& from, Timeline& timeline, Board& board) {
+  for (const auto& light : from.lights) board.add<things::Light>(timeline, light);
+  for (const auto& button : from.buttons) board.add<things::Button>(button);
+  for (const auto& given : from.switches) board.add<things::Switch>(given);
+  for (const auto& line : from.alarm_lines) board.add<things::AlarmLine>(timeline, line);
+  for (const auto& relay : from.relays) board.add<things::Relay>(timeline, relay);
+}
+
+template <typename Thing>
+Thing& wired_to(const Body& body, unsigned place, const char* kind) {
+  Thing* const thing = body.find<Thing>(place);
+  if (!thing)
+    throw DescriptionError("a converter is wired to " + std::string(kind) + " " + std::to_string(place) +
+                           ", which is not there");
+  return *thing;
+}
+
+void build_converters(const BoardDescription& from, const Body& body, Board& board) {
+  using Source = ConverterDescription::Source;
+  for (const ConverterDescription& converter : from.converters) {
+    auto& made = board.add<things::Converter>();
+    for (const ConverterDescription::Channel& channel : converter.channels) {
+      if (channel.source == Source::alarm_line) {
+        auto& line = wired_to<things::AlarmLine>(body, channel.thing, "alarm line");
+        made.add_channel(
+            {[&line] { return line.millivolts(); }, [&line](int64_t value) { line.set_millivolts(value); }});
+      } else if (channel.source == Source::temperature) {
+        auto& sensor = wired_to<things::TemperatureSensor>(body, channel.thing, "temperature sensor");
+        made.add_channel(
+            {[&sensor] { return sensor.millivolts(); }, [&sensor](int64_t value) { sensor.force_millivolts(value); }});
+      } else {
+        made.add_free_channel(channel.millivolts);
+      }
+    }
+  }
+}
+
+}  // namespace
+
+void build(const UnitDescription& unit, Timeline& timeline, Body& body) {
+  for (const BoardDescription& board : unit.boards) body.add_board(board.name, board.location);
+  const auto each = [&](auto work) {
+    for (std::size_t i = 0; i < unit.boards.size(); ++i) work(unit.boards[i], *body.boards()[i]);
+  };
+  each([&](const BoardDescription& from, Board& board) { build_supplies(from, timeline, body, board); });
+  each([&](const BoardDescription& from, Board& board) { build_sensors(from, body, board); });
+  each([&](const BoardDescription& from, Board& board) { build_panel(from, timeline, board); });
+  each([&](const BoardDescription& from, Board& board) { build_converters(from, body, board); });
+}
+
+}  // namespace rovk::unit

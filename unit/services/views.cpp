@@ -1,0 +1,57 @@
+#include "unit/services/views.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace rovk::unit {
+namespace {
+
+constexpr std::pair<std::string_view, Maker> makers[] = {
+    {"led_0001", make_led_0001},
+    {"button_0002", make_button_0002},
+    {"alarm_0004", make_alarm_0004},
+    {"relay_0005", make_relay_0005},
+    {"imgctrl_0006", make_imgctrl_0006},
+    {"light_sensor_0007", make_light_sensor_0007},
+    {"ir_illuminator_0008", make_ir_illuminator_0008},
+    {"temperature_sensor_0009", make_temperature_sensor_0009},
+    {"heater_000a", make_heater_000a},
+    {"fan_000b", make_fan_000b},
+    {"bulk_dump_000c", make_bulk_dump_000c},
+    {"linear_actuator_000d", make_linear_actuator_000d},
+    {"power_monitor_000f", make_power_monitor_000f},
+    {"iris_0010", make_iris_0010},
+    {"eeprom_raw_0012", make_eeprom_raw_0012},
+    {"eeprom_partition_table_0013", make_eeprom_partition_table_0013},
+    {"calibration_0015", make_calibration_0015},
+    {"a_d_converter_0016", make_a_d_converter_0016},
+    {"alarm_0017", make_alarm_0017},
+    {"alarm_diagnostic_0018", make_alarm_diagnostic_0018},
+    {"relay_0019", make_relay_0019},
+    {"day_night_001d", make_day_night_001d},
+    {"lens_focus_001f", make_lens_focus_001f},
+    {"auto_back_focus_0020", make_auto_back_focus_0020},
+    {"zoom_0021", make_zoom_0021},
+    {"sensor_0023", make_sensor_0023},
+    {"imaging_pipe_statistics_0024", make_imaging_pipe_statistics_0024},
+    {"power_pwm_0025", make_power_pwm_0025},
+    {"speed_pwm_0026", make_speed_pwm_0026},
+    {"switch_0027", make_switch_0027},
+    {"linear_actuator_0028", make_linear_actuator_0028},
+    {"a_d_converter_0029", make_a_d_converter_0029},
+    {"positioning_002a", make_positioning_002a},
+    {"triangle_overlay_002b", make_triangle_overlay_002b},
+    {"power_monitor_002e", make_power_monitor_002e},
+    {"unittest_ffff", make_unittest_ffff},
+};
+
+}  // namespace
+
+Maker find_maker(std::string_view service) {
+  const auto found =
+      std::find_if(std::begin(makers), std::end(makers), [service](const auto& row) { return row.first == service; });
+  return found == std::end(makers) ? make_plain : found->second;
+}
+
+}  // namespace rovk::unit

@@ -1,0 +1,43 @@
+// The unit's files: frames and dumps, in a folder of their own with a limit. What is written is whole or
+// not there.
+#pragma once
+
+#include <cstdint>
+#include <filesystem>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace rovk::unit::things {
+
+class FileStore {
+ public:
+  struct Build {
+    std::string folder;                      // empty: a temporary one that goes with the unit
+    uint64_t most_bytes = 64 * 1024 * 1024;  // of all files together
+    uint16_t http_port = 8080;
+  };
+  enum class Failure : uint8_t { none, bad_name, full, io };
+
+  explicit FileStore(const Build& build);
+  ~FileStore();
+  FileStore(const FileStore&) = delete;
+  FileStore& operator=(const FileStore&) = delete;
+
+  const Build& build() const { return build_; }
+  // Whether a name stays in the folder: no separators, no dots in front, not empty.
+  static bool good_name(std::string_view name);
+  Failure write(std::string_view name, std::span<const uint8_t> bytes);
+  std::optional<std::vector<uint8_t>> read(std::string_view name) const;
+  bool remove(std::string_view name);
+  std::vector<std::string> names() const;
+  uint64_t used_bytes() const;
+
+ private:
+  const Build build_;
+  std::filesystem::path folder_;
+};
+
+}  // namespace rovk::unit::things

@@ -1,0 +1,26 @@
+#include "unit/things/surroundings.h"
+
+namespace rovk::unit::things {
+
+void Surroundings::set_daylight(int64_t millilux) {
+  millilux_ = millilux;
+  light_changed.tell();
+}
+
+int64_t Surroundings::infrared_millilux() const {
+  int64_t sum = 0;
+  for (const auto& [source, millilux] : infrared_) sum += millilux;
+  return sum;
+}
+
+void Surroundings::illuminate(const void* source, int64_t millilux) {
+  infrared_[source] = millilux;
+  light_changed.tell();
+}
+
+void Surroundings::set_degrees(double degrees) {
+  degrees_ = degrees;
+  air_changed.tell();
+}
+
+}  // namespace rovk::unit::things
