@@ -18,6 +18,7 @@ void build_supplies(const BoardDescription& from, Timeline& timeline, Body& body
     auto& made = board.add<things::ThermalMass>(timeline, mass, body.surroundings().degrees());
     body.surroundings().air_changed.add([&made, &body] { made.set_ambient(body.surroundings().degrees()); });
   }
+  for (const auto& rail : from.rails) board.add<things::Rail>(rail);
 }
 
 things::ThermalMass* find_mass(const Body& body, const std::string& name) {
@@ -34,12 +35,37 @@ void build_sensors(const BoardDescription& from, Body& body, Board& board) {
   }
 }
 
-void build_panel(const BoardDescription& from, Timeline& timeline, Board& board) {
-  for (const auto& light : from.lights) board.add<things::Light>(timeline, light);
+// Heaters, illuminators and fans, on their rails and with what they act on and look at.
+void build_drives(const BoardDescription& from, Timeline& timeline, Body& body, Board& board) {
+  const auto rail = [&](const auto& drive) { return body.find_near<things::Rail>(board, drive.rail); };
+  const auto sensor = [&](const auto& drive) { return body.find<things::TemperatureSensor>(drive.senses); };
+  const auto mass = [&](const std::string& name) { return name.empty() ? nullptr : find_mass(body, name); };
+  for (const auto& heater : from.heaters) {
+    board.add<things::Heater>(timeline, heater, rail(heater), sensor(heater), mass(heater.warms));
+  }
+  for (const auto& illuminator : from.illuminators) {
+    board.add<things::Illuminator>(timeline, illuminator, rail(illuminator), body.surroundings());
+  }
+  for (const auto& fan : from.fans) {
+    board.add<things::Fan>(timeline, fan, rail(fan), sensor(fan), mass(fan.cools));
+  }
+}
+
+// Takes its power from the board's first rail, and dies with it.
+template <typename Thing>
+void supply(const Body& body, const Board& board, Thing& thing) {
+  auto* const rail = body.find_near<things::Rail>(board);
+  if (!rail) return;
+  thing.changed.add([rail, &thing] { rail->draw(&thing, things::Rail::Load::rigid, thing.load_milliwatts()); });
+  rail->supply_changed.add([rail, &thing] { thing.supply(rail->alive()); });
+}
+
+void build_panel(const BoardDescription& from, Timeline& timeline, const Body& body, Board& board) {
+  for (const auto& light : from.lights) supply(body, board, board.add<things::Light>(timeline, light));
   for (const auto& button : from.buttons) board.add<things::Button>(button);
   for (const auto& given : from.switches) board.add<things::Switch>(given);
   for (const auto& line : from.alarm_lines) board.add<things::AlarmLine>(timeline, line);
-  for (const auto& relay : from.relays) board.add<things::Relay>(timeline, relay);
+  for (const auto& relay : from.relays) supply(body, board, board.add<things::Relay>(timeline, relay));
 }
 
 template <typename Thing>
@@ -80,7 +106,8 @@ void build(const UnitDescription& unit, Timeline& timeline, Body& body) {
   };
   each([&](const BoardDescription& from, Board& board) { build_supplies(from, timeline, body, board); });
   each([&](const BoardDescription& from, Board& board) { build_sensors(from, body, board); });
-  each([&](const BoardDescription& from, Board& board) { build_panel(from, timeline, board); });
+  each([&](const BoardDescription& from, Board& board) { build_drives(from, timeline, body, board); });
+  each([&](const BoardDescription& from, Board& board) { build_panel(from, timeline, body, board); });
   each([&](const BoardDescription& from, Board& board) { build_converters(from, body, board); });
 }
 

@@ -1,10 +1,13 @@
 #include "unit/inputs.h"
 
+#include <cmath>
 #include <limits>
 
 #include "unit/things/alarm_line.h"
 #include "unit/things/converter.h"
+#include "unit/things/drives.h"
 #include "unit/things/panel.h"
+#include "unit/things/rail.h"
 #include "unit/things/thermal.h"
 
 namespace rovk::unit {
@@ -14,10 +17,15 @@ using things::Body;
 
 // One row: every thing of a class, with the values that it can have.
 template <typename Thing, typename Get, typename Set>
-void bind(Body& body, World& outside, Input input, int64_t low, int64_t high, Get get, Set set) {
-  outside.bind(input, {body.count<Thing>(), low, high,
+void bind(Body& body, World& outside, Input input, int64_t low, int64_t high, Get get, Set set,
+          void (*release)(Thing&) = nullptr) {
+  outside.bind(input, {body.count<Thing>(),
+                       low,
+                       high,
                        [&body, get](unsigned index) -> int64_t { return get(*body.find<Thing>(index)); },
-                       [&body, set](unsigned index, int64_t value) { set(*body.find<Thing>(index), value); }});
+                       [&body, set](unsigned index, int64_t value) { set(*body.find<Thing>(index), value); },
+                       {}});
+  if (release) outside.bind_release(input, [&body, release](unsigned index) { release(*body.find<Thing>(index)); });
 }
 
 // The channels of all converters, one after the other.
@@ -43,15 +51,45 @@ void bind_inputs(Body& body, World& outside) {
   bind<AlarmLine>(
       body, outside, Input::alarm, 0, 2, [](const AlarmLine& line) { return static_cast<int64_t>(line.contact()); },
       [](AlarmLine& line, int64_t value) { line.set_contact(static_cast<Contact>(value)); });
+  constexpr int64_t most = std::numeric_limits<int32_t>::max();
+  constexpr int64_t coldest = -273'150;
   // Far below what a sensor can tell up to what it cannot.
   bind<things::TemperatureSensor>(
-      body, outside, Input::temperature, -273'150, std::numeric_limits<int32_t>::max(),
+      body, outside, Input::temperature, coldest, most,
       [](const things::TemperatureSensor& sensor) { return sensor.millidegrees(); },
-      [](things::TemperatureSensor& sensor, int64_t value) { sensor.force(value); });
+      [](things::TemperatureSensor& sensor, int64_t value) { sensor.force(value); },
+      [](things::TemperatureSensor& sensor) { sensor.release(); });
+  bind<things::Rail>(
+      body, outside, Input::bus_voltage, 0, most, [](const things::Rail& rail) { return rail.millivolts(); },
+      [](things::Rail& rail, int64_t value) { rail.set_millivolts(value); },
+      [](things::Rail& rail) { rail.set_millivolts(rail.build().millivolts); });
+  bind<things::Rail>(
+      body, outside, Input::current, -most, most, [](const things::Rail& rail) { return rail.milliamps(); },
+      [](things::Rail& rail, int64_t value) { rail.force_milliamps(value); },
+      [](things::Rail& rail) { rail.force_milliamps({}); });
+  bind<things::Fan>(
+      body, outside, Input::fan_blocked, 0, 1, [](const things::Fan& fan) { return fan.blocked(); },
+      [](things::Fan& fan, int64_t value) { fan.block(value != 0); });
+  things::Surroundings& around = body.surroundings();
+  outside.bind(Input::light, {1,
+                              0,
+                              std::numeric_limits<uint32_t>::max(),
+                              [&around](unsigned) { return around.daylight_millilux(); },
+                              [&around](unsigned, int64_t value) { around.set_daylight(value); },
+                              {}});
+  outside.bind(Input::air_temperature,
+               {1,
+                coldest,
+                most,
+                [&around](unsigned) -> int64_t { return std::llround(around.degrees() * 1e3); },
+                [&around](unsigned, int64_t value) { around.set_degrees(static_cast<double>(value) / 1e3); },
+                {}});
   unsigned channels = 0;
   for (unsigned i = 0; i < body.count<things::Converter>(); ++i)
     channels += body.find<things::Converter>(i)->channels();
-  outside.bind(Input::analog, {channels, 0, std::numeric_limits<int16_t>::max(),
+  outside.bind(Input::analog, {channels,
+                               0,
+                               std::numeric_limits<int16_t>::max(),
                                [&body](unsigned index) -> int64_t {
                                  const auto [converter, place] = channel(body, index);
                                  return converter->millivolts(place);
@@ -59,7 +97,8 @@ void bind_inputs(Body& body, World& outside) {
                                [&body](unsigned index, int64_t value) {
                                  const auto [converter, place] = channel(body, index);
                                  converter->drive(place, value);
-                               }});
+                               },
+                               {}});
 }
 
 }  // namespace rovk::unit

@@ -178,6 +178,7 @@ struct Unit::State final : Host, Answers {
   }
 
   void raise(uint16_t peripheral, uint8_t id, const uint8_t* payload) {
+    if (!powered) return;
     for (const auto& [application, state] : applications) {
       if (!router->registered(application, peripheral)) continue;
       rovk_message message = blank(application, peripheral, 0, ROVK_TYPE_EVENT);
@@ -270,6 +271,7 @@ struct Unit::State final : Host, Answers {
   void set_power(bool on) {
     if (powered == on) return;
     powered = on;
+    for (unsigned i = 0; i < whole.count<things::ThermalMass>(); ++i) whole.find<things::ThermalMass>(i)->power(on);
     for (const auto& peripheral : peripherals) {
       peripheral->drop();
       peripheral->fault = 0;
@@ -289,7 +291,9 @@ struct Unit::State final : Host, Answers {
     }
     if (peripheral.booting && !is_reset) call.refuse("busy");
     if (is_common) return;
-    if (peripheral.fault != 0) call.refuse("fault_exists", {peripheral.fault});
+    if (peripheral.fault != 0 && !peripheral.view->answers_with_fault(call.command())) {
+      call.refuse("fault_exists", {peripheral.fault});
+    }
     if (peripheral.late >= peripheral.view->setup().description.queue_depth) call.refuse("busy");
   }
 
@@ -469,6 +473,14 @@ bool Unit::set_input(Input input, unsigned index, int64_t value) {
   run();
   if (!state_->outside.set(input, index, value)) return false;
   if (input != Input::temperature) state_->sense(input, index);  // the sensor tells of itself
+  run();
+  return true;
+}
+
+bool Unit::release_input(Input input, unsigned index) {
+  run();
+  if (!state_->outside.release(input, index)) return false;
+  if (input != Input::temperature) state_->sense(input, index);
   run();
   return true;
 }

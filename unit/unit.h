@@ -74,6 +74,8 @@ class Unit {
   World& world();
   // False: no such thing, or a value that it cannot have.
   bool set_input(Input input, unsigned index, int64_t value);
+  // What was set is let go. False: no such thing, or nothing but what is set decides there.
+  bool release_input(Input input, unsigned index);
   // Off, nothing hears and nothing answers, and what was under way is gone; on again, all peripherals boot
   // and raise reset_occurred. EEPROMs and files stay.
   void set_power(bool on);

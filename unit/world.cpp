@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 #include <memory>
 
 namespace rovk::unit {
@@ -22,6 +21,7 @@ constexpr InputRow rows[input_count] = {
     {"fan_blocked", nullptr, "0 (turns freely) or 1 (blocked)"},
     {"motor_blocked", nullptr, "0 (moves freely) or 1 (blocked)"},
     {"port_taken", nullptr, "0 (free) or 1 (taken)"},
+    {"air_temperature", "millidegrees Celsius", nullptr},
 };
 
 }  // namespace
@@ -36,13 +36,6 @@ std::optional<Input> find_input(std::string_view name) {
 }
 
 World::World() {
-  constexpr int64_t most = std::numeric_limits<int32_t>::max();
-  constexpr int64_t coldest = -273'150;
-  keep(Input::temperature, coldest, most, {48'000, 41'500, 52'250, 39'750});  // processor, sensor, FPGA, imager board
-  keep(Input::light, 0, std::numeric_limits<uint32_t>::max(), {320'000});
-  keep(Input::bus_voltage, 0, most, {12'000});
-  keep(Input::current, -most, most, {450});
-  keep(Input::fan_blocked, 0, 1, {0});
   keep(Input::motor_blocked, 0, 1, {0, 0, 0});
   keep(Input::port_taken, 0, 1, {0});
 }
@@ -51,8 +44,12 @@ World::World() {
 void World::keep(Input input, int64_t low, int64_t high, std::vector<int64_t> values) {
   auto kept = std::make_shared<std::vector<int64_t>>(std::move(values));
   const auto count = static_cast<unsigned>(kept->size());
-  bind(input, {count, low, high, [kept](unsigned index) { return (*kept)[index]; },
-               [kept](unsigned index, int64_t value) { (*kept)[index] = value; }});
+  bind(input, {count,
+               low,
+               high,
+               [kept](unsigned index) { return (*kept)[index]; },
+               [kept](unsigned index, int64_t value) { (*kept)[index] = value; },
+               {}});
 }
 
 int64_t World::get(Input input, unsigned index) const {
@@ -65,6 +62,13 @@ bool World::set(Input input, unsigned index, int64_t value) {
   const Hand& hand = hands_[static_cast<std::size_t>(input)];
   if (index >= hand.count || value < hand.low || value > hand.high) return false;
   hand.set(index, value);
+  return true;
+}
+
+bool World::release(Input input, unsigned index) {
+  const Hand& hand = hands_[static_cast<std::size_t>(input)];
+  if (index >= hand.count || !hand.release) return false;
+  hand.release(index);
   return true;
 }
 

@@ -62,15 +62,14 @@ local CAUSES = {
   { "heater_000a", "heater_000a_state_change", function(c, at)
     order(c, at, "heater_000a_set_control_loop_enable", 0, 1)
     for _, temperature in ipairs { -5000, 5000, 9000 } do
-      unit.set(c, "temperature", 0, temperature)
+      unit.set(c, "temperature", 3, temperature)
     end
   end, { { 1 }, { 0 } } },
   { "fan_000b", "fan_000b_state_change", function(c, at)
     order(c, at, "fan_000b_set_speed", 0, 1500)
     order(c, at, "fan_000b_set_state", 0, 1)
     unit.set(c, "fan_blocked", 0, 1)
-    unit.set(c, "fan_blocked", 0, 0)
-  end, { { 1, 1500, 0 }, { 1, 0, 1 }, { 1, 1500, 0 } } },
+  end, { { 1, 1500, 0 }, { 0, 0, 1 } } },
   { "power_monitor_000f", "power_monitor_000f_alert", function(c)
     for _, current in ipairs { 2000, 2100, 300 } do
       unit.set(c, "current", 0, current)
@@ -89,10 +88,10 @@ local CAUSES = {
     end
   end, { { 0, 1 }, { 0, 0 } } },
   { "speed_pwm_0026", "speed_pwm_0026_state_change", function(c, at)
-    order(c, at, "speed_pwm_0026_set_auto_speed", 0, 9000)
+    order(c, at, "speed_pwm_0026_set_auto_speed", 0, 4500)
     order(c, at, "speed_pwm_0026_set_enable", 0, 1, 1)
     unit.set(c, "fan_blocked", 0, 1)
-  end, { { 0, 1, 9000, 0 }, { 0, 0, 0, 1 } } },
+  end, { { 0, 1, 4500, 0 }, { 0, 0, 0, 1 } } },
   { "switch_0027", "switch_0027_state_change", function(c, at)
     unit.set(c, "switch_contact", 0, 1)
     order(c, at, "switch_0027_set_state", 0, 1)

@@ -7,7 +7,6 @@ namespace {
 using Inputs = UnitTest;
 using Alarms = UnitTest;
 using Relays = UnitTest;
-using Drives = UnitTest;
 using Unittest = UnitTest;
 
 TEST_F(Inputs, ButtonRemembersHowItWasAtPowerOn) {
@@ -156,58 +155,6 @@ TEST_F(Relays, MonostableFallsBackAndDisabledRests) {
           set_state state=1; wait 399 ms; get_state -> 1; wait 1 ms; get_state -> 0; events 0;
           set_configuration enable=0;)");
   play("trigger ! invalid_sequence " + std::to_string(ROVK_RELAY_0005_COMMAND_TRIGGER));
-}
-
-TEST_F(Drives, KeepPwmAndAmountTogetherAndFollowTheSurroundings) {
-  const struct {
-    const char *service, *amount, *field;
-    int64_t full;
-    Input input;
-    int64_t off, on, between;
-  } rows[] = {
-      {"ir_illuminator_0008", "power", "milliWatts", 8'000, Input::light, 300'000, 100, 8'000},
-      {"heater_000a", "power", "milliWatts", 15'000, Input::temperature, 20'000, 0, 5'000},
-      {"fan_000b", "speed", "rpm", 6'000, Input::temperature, 30'000, 70'000, 58'000},
-  };
-  for (const auto& row : rows) {
-    SCOPED_TRACE(row.service);
-    Bench bench;
-    const std::string get = std::string("get_") + row.amount;
-    const int64_t frequency = bench.ask(row.service, "get_pwm")["frequency_hz"];
-    bench.ask(row.service, "set_pwm", {{"frequency_hz", frequency}, {"duty_cycle_percent", 75}});
-    EXPECT_EQ(bench.get(row.service, get), row.full * 3 / 4);
-    bench.ask(row.service, std::string("set_") + row.amount, {{row.field, row.full / 2}});
-    EXPECT_EQ(bench.ask(row.service, "get_pwm")["duty_cycle_percent"], 50);
-    EXPECT_EQ(bench.get(row.service, get), row.full / 2);
-    bench.unit.set_input(row.input, 0, row.on);
-    EXPECT_EQ(bench.get(row.service, "get_state"), 0);
-    bench.ask(row.service, "set_control_loop_enable", {{"enable", 1}});
-    EXPECT_EQ(bench.ask(row.service, "set_state", {{"state", 1}}).error, ROVK_COMMON_ERROR_INVALID_SEQUENCE);
-    for (const auto& [seen, state] :
-         {std::pair{row.on, 1}, {row.between, 1}, {row.off, 0}, {row.between, 0}, {row.on, 1}}) {
-      bench.unit.set_input(row.input, 0, seen);
-      EXPECT_EQ(bench.get(row.service, "get_state"), state) << seen;
-    }
-  }
-}
-
-TEST_F(Drives, FanFeedbackTellsAStall) {
-  play(
-      R"(fan_000b set_state state=1; get_feedback -> enabled=1 rpm=3000 stall=0;
-          input fan_blocked 0 1; get_feedback -> enabled=1 rpm=0 stall=1;
-          set_state state=0; get_feedback -> enabled=0 rpm=0 stall=0;)");
-}
-
-TEST_F(Drives, OutputsKeepBothModes) {
-  play(
-      R"(power_pwm_0025 set_manual_control_loop_parameters duty_cycle_percent=30 frequency_hz=500;
-          set_auto_power power_milliwatts=16000; get_power -> 0;
-          set_enable output=1; get_control_loop_parameters -> duty_cycle_percent=30 frequency_hz=500;
-          get_power -> power_milliwatts=6000 auto_power_milliwatts=16000;
-          set_enable output=1 auto_mode=1; get_control_loop_parameters -> duty_cycle_percent=80 frequency_hz=500;
-          get_power -> power_milliwatts=16000 auto_power_milliwatts=16000;)");
-  const Received limits = ask("speed_pwm_0026", "get_speed");
-  expect_refused(ask("speed_pwm_0026", "set_auto_speed", {{"speed_rpm", limits["max_speed_rpm"] + 1}}), 2);
 }
 
 TEST_F(Unittest, AddsWithinTheWidthOfTheField) {

@@ -121,10 +121,23 @@ BoardDescription processor_board() {
       {{{Source::alarm_line, 0}, {Source::alarm_line, 1}, {Source::free, 0, 1'650}, {Source::free, 0, 0}}},
       {{{Source::temperature, 0}, {Source::temperature, 1}, {Source::temperature, 2}, {Source::temperature, 3}}},
   };
-  // As warm as a unit gets that has been on for a while.
-  for (const int64_t millidegrees : {48'000, 41'500, 52'250, 39'750}) {
-    board.temperature_sensors.push_back({.on = "", .millidegrees = millidegrees});
-  }
+  // As warm as a unit gets that has been on for a while: 48 degrees here, 39.75 at the imager.
+  board.thermal_masses = {{.name = "processor", .own_watts = 3.25},
+                          {.name = "imager", .own_watts = 2.0, .degrees_per_watt = 8.875, .seconds = 600}};
+  board.temperature_sensors = {{.on = "processor"},
+                               {.on = "imager", .above_body = 1'750},
+                               {.on = "processor", .above_body = 4'250},
+                               {.on = "imager"}};
+  board.rails.resize(1);
+  things::Heater::Build heater;
+  heater.warms = "imager";
+  heater.senses = 3;
+  board.heaters = {heater};
+  board.illuminators.resize(1);
+  things::Fan::Build fan;
+  fan.cools = "processor";
+  fan.senses = 0;
+  board.fans = {fan};
   return board;
 }
 

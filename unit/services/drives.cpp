@@ -1,266 +1,258 @@
-// Outputs behind a PWM: illuminator, heater, fan, and the generic power and speed outputs. The amount
-// that an output gives, power or speed, is proportional to its duty cycle, so that the one follows
-// wherever the other is set.
-#include <algorithm>
+// Outputs behind a PWM: heaters, illuminators and fans, each shown by an older service and some by a newer
+// one. A drive that cannot work has switched itself off, and gives its peripherals a fault; what only
+// tells is answered all the same.
+#include "unit/things/drives.h"
+
+#include <type_traits>
 
 #include "unit/services/views.h"
 
 namespace rovk::unit {
 namespace {
 
-// What an output gives at a duty cycle of 100 percent, and the register that tells of it.
-struct Amount {
-  std::string_view subject;
-  std::string_view field;
-  int64_t full;
+using things::Drive;
+using things::Fan;
+using things::Heater;
+using things::Illuminator;
 
-  constexpr int64_t at(int64_t duty_percent) const { return full * duty_percent / 100; }
-  constexpr int64_t duty_for(int64_t amount) const { return (amount * 100 + full / 2) / full; }
-};
-
-// When a control loop switches its output on and off by itself: at `on` and beyond, and at `off` and
-// back, which of the two is beyond being told by their order. Between them nothing changes.
-struct Loop {
-  Input input;
-  int64_t on;
-  int64_t off;
-
-  bool decides(int64_t seen, bool now) const {
-    if (on < off) return seen <= on || (now && seen < off);
-    return seen >= on || (now && seen > off);
+Fault fault_of(Drive::Trouble trouble) {
+  switch (trouble) {
+    case Drive::Trouble::no_supply:
+      return Fault::no_supply;
+    case Drive::Trouble::stalled:
+      return Fault::stall;
+    case Drive::Trouble::overheated:
+      return Fault::overheated;
+    case Drive::Trouble::none:
+      break;
   }
-};
+  return Fault::none;
+}
 
-// Illuminator and heater, and with more to tell the fan. State 0 is off, 1 on; PWM and amount are what
-// the output gives when it is on. While the control loop is on, it alone decides on the state, and
-// set_state comes in the wrong order.
-class Drive : public View {
+// What all views of a kind of drive have in common.
+template <typename Kind>
+class Drives : public View {
  public:
-  Drive(const Setup& setup, std::span<const Register> registers, const Amount& amount, const Loop& loop)
-      : View(setup, registers), amount_(amount), loop_(loop) {
-    on("set_control_loop_enable", [this](Call& call) {
-      this->registers().run(call, device(call));
-      regulate(device(call));
-    });
-    on("set_pwm", [this](Call& call) {
-      this->registers().run(call, device(call));
-      const int64_t duty = this->registers().get("pwm", "duty_cycle_percent", device(call));
-      this->registers().set(amount_.subject, amount_.field, device(call), amount_.at(duty));
-    });
-    on(amount.subject == "speed" ? "set_speed" : "set_power", [this](Call& call) {
-      this->registers().run(call, device(call));
-      this->registers().set("pwm", "duty_cycle_percent", device(call), amount_.duty_for(call.number(amount_.field)));
-    });
-    on("set_state", [this](Call& call) {
-      const bool driven = call.within("state", 0, 1) != 0;
-      if (loop_enabled(device(call))) call.refuse("invalid_sequence", {call.command().opcode});
-      turn(device(call), driven);
-    });
-  }
-
-  void sense(Input input, unsigned, int64_t) override {
-    if (input != loop_.input) return;
-    for (unsigned i = 0; i < devices(); ++i) regulate(i);
-  }
-
- protected:
-  bool driven(unsigned index) const { return registers().get("state", "state", index) != 0; }
-  int64_t amount(unsigned index) const { return registers().get(amount_.subject, amount_.field, index); }
-  virtual void tell(unsigned index) { host().raise(*this, "state_change", {driven(index)}); }
-
- private:
-  bool loop_enabled(unsigned index) const { return registers().get("control_loop_enable", "enable", index) != 0; }
-
-  void turn(unsigned index, bool on) {
-    if (driven(index) == on) return;
-    registers().set("state", "state", index, on);
-    tell(index);
-  }
-
-  void regulate(unsigned index) {
-    if (loop_enabled(index)) turn(index, loop_.decides(world().get(loop_.input), driven(index)));
-  }
-
-  const Amount amount_;
-  const Loop loop_;
-};
-
-constexpr Amount illuminator_amount = {"power", "milliWatts", 8'000};
-constexpr Loop illuminator_loop = {Input::light, 5'000, 12'000};
-constexpr Register ir_illuminator_0008[] = {
-    {"pwm", "frequency_hz", 100, 100'000, 25'000},
-    {"pwm", "duty_cycle_percent", 0, 100, 60},
-    {"power", "milliWatts", 0, illuminator_amount.full, illuminator_amount.at(60)},
-    {"state", "state", 0, 1, 0},
-};
-
-constexpr Amount heater_amount = {"power", "milliWatts", 15'000};
-constexpr Loop heater_loop = {Input::temperature, 2'000, 8'000};
-constexpr Register heater_000a[] = {
-    {"pwm", "frequency_hz", 10, 20'000, 1'000},
-    {"pwm", "duty_cycle_percent", 0, 100, 40},
-    {"power", "milliWatts", 0, heater_amount.full, heater_amount.at(40)},
-    {"state", "state", 0, 1, 0},
-};
-
-// Below a fifth of its speed the fan would not start.
-constexpr Amount fan_amount = {"speed", "rpm", 6'000};
-constexpr Loop fan_loop = {Input::temperature, 62'000, 55'000};
-constexpr Register fan_000b[] = {
-    {"pwm", "frequency_hz", 15'000, 40'000, 25'000},
-    {"pwm", "duty_cycle_percent", 20, 100, 50},
-    {"speed", "rpm", fan_amount.at(20), fan_amount.full, fan_amount.at(50)},
-    {"state", "state", 0, 1, 0},
-};
-
-// A fan that is driven and blocked stalls: it stays on and does not turn.
-class Fan final : public Drive {
- public:
-  explicit Fan(const Setup& setup) : Drive(setup, fan_000b, fan_amount, fan_loop), blocked_(devices()) {
-    on("get_feedback", [this](Call& call) {
-      const unsigned index = device(call);
-      call.set("enabled", driven(index));
-      call.set("rpm", measured_rpm(index));
-      call.set("stall", stalled(index));
-    });
-  }
-
-  void sense(Input input, unsigned index, int64_t value) override {
-    Drive::sense(input, index, value);
-    if (input != Input::fan_blocked || index >= devices() || blocked_[index] == uint8_t{value != 0}) return;
-    blocked_[index] = value != 0;
-    if (driven(index)) tell(index);
+  explicit Drives(const Setup& setup) : View(setup, {}), drives_(all_things<Kind>()) {
+    for (Kind* drive : drives_) {
+      drive->troubled.add([this, drive] { host().fail(*this, fault_of(drive->trouble())); });
+    }
   }
 
   void reset() override {
-    Drive::reset();
-    for (unsigned i = 0; i < devices(); ++i) blocked_[i] = world().get(Input::fan_blocked, i) != 0;
+    for (Kind* drive : drives_) drive->reset();
   }
-
- private:
-  bool stalled(unsigned index) const { return driven(index) && blocked_[index] != 0; }
-  int64_t measured_rpm(unsigned index) const { return driven(index) && !stalled(index) ? amount(index) : 0; }
-  void tell(unsigned index) override {
-    host().raise(*this, "state_change", {driven(index), measured_rpm(index), stalled(index)});
+  bool answers_with_fault(const catalogue::Command& command) const override {
+    return std::string_view(command.name).starts_with("get_");
   }
-
-  std::vector<uint8_t> blocked_;
-};
-
-// The generic outputs. `output` switches; with auto_mode the loop sets the duty cycle so that the
-// automatic amount is reached, without it the manual duty cycle holds. What is set for the mode that
-// is not in force is kept for it.
-class Output : public View {
- public:
-  struct Names {
-    std::string_view get_amount, auto_subject, field, auto_field, min_field, max_field;
-  };
-
-  Output(const Setup& setup, std::span<const Register> registers, const Amount& amount, const Names& names)
-      : View(setup, registers), amount_(amount), names_(names) {
-    on("set_enable", [this](Call& call) {
-      const bool before = driven(device(call));
-      this->registers().run(call, device(call));
-      if (driven(device(call)) != before) switched(device(call));
-    });
-    on("get_control_loop_parameters", [this](Call& call) {
-      this->registers().run(call, device(call), manual);
-      call.set("duty_cycle_percent", duty(device(call)));
-    });
-    on(names_.get_amount, [this](Call& call) {
-      const unsigned index = device(call);
-      const Registers& held = this->registers();
-      call.set(names_.field, given(index));
-      call.set(names_.auto_field, held.get(names_.auto_subject, names_.field, index));
-      call.set(names_.min_field, held.low(names_.auto_subject, names_.field));
-      call.set(names_.max_field, held.high(names_.auto_subject, names_.field));
-    });
+  Fault standing_fault() override {
+    for (const Kind* drive : drives_) {
+      if (drive->trouble() != Drive::Trouble::none) return fault_of(drive->trouble());
+    }
+    return Fault::none;
+  }
+  // A disruptive test would have the fan turn, which shows a block that has not made it stall yet.
+  bool self_test(bool disruptive) override {
+    if constexpr (std::is_same_v<Kind, Fan>) {
+      for (const Fan* fan : drives_) {
+        if (disruptive && fan->blocked()) return false;
+      }
+    }
+    return true;
   }
 
  protected:
-  static constexpr std::string_view manual = "manual_control_loop_parameters";
+  Kind& drive(unsigned index) const { return *drives_[index]; }
+  Kind& drive(const Call& call) const { return drive(device(call)); }
 
-  bool driven(unsigned index) const { return registers().get("enable", "output", index) != 0; }
-  void turn_off(unsigned index) { registers().set("enable", "output", index, 0); }
-  // The amount that the output gives now.
-  virtual int64_t given(unsigned index) {
-    if (!driven(index)) return 0;
-    return automatic(index) ? registers().get(names_.auto_subject, names_.field, index) : amount_.at(duty(index));
+  // The loop alone decides while it is on.
+  void turn(const Call& call, bool on) {
+    Kind& turned = drive(call);
+    if (turned.loop() && turned.on() != on) call.refuse("invalid_sequence", {call.command().opcode});
+    turned.turn(on);
   }
-  // The output was switched by a command.
-  virtual void switched(unsigned index) { host().raise(*this, "state_change", {index, driven(index)}); }
+  template <typename Tell>
+  void watch(Tell tell) {
+    for (unsigned i = 0; i < devices(); ++i) drive(i).switched.add([tell, i] { tell(i); });
+  }
+  // Duty cycle and frequency with their limits, in the fields that both generations share.
+  void tell_pwm(Call& call) const {
+    const Kind& shown = drive(call);
+    call.set("frequency_hz", shown.hz());
+    call.set("min_frequency_hz", shown.build().lowest_hz);
+    call.set("max_frequency_hz", shown.build().highest_hz);
+    call.set("duty_cycle_percent", shown.duty_percent());
+    call.set("min_duty_cycle_percent", shown.build().lowest_percent);
+    call.set("max_duty_cycle_percent", 100);
+  }
+  void set_pwm(const Call& call) const {
+    const Drive::Build& build = drive(call).build();
+    const int64_t hz = call.within("frequency_hz", build.lowest_hz, build.highest_hz);
+    drive(call).set_duty(call.within("duty_cycle_percent", build.lowest_percent, 100), hz);
+  }
+  void set_amount(const Call& call, std::string_view field) const {
+    drive(call).set_amount(call.within(field, drive(call).lowest_amount(), drive(call).build().full));
+  }
 
  private:
-  bool automatic(unsigned index) const { return registers().get("enable", "auto_mode", index) != 0; }
-  int64_t duty(unsigned index) const {
-    if (!automatic(index)) return registers().get(manual, "duty_cycle_percent", index);
-    return amount_.duty_for(registers().get(names_.auto_subject, names_.field, index));
-  }
-
-  const Amount amount_;
-  const Names names_;
+  std::vector<Kind*> drives_;
 };
 
-constexpr Amount power_amount = {"auto_power", "power_milliwatts", 20'000};
-constexpr Output::Names power_names = {
-    "get_power",           "auto_power", "power_milliwatts", "auto_power_milliwatts", "min_power_milliwatts",
-    "max_power_milliwatts"};
-constexpr Register power_pwm_0025[] = {
-    {"enable", "output", 0, 1, 0},
-    {"enable", "auto_mode", 0, 1, 0},
-    {"manual_control_loop_parameters", "duty_cycle_percent", 0, 100, 25},
-    {"manual_control_loop_parameters", "frequency_hz", 50, 50'000, 2'000},
-    {"auto_power", "power_milliwatts", 0, power_amount.full, power_amount.at(50)},
-};
-
-constexpr Amount speed_amount = {"auto_speed", "speed_rpm", 12'000};
-constexpr Output::Names speed_names = {"get_speed",      "auto_speed",    "speed_rpm",
-                                       "auto_speed_rpm", "min_speed_rpm", "max_speed_rpm"};
-constexpr Register speed_pwm_0026[] = {
-    {"enable", "output", 0, 1, 0},
-    {"enable", "auto_mode", 0, 1, 0},
-    {"manual_control_loop_parameters", "duty_cycle_percent", 10, 100, 30},
-    {"manual_control_loop_parameters", "frequency_hz", 15'000, 40'000, 25'000},
-    {"auto_speed", "speed_rpm", speed_amount.at(10), speed_amount.full, speed_amount.at(40)},
-};
-
-// An output whose motor is blocked switches itself off and says why.
-class SpeedOutput final : public Output {
+// The older services: state 0 is off, 1 on; PWM and amount are what the output gives when it is on and no
+// policy holds it down, and whichever of the two was set last holds.
+template <typename Kind>
+class Driver : public Drives<Kind> {
  public:
-  explicit SpeedOutput(const Setup& setup) : Output(setup, speed_pwm_0026, speed_amount, speed_names) {}
+  struct Names {
+    std::string_view get_amount, set_amount, field, min_field, max_field;
+  };
 
-  void sense(Input input, unsigned index, int64_t value) override {
-    if (input == Input::fan_blocked && index < devices() && value != 0 && driven(index)) stall(index);
+  Driver(const Setup& setup, const Names& names) : Drives<Kind>(setup) {
+    this->on("get_control_loop_enable", [this](Call& call) { call.set("enable", this->drive(call).loop()); });
+    this->on("set_control_loop_enable",
+             [this](Call& call) { this->drive(call).set_loop(call.within("enable", 0, 1) != 0); });
+    this->on("get_pwm", [this](Call& call) { this->tell_pwm(call); });
+    this->on("set_pwm", [this](Call& call) {
+      this->set_pwm(call);
+      this->drive(call).set_mode(Drive::Mode::duty);
+    });
+    this->on(names.get_amount, [this, names](Call& call) {
+      const Kind& shown = this->drive(call);
+      call.set(names.field, shown.amount());
+      call.set(names.min_field, shown.lowest_amount());
+      call.set(names.max_field, shown.build().full);
+    });
+    this->on(names.set_amount, [this, names](Call& call) {
+      this->set_amount(call, names.field);
+      this->drive(call).set_mode(Drive::Mode::amount);
+    });
+    this->on("get_state", [this](Call& call) { call.set("state", this->drive(call).on()); });
+    this->on("set_state", [this](Call& call) { this->turn(call, call.within("state", 0, 1) != 0); });
+  }
+};
+
+template <typename Kind>
+class PowerDriver final : public Driver<Kind> {
+ public:
+  explicit PowerDriver(const Setup& setup)
+      : Driver<Kind>(setup, {"get_power", "set_power", "milliWatts", "min_milliWatts", "max_milliWatts"}) {
+    this->watch([this](unsigned i) { this->host().raise(*this, "state_change", {this->drive(i).on()}); });
+  }
+};
+
+// The event tells the speed that the fan goes for, the feedback the one that it has.
+class FanDriver final : public Driver<Fan> {
+ public:
+  explicit FanDriver(const Setup& setup) : Driver(setup, {"get_speed", "set_speed", "rpm", "min_rpm", "max_rpm"}) {
+    watch([this](unsigned i) {
+      host().raise(*this, "state_change", {drive(i).on(), drive(i).given(), drive(i).stalled()});
+    });
+    on("get_feedback", [this](Call& call) {
+      call.set("enabled", drive(call).on());
+      call.set("rpm", drive(call).rpm());
+      call.set("stall", drive(call).stalled());
+    });
+  }
+};
+
+// The generic outputs. With auto_mode the automatic amount holds, and the duty cycle follows from it,
+// without it the manual duty cycle. What is set for the mode that is not in force is kept for it.
+template <typename Kind>
+class Output : public Drives<Kind> {
+ public:
+  struct Names {
+    std::string_view get_amount, set_amount, field, auto_field, min_field, max_field;
+  };
+
+  Output(const Setup& setup, const Names& names) : Drives<Kind>(setup) {
+    this->on("get_enable", [this](Call& call) {
+      call.set("output", this->drive(call).on());
+      call.set("auto_mode", this->drive(call).mode() == Drive::Mode::amount);
+    });
+    this->on("set_enable", [this](Call& call) {
+      const bool output = call.within("output", 0, 1) != 0;
+      const bool automatic = call.within("auto_mode", 0, 1) != 0;
+      Kind& driven = this->drive(call);
+      const Drive::Mode before = driven.mode();
+      driven.set_mode(automatic ? Drive::Mode::amount : Drive::Mode::duty);
+      try {
+        this->turn(call, output);
+      } catch (const Refusal&) {
+        driven.set_mode(before);
+        throw;
+      }
+    });
+    this->on("get_control_loop_parameters", [this](Call& call) { this->tell_pwm(call); });
+    this->on("set_manual_control_loop_parameters", [this](Call& call) { this->set_pwm(call); });
+    this->on(names.get_amount, [this, names](Call& call) {
+      const Kind& shown = this->drive(call);
+      call.set(names.field, measured(shown));
+      call.set(names.auto_field, shown.set_amount());
+      call.set(names.min_field, shown.lowest_amount());
+      call.set(names.max_field, shown.build().full);
+    });
+    this->on(names.set_amount, [this, names](Call& call) { this->set_amount(call, names.field); });
   }
 
  private:
-  void switched(unsigned index) override {
-    host().raise(*this, "state_change", {index, driven(index), given(index), 0});
-    if (driven(index) && world().get(Input::fan_blocked, index) != 0) stall(index);
+  static int64_t measured(const Kind& drive) {
+    if constexpr (std::is_same_v<Kind, Fan>) {
+      return drive.rpm();
+    } else {
+      return drive.given();
+    }
   }
+};
 
-  void stall(unsigned index) {
-    turn_off(index);
-    host().raise(*this, "state_change", {index, 0, 0, 1});
+class PowerOutput final : public Output<Heater> {
+ public:
+  explicit PowerOutput(const Setup& setup)
+      : Output(setup, {"get_power", "set_auto_power", "power_milliwatts", "auto_power_milliwatts",
+                       "min_power_milliwatts", "max_power_milliwatts"}) {
+    watch([this](unsigned i) { host().raise(*this, "state_change", {i, drive(i).on()}); });
+  }
+};
+
+class SpeedOutput final : public Output<Fan> {
+ public:
+  explicit SpeedOutput(const Setup& setup)
+      : Output(setup,
+               {"get_speed", "set_auto_speed", "speed_rpm", "auto_speed_rpm", "min_speed_rpm", "max_speed_rpm"}) {
+    watch([this](unsigned i) {
+      host().raise(*this, "state_change", {i, drive(i).on(), drive(i).given(), drive(i).stalled()});
+    });
+  }
+};
+
+// The loops of the heaters, by another name.
+class TemperatureControl final : public Drives<Heater> {
+ public:
+  explicit TemperatureControl(const Setup& setup) : Drives(setup) {
+    on("get_enable", [this](Call& call) { call.set("enable", drive(call).loop()); });
+    on("set_enable", [this](Call& call) { drive(call).set_loop(call.within("enable", 0, 1) != 0); });
+  }
+  // It has the loop alone.
+  void reset() override {
+    for (unsigned i = 0; i < devices(); ++i) drive(i).set_loop(false);
   }
 };
 
 }  // namespace
 
 std::unique_ptr<View> make_ir_illuminator_0008(const Setup& setup) {
-  return std::make_unique<Drive>(setup, ir_illuminator_0008, illuminator_amount, illuminator_loop);
+  return std::make_unique<PowerDriver<Illuminator>>(setup);
 }
 
-std::unique_ptr<View> make_heater_000a(const Setup& setup) {
-  return std::make_unique<Drive>(setup, heater_000a, heater_amount, heater_loop);
-}
+std::unique_ptr<View> make_heater_000a(const Setup& setup) { return std::make_unique<PowerDriver<Heater>>(setup); }
 
-std::unique_ptr<View> make_fan_000b(const Setup& setup) { return std::make_unique<Fan>(setup); }
+std::unique_ptr<View> make_fan_000b(const Setup& setup) { return std::make_unique<FanDriver>(setup); }
 
-std::unique_ptr<View> make_power_pwm_0025(const Setup& setup) {
-  return std::make_unique<Output>(setup, power_pwm_0025, power_amount, power_names);
-}
+std::unique_ptr<View> make_power_pwm_0025(const Setup& setup) { return std::make_unique<PowerOutput>(setup); }
 
 std::unique_ptr<View> make_speed_pwm_0026(const Setup& setup) { return std::make_unique<SpeedOutput>(setup); }
+
+std::unique_ptr<View> make_temperature_control_0032(const Setup& setup) {
+  return std::make_unique<TemperatureControl>(setup);
+}
 
 }  // namespace rovk::unit

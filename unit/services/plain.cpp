@@ -10,14 +10,6 @@ constexpr Register day_night_0011[] = {
     {"state", "state", 0, 1, 0},
 };
 
-constexpr Register power_policy_0014[] = {
-    {"max_peripheral_power", "max_power_milliwatts", 1'000, 90'000, 12'950},
-};
-
-constexpr Register power_policy_002c[] = {
-    {"max_peripheral_power", "max_power_milliwatts", 1'000, 90'000, 25'500},
-};
-
 // Levels in percent.
 constexpr Register imaging_001a[] = {
     {"contrast", "contrast", 0, 100, 50},
@@ -73,8 +65,6 @@ struct Row {
 
 constexpr Row rows[] = {
     {"day_night_0011", day_night_0011},
-    {"power_policy_0014", power_policy_0014},
-    {"power_policy_002c", power_policy_002c},
     {"imaging_001a", imaging_001a},
     {"white_balance_001b", white_balance_001b},
     {"exposure_001c", exposure_001c},
@@ -82,7 +72,6 @@ constexpr Row rows[] = {
     {"flicker_correction_002f", {}},
     {"spatial_noise_filter_0030", on_at_start},
     {"temporal_noise_filter_0031", on_at_start},
-    {"temperature_control_0032", on_at_start},
     // Present on the unit, but without commands of their own.
     {"eeprom_0003", {}},
     {"angular_actuator_000e", {}},

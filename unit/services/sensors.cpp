@@ -3,32 +3,37 @@
 #include <limits>
 
 #include "unit/services/views.h"
+#include "unit/things/thermal.h"
 
 namespace rovk::unit {
 namespace {
 
-// Shows one input of the surroundings in one field, within what the field can hold.
-class Sensor final : public View {
+// Sees visible light alone, so the unit's own infrared light never puts itself out again.
+class LightSensor final : public View {
  public:
-  Sensor(const Setup& setup, Input input, std::string_view command, std::string_view field, int64_t low, int64_t high)
-      : View(setup, {}) {
-    on(command, [this, input, field, low, high](Call& call) {
-      call.set(field, std::clamp(world().get(input, device(call)), low, high));
+  explicit LightSensor(const Setup& setup) : View(setup, {}) {
+    on("get_millilux", [this](Call& call) {
+      const int64_t seen = host().body().surroundings().daylight_millilux();
+      call.set("millilux", std::clamp<int64_t>(seen, 0, std::numeric_limits<uint32_t>::max()));
+    });
+  }
+};
+
+class TemperatureSensors final : public View {
+ public:
+  explicit TemperatureSensors(const Setup& setup) : View(setup, {}) {
+    on("get_millidegree_celsius", [this, sensors = all_things<things::TemperatureSensor>()](Call& call) {
+      call.set("millidegree_celsius", sensors[device(call)]->told_millidegrees());
     });
   }
 };
 
 }  // namespace
 
-std::unique_ptr<View> make_light_sensor_0007(const Setup& setup) {
-  return std::make_unique<Sensor>(setup, Input::light, "get_millilux", "millilux", 0,
-                                  std::numeric_limits<uint32_t>::max());
-}
+std::unique_ptr<View> make_light_sensor_0007(const Setup& setup) { return std::make_unique<LightSensor>(setup); }
 
-// From the lower to the upper end of what the sensing element can tell.
 std::unique_ptr<View> make_temperature_sensor_0009(const Setup& setup) {
-  return std::make_unique<Sensor>(setup, Input::temperature, "get_millidegree_celsius", "millidegree_celsius", -55'000,
-                                  150'000);
+  return std::make_unique<TemperatureSensors>(setup);
 }
 
 }  // namespace rovk::unit

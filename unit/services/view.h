@@ -207,6 +207,8 @@ class View {
   virtual void sense(Input, unsigned /*index*/, int64_t /*value*/) {}
   // What self_test finds. A disruptive test may move things.
   virtual bool self_test(bool /*disruptive*/) { return true; }
+  // What is answered even with a fault: what only tells, where telling helps to find the cause.
+  virtual bool answers_with_fault(const catalogue::Command&) const { return false; }
   // The fault whose cause is there now, whether or not it was told of.
   virtual Fault standing_fault() { return Fault::none; }
 

@@ -24,6 +24,7 @@ constexpr std::pair<std::string_view, Maker> makers[] = {
     {"iris_0010", make_iris_0010},
     {"eeprom_raw_0012", make_eeprom_raw_0012},
     {"eeprom_partition_table_0013", make_eeprom_partition_table_0013},
+    {"power_policy_0014", make_power_policy},
     {"calibration_0015", make_calibration_0015},
     {"a_d_converter_0016", make_a_d_converter_0016},
     {"alarm_0017", make_alarm_0017},
@@ -42,7 +43,9 @@ constexpr std::pair<std::string_view, Maker> makers[] = {
     {"a_d_converter_0029", make_a_d_converter_0029},
     {"positioning_002a", make_positioning_002a},
     {"triangle_overlay_002b", make_triangle_overlay_002b},
+    {"power_policy_002c", make_power_policy},
     {"power_monitor_002e", make_power_monitor_002e},
+    {"temperature_control_0032", make_temperature_control_0032},
     {"unittest_ffff", make_unittest_ffff},
 };
 

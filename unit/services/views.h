@@ -62,9 +62,11 @@ std::unique_ptr<View> make_heater_000a(const Setup& setup);
 std::unique_ptr<View> make_fan_000b(const Setup& setup);
 std::unique_ptr<View> make_power_pwm_0025(const Setup& setup);
 std::unique_ptr<View> make_speed_pwm_0026(const Setup& setup);
+std::unique_ptr<View> make_temperature_control_0032(const Setup& setup);
 // power.cpp
 std::unique_ptr<View> make_power_monitor_000f(const Setup& setup);
 std::unique_ptr<View> make_power_monitor_002e(const Setup& setup);
+std::unique_ptr<View> make_power_policy(const Setup& setup);  // 0014 and 002c
 // pipeline.cpp: sensors, statistics, triangles
 std::unique_ptr<View> make_sensor_0023(const Setup& setup);
 std::unique_ptr<View> make_imaging_pipe_statistics_0024(const Setup& setup);

@@ -26,9 +26,14 @@ void Light::set(const State& state) {
 }
 
 bool Light::lit(Time now) const {
-  if (!state_.on || state_.on_ms == 0 || state_.off_ms == 0) return state_.on;
+  if (steady() || !alive_) return state_.on && alive_;
   const Time cycle = (state_.on_ms + state_.off_ms) * 1ms;
   return (now - since_) % cycle < state_.on_ms * 1ms;
+}
+
+int64_t Light::load_milliwatts() const {
+  const int64_t full = state_.on ? build_.load_milliwatts : 0;
+  return steady() ? full : full * state_.on_ms / (state_.on_ms + state_.off_ms);
 }
 
 }  // namespace rovk::unit::things

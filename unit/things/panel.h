@@ -72,15 +72,22 @@ class Light {
   void set(const State& state);
   void reset() { set(build_.state); }
 
-  // Whether it shines at that time, as an onlooker sees.
+  // Whether it shines at that time, as an onlooker sees. Without supply it is dark, whatever it is set to.
   bool lit(Time now) const;
   bool lit() const { return lit(timeline_.now()); }
+
+  void supply(bool alive) { alive_ = alive; }
+  // What it takes, on an average over its blinking.
+  int64_t load_milliwatts() const;
 
   Watchers<> changed;  // by a command; a blinking light tells nobody when it blinks
 
  private:
+  bool steady() const { return !state_.on || state_.on_ms == 0 || state_.off_ms == 0; }
+
   const Build build_;
   State state_;
+  bool alive_ = true;
   Time since_{0};
   Timeline& timeline_;
 };

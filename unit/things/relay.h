@@ -43,8 +43,9 @@ class Relay {
   void configure(const Settings& settings);
   void reset();
 
-  bool energised() const { return energised_; }
-  bool contact_open() const { return energised_ == settings_.normally_closed; }
+  // Whether the coil has current. Without supply it has none, whatever it is set to, and the contact rests.
+  bool energised() const { return energised_ && alive_; }
+  bool contact_open() const { return energised() == settings_.normally_closed; }
   // Whether the coil has current when the contact stands so.
   bool energised_for(bool contact_open) const { return contact_open == settings_.normally_closed; }
 
@@ -57,6 +58,9 @@ class Relay {
   void trigger();
   bool in_sequence() const { return timer_.running() && !pulse_; }
 
+  void supply(bool alive) { alive_ = alive; }
+  int64_t load_milliwatts() const { return energised_ ? build_.load_milliwatts : 0; }
+
   Watchers<> changed;         // the coil
   Watchers<> sequence_ended;  // came to its end; not when it was broken off
 
@@ -68,6 +72,7 @@ class Relay {
   const Build build_;
   Settings settings_;
   bool energised_ = false;
+  bool alive_ = true;
   std::vector<Step> steps_;
   std::size_t next_ = 0;
   bool last_ = false;

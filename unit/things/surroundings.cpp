@@ -18,6 +18,11 @@ void Surroundings::illuminate(const void* source, int64_t millilux) {
   light_changed.tell();
 }
 
+int64_t Surroundings::illuminated_by(const void* source) const {
+  const auto found = infrared_.find(source);
+  return found == infrared_.end() ? 0 : found->second;
+}
+
 void Surroundings::set_degrees(double degrees) {
   degrees_ = degrees;
   air_changed.tell();

@@ -24,6 +24,7 @@ class Surroundings {
   int64_t infrared_millilux() const;
   // A source is known by its address; 0 puts it out.
   void illuminate(const void* source, int64_t millilux);
+  int64_t illuminated_by(const void* source) const;
 
   double degrees() const { return degrees_; }
   void set_degrees(double degrees);

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -18,11 +17,11 @@ namespace rovk::unit::things {
 class ThermalMass {
  public:
   struct Build {
-    std::string name;                     // as heaters and fans of a description call it
-    double own_watts = 2.0;               // what the electronics on it give off while the unit is on
-    double degrees_per_watt = 8.0;        // in still air
-    double seconds = 300;                 // time constant in still air
-    std::optional<double> start_degrees;  // Celsius; left out: as warm as it gets by itself
+    std::string name = {};                     // as heaters and fans of a description call it
+    double own_watts = 2.0;                    // what the electronics on it give off while the unit is on
+    double degrees_per_watt = 8.0;             // in still air
+    double seconds = 300;                      // time constant in still air
+    std::optional<double> start_degrees = {};  // Celsius; left out: as warm as it gets by itself
   };
   ThermalMass(Timeline& timeline, const Build& build, double ambient_degrees);
 
@@ -31,12 +30,14 @@ class ThermalMass {
   void set_ambient(double degrees);
   // What a source gives off on this body now; sources add up. A source is known by its address.
   void heat(const void* source, double watts);
-  // 1: still air; 2: loses heat twice as fast.
-  void cool(double factor);
-  // Calls once when the body passes the level, from either side; takes the place of the call before.
-  void expect(double degrees, std::function<void()> passed);
+  // By how much a fan makes it lose heat faster: 0 for one that stands, 1 for twice as fast. Fans add up.
+  void cool(const void* fan, double gain);
+  // Its own electronics give off heat while the unit is on.
+  void power(bool on) { heat(this, on ? build_.own_watts : 0); }
+  // When it will pass a temperature if nothing else happens. Empty: never.
+  std::optional<Time> crossing(double degrees) const { return lag_.crossing(timeline_.now(), degrees); }
 
-  Watchers<> aimed;  // its goal has changed, so that what is planned for a crossing is to be planned anew
+  Watchers<> aimed;  // it has another goal, so that what was planned for a crossing is to be planned anew
 
  private:
   void aim();
@@ -44,35 +45,40 @@ class ThermalMass {
   const Build build_;
   Timeline& timeline_;
   double ambient_;
-  double factor_ = 1;
   std::map<const void*, double> sources_;
+  std::map<const void*, double> fans_;
   Lag lag_;
-  Timer crossing_;
 };
 
 // Shows the body that it stands on, or a value that was forced upon it from outside.
 class TemperatureSensor {
  public:
   struct Build {
-    std::string on;                 // name of the body; empty: it stands alone and keeps its value
+    std::string on = {};            // name of the body; empty: it stands alone and keeps its value
     int64_t millidegrees = 25'000;  // of one that stands alone
+    int64_t above_body = 0;         // of one on a body: by how much its place is warmer, in millidegrees
     // What its element can tell.
     int64_t lowest = -55'000;
     int64_t highest = 150'000;
   };
   // `body` null: stands alone.
-  TemperatureSensor(const Build& build, const ThermalMass* body)
-      : build_(build), body_(body), forced_(body ? std::nullopt : std::optional(build.millidegrees)) {}
+  TemperatureSensor(const Build& build, ThermalMass* body);
+  TemperatureSensor(const TemperatureSensor&) = delete;
+  TemperatureSensor& operator=(const TemperatureSensor&) = delete;
 
   const Build& build() const { return build_; }
   int64_t millidegrees() const;
+  int64_t told_millidegrees() const;  // within what the element can tell
   void force(int64_t millidegrees);
+  // Shows its body again, or, standing alone, what it was made with.
   void release();
+  // When it will pass a temperature if nothing else happens. Empty: never.
+  std::optional<Time> crossing(int64_t millidegrees) const;
   // The sensing element gives half a volt at 0 degrees and 10 millivolts more a degree.
   int64_t millivolts() const { return 500 + millidegrees() / 100; }
   void force_millivolts(int64_t millivolts) { force((millivolts - 500) * 100); }
 
-  Watchers<> changed;  // by force; what the body does is a curve
+  Watchers<> changed;  // by force, or since its body goes another way now; the way itself is a curve
 
  private:
   const Build build_;
