@@ -34,4 +34,8 @@ if(ROVK_BUILD_LIBRARIES)
   endforeach()
   install(DIRECTORY include/rovk ${ROVK_GENERATED}/include/rovk DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
           COMPONENT desk FILES_MATCHING PATTERN "*.h")
+  # To read and to build on; the library has them inside.
+  install(DIRECTORY unit/profiles/ DESTINATION ${CMAKE_INSTALL_DATADIR}/rovk/profiles COMPONENT desk
+          FILES_MATCHING PATTERN "*.toml")
+  install(TARGETS rovk-unit RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
 endif()

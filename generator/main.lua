@@ -10,6 +10,7 @@ local EMITTERS = {
   { "emit_headers", "include/rovk" },
   { "emit_catalogue", "catalogue_rows.cpp" },
   { "emit_lua_catalogue", "lua/rovk_catalogue" },
+  { "emit_constants", "catalogue_constants.cpp" },
   { "emit_message", "message_stubs.cpp" },
   { "emit_trans", "trans_stubs.cpp" },
   { "emit_message_calls", "tests/message_calls.cpp" },

@@ -20,6 +20,9 @@ for file in "$repository"/include/rovk/*.h "$build"/generated/include/rovk/*.h; 
   [[ -f $work/usr/include/rovk/${file##*/} ]] || { echo "not installed: ${file##*/}"; exit 1; }
 done
 
+[[ $("$work/usr/bin/rovk-unit" check "$work"/usr/share/rovk/profiles/*.toml | grep -c "no fault") == 4 ]] ||
+  { echo "the shipped unit files are not as they should be"; exit 1; }
+
 cd /
 LUA_CPATH="$work/usr/lib/lua/5.1/?.so" LUA_PATH="$work/usr/share/lua/5.1/?.lua" \
   "$interpreter" "$repository/examples/events.lua" | grep -q "button 0 pressed"

@@ -3,7 +3,7 @@
 #include <rovk/constants.h>
 
 #include <algorithm>
-#include <set>
+#include <map>
 #include <string>
 
 namespace rovk::unit {
@@ -19,41 +19,45 @@ std::string hex(uint16_t address) {
   return text;
 }
 
+// Of a unit file, where the peripheral stands in it.
+[[noreturn]] void fail(const PeripheralDescription& peripheral, const std::string& text) {
+  throw DescriptionError((peripheral.where.empty() ? "" : peripheral.where + ": ") + text);
+}
+
 class Addresses {
  public:
-  void take(uint16_t address, const std::string& service) {
-    if (!taken_.insert(address).second) {
-      throw DescriptionError("address " + hex(address) + " of " + service + " is taken");
-    }
+  void take(uint16_t address, const PeripheralDescription& peripheral) {
+    const auto [row, is_new] = taken_.emplace(address, peripheral.service);
+    if (!is_new)
+      fail(peripheral, "address " + hex(address) + " of " + peripheral.service + " is taken by " + row->second);
   }
-  uint16_t next_free(const catalogue::Service& service) {
+  uint16_t next_free(const catalogue::Service& service, const PeripheralDescription& peripheral) {
     for (unsigned address = first_address + static_cast<unsigned>(service.id); address <= UINT16_MAX;
          address += next_address) {
-      if (taken_.insert(static_cast<uint16_t>(address)).second) return static_cast<uint16_t>(address);
+      if (taken_.emplace(static_cast<uint16_t>(address), service.name).second) return static_cast<uint16_t>(address);
     }
-    throw DescriptionError(std::string("no address is left for ") + service.name);
+    fail(peripheral, std::string("no address is left for ") + service.name);
   }
 
  private:
-  std::set<uint16_t> taken_ = {ROVK_ROUTER_PERIPHERAL_ADDRESS};
+  std::map<uint16_t, std::string> taken_ = {{ROVK_ROUTER_PERIPHERAL_ADDRESS, "router_0000"}};
 };
 
 const catalogue::Service& service_of(const PeripheralDescription& peripheral) {
   const catalogue::Service* service = catalogue::find_service(peripheral.service);
-  if (!service) throw DescriptionError("there is no service " + peripheral.service);
+  if (!service) fail(peripheral, "there is no service " + peripheral.service);
   if (service->id <= ROVK_ROUTER_0000_PERIPHERAL_ID) {
-    throw DescriptionError(peripheral.service + " is part of every unit and cannot be added");
+    fail(peripheral, peripheral.service + " is part of every unit and cannot be added");
   }
   return *service;
 }
 
 void check(const PeripheralDescription& peripheral) {
   if (peripheral.devices.empty() || peripheral.devices.size() > UINT8_MAX) {
-    throw DescriptionError(peripheral.service + " wants 1 to 255 devices");
+    fail(peripheral, peripheral.service + " wants 1 to 255 devices");
   }
-  if (peripheral.aliases.size() > ROVK_MAX_ALIASES)
-    throw DescriptionError(peripheral.service + " has too many aliases");
-  if (peripheral.queue_depth == 0) throw DescriptionError(peripheral.service + " wants a queue_depth of 1 to 255");
+  if (peripheral.aliases.size() > ROVK_MAX_ALIASES) fail(peripheral, peripheral.service + " has too many aliases");
+  if (peripheral.queue_depth == 0) fail(peripheral, peripheral.service + " wants a queue_depth of 1 to 255");
 }
 
 }  // namespace
@@ -70,13 +74,13 @@ std::vector<Fitting> fittings(const UnitDescription& unit) {
       for (const DeviceDescription& device : peripheral.devices) fitting.devices.push_back(device.id);
       if (service.id == ROVK_UNITTEST_FFFF_PERIPHERAL_ID) fitting.address = ROVK_UNITTEST_PERIPHERAL_ADDRESS;
       if (peripheral.address) fitting.address = *peripheral.address;
-      if (fitting.address != 0) addresses.take(fitting.address, peripheral.service);
-      for (const uint16_t alias : peripheral.aliases) addresses.take(alias, peripheral.service);
+      if (fitting.address != 0) addresses.take(fitting.address, peripheral);
+      for (const uint16_t alias : peripheral.aliases) addresses.take(alias, peripheral);
       all.push_back(std::move(fitting));
     }
   }
   for (Fitting& fitting : all) {
-    if (fitting.address == 0) fitting.address = addresses.next_free(*fitting.service);
+    if (fitting.address == 0) fitting.address = addresses.next_free(*fitting.service, *fitting.description);
   }
   const catalogue::Service& router = *catalogue::find_service_by_id(ROVK_ROUTER_0000_PERIPHERAL_ID);
   all.push_back({&router,

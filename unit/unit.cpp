@@ -70,6 +70,18 @@ void fill(uint8_t* bytes, const catalogue::Record* record, std::span<const int64
   if (next != values.size()) throw std::logic_error("more values than the record has fields");
 }
 
+// A description that the view cannot be made of is told with its place in the unit file.
+std::unique_ptr<View> make_view(const Setup& setup) {
+  try {
+    return find_maker(setup.service.name)(setup);
+  } catch (const DescriptionError& error) {
+    if (setup.description.where.empty()) throw;
+    throw DescriptionError(setup.description.where + ": " + error.what());
+  }
+}
+
+using Direction = Rule::Direction;
+
 }  // namespace
 
 struct Unit::State final : Host, Answers {
@@ -78,14 +90,24 @@ struct Unit::State final : Host, Answers {
     uint32_t count;
     uint32_t value;
   };
+  // A message that lets the next one of its kind pass.
+  struct Held {
+    rovk_message message;
+    uint64_t made;
+  };
   struct Application {
     wire::Queue inbox;
     std::deque<Disturbed> disturbed;
+    std::map<Direction, Held> held;
   };
   using Due = std::pair<Time, uint64_t>;  // when, and which was made first
 
   State(const Options& given, const UnitDescription& described)
-      : options(given), clock(given.virtual_clock), description(described), whole(description.surroundings) {
+      : options(given),
+        clock(given.virtual_clock),
+        description(described),
+        plan(description.plan),
+        whole(description.surroundings) {
     build(description, *this, whole);
     bind_inputs(whole, outside);
     const std::vector<Fitting> fitted = fittings(description);
@@ -113,7 +135,7 @@ struct Unit::State final : Host, Answers {
         router = own_view.get();
         peripheral->view = std::move(own_view);
       } else {
-        peripheral->view = find_maker(fitting.service->name)(setup);
+        peripheral->view = make_view(setup);
       }
     }
     for (const auto& peripheral : peripherals) peripheral->view->reset();
@@ -184,8 +206,105 @@ struct Unit::State final : Host, Answers {
       rovk_message message = blank(application, peripheral, 0, ROVK_TYPE_EVENT);
       bytes_of(message)[ROVK_OFFSET_BODY] = id;
       std::copy_n(payload, ROVK_MESSAGE_PAYLOAD_SIZE, bytes_of(message) + ROVK_OFFSET_PAYLOAD);
-      send(application, message, present);
+      if (const Peripheral* const from = find(peripheral)) coverage.event(from->view->service(), id);
+      dispatch(Direction::event, application, message, present);
     }
+  }
+
+  // The ways between applications and peripherals, on which the plan lies in wait.
+
+  const catalogue::Service* service_at(uint16_t address) const {
+    const Peripheral* const peripheral = find(address);
+    return peripheral ? &peripheral->view->service() : nullptr;
+  }
+
+  bool is_silent(uint16_t address) const {
+    const auto found = silent.find(address);
+    return found != silent.end() && present < found->second;
+  }
+
+  // Sends an answer or event on its way, or whatever the plan makes of it.
+  void dispatch(Direction direction, uint16_t application, rovk_message message, Time when) {
+    if (!disturbed()) return send(application, message, when);
+    travel(direction, application, message, when,
+           [this, application](const rovk_message& arrived, Time at_time) { send(application, arrived, at_time); });
+  }
+
+  bool disturbed() const { return !plan.empty() || !silent.empty(); }
+
+  // Lets the plan judge a message; what comes through goes to `deliver`.
+  template <typename Deliver>
+  void travel(Direction direction, uint16_t application, rovk_message message, Time when, Deliver deliver) {
+    const auto address = static_cast<uint16_t>(load(bytes_of(message) + ROVK_OFFSET_PERIPHERAL, 2));
+    const bool was_silent = is_silent(address);
+    const Fate fate = plan.judge(direction, service_at(address), message);
+    if (fate.silent_ms) silent[address] = std::max(silent[address], present + *fate.silent_ms * 1ms);
+    if (was_silent || fate.silent_ms) return;
+    // At once, but not in the middle of what causes the message.
+    if (fate.resets) at(present, [this, address] { reset_from_outside(address); });
+    if (fate.switches_off) at(present, [this, off = fate.off_ms] { switch_off(off); });
+    const bool is_command = direction == Direction::command;
+    if (fate.lost || (!is_command && (fate.resets || fate.switches_off))) return;
+    if (fate.refusal) {
+      refuse(message, *fate.refusal);
+      if (is_command) return send(application, message, when + delay());
+    }
+    when += fate.late;
+    auto& held = applications.at(application).held;
+    if (fate.swapped && !held.contains(direction)) {
+      const uint64_t number = ++made;
+      held[direction] = {message, number};
+      // Nothing may come behind which it could go.
+      at(when + fate.swap_ms * 1ms,
+         [this, direction, application, number, deliver] { release(direction, application, number, deliver); });
+      return;
+    }
+    deliver(message, when);
+    if (fate.doubled) deliver(message, when);
+    const auto before = held.find(direction);
+    if (before != held.end()) {
+      at(when, [this, direction, application, number = before->second.made, deliver] {
+        release(direction, application, number, deliver);
+      });
+    }
+  }
+
+  template <typename Deliver>
+  void release(Direction direction, uint16_t application, uint64_t number, Deliver deliver) {
+    const auto found = applications.find(application);
+    if (found == applications.end()) return;
+    const auto held = found->second.held.find(direction);
+    if (held == found->second.held.end() || held->second.made != number) return;
+    const rovk_message message = held->second.message;
+    found->second.held.erase(held);
+    deliver(message, present);
+  }
+
+  // Turns a command or an answer into a refusal by a rule.
+  void refuse(rovk_message& message, const Rule& rule) {
+    uint8_t* const bytes = bytes_of(message);
+    const auto address = static_cast<uint16_t>(load(bytes + ROVK_OFFSET_PERIPHERAL, 2));
+    const auto application = static_cast<uint16_t>(load(bytes + ROVK_OFFSET_APPLICATION, 2));
+    message = blank(application, address, load(bytes + ROVK_OFFSET_UUID, 4), ROVK_TYPE_RESPONSE);
+    bytes[ROVK_OFFSET_BODY] = ROVK_RESPONSE_ERROR_INFO;
+    store(bytes + ROVK_OFFSET_PAYLOAD, 2, address);
+    store(bytes + ROVK_OFFSET_ERROR_ID, 2, rule.error);
+    std::copy(rule.detail.begin(), rule.detail.end(), bytes + ROVK_OFFSET_ERROR_DATA);
+    if (const auto* const service = service_at(address)) coverage.error(*service, rule.error);
+  }
+
+  void reset_from_outside(uint16_t address) {
+    Peripheral* const peripheral = find(address);
+    if (peripheral && powered) reset(*peripheral, static_cast<uint16_t>(ResetType::watchdog));
+  }
+
+  void switch_off(int64_t off_ms) {
+    set_power(false);
+    if (off_ms > 0) at(present + off_ms * 1ms, [this] { set_power(true); });
+  }
+
+  void arrive(uint16_t application, const rovk_message& command) {
+    if (powered && applications.contains(application)) handle(application, command);
   }
 
   void report(uint16_t peripheral, uint16_t error, const uint8_t* data) {
@@ -205,7 +324,7 @@ struct Unit::State final : Host, Answers {
 
   void answer(uint16_t application, rovk_message message, Time when) {
     auto& pending = applications.at(application).disturbed;
-    if (pending.empty()) return send(application, message, when);
+    if (pending.empty()) return dispatch(Direction::answer, application, message, when);
     const Disturbed now = pending.front();
     if (--pending.front().count == 0) pending.pop_front();
     uint8_t* bytes = bytes_of(message);
@@ -225,7 +344,7 @@ struct Unit::State final : Host, Answers {
         store(bytes + ROVK_OFFSET_UUID, 4, load(bytes + ROVK_OFFSET_UUID, 4) ^ 0x00800000);
         break;
     }
-    send(application, message, when);
+    dispatch(Direction::answer, application, message, when);
   }
 
   // Does what is due up to `until`, each at its own time.
@@ -302,7 +421,8 @@ struct Unit::State final : Host, Answers {
   }
 
   void write_refusal(rovk_message& reply, const catalogue::Service& service, const Refusal& refusal,
-                     uint16_t answerer) const {
+                     uint16_t answerer) {
+    coverage.error(service, refusal.id);
     const catalogue::Error* error = catalogue::find_error(service, refusal.id);
     if (!error) error = catalogue::find_error(catalogue::common(), refusal.id);
     uint8_t* body = bytes_of(reply);
@@ -349,6 +469,7 @@ struct Unit::State final : Host, Answers {
       if (!is_common) service = &peripheral->view->service();
       const catalogue::Command* row = catalogue::find_command(*service, opcode);
       if (!row) throw Refusal{ROVK_COMMON_ERROR_UNKNOWN_COMMAND};
+      coverage.command(*service, *row);
       Call call(*service, *row, {given + ROVK_OFFSET_PAYLOAD, ROVK_MESSAGE_PAYLOAD_SIZE}, application);
       check(*peripheral, call, is_common);
       if (is_common && opcode == ROVK_COMMON_COMMAND_RESET) {
@@ -379,6 +500,9 @@ struct Unit::State final : Host, Answers {
   Options options;
   Clock clock;
   UnitDescription description;
+  Plan plan;
+  Coverage coverage;
+  std::map<uint16_t, Time> silent;  // until when a peripheral neither hears nor answers
   World outside;
   Time present{0};
   uint64_t made = 0;
@@ -426,7 +550,15 @@ void Unit::submit(uint16_t application, const rovk_message& message) {
   }
   if (state_->clock.is_virtual()) state_->run_until(state_->present + state_->options.processing);
   if (!state_->powered) return;  // nobody hears it
-  state_->handle(application, message);
+  if (!state_->disturbed()) {
+    state_->handle(application, message);
+  } else {
+    state_->travel(Direction::command, application, message, state_->present,
+                   [state = state_.get(), application](const rovk_message& arrived, Time when) {
+                     if (when <= state->present) return state->arrive(application, arrived);
+                     state->at(when, [state, application, arrived] { state->arrive(application, arrived); });
+                   });
+  }
   run();
 }
 
@@ -459,6 +591,10 @@ std::optional<Time> Unit::next_due() const {
 
 void Unit::advance_to(Time when) {
   if (state_->clock.is_virtual()) state_->run_until(std::max(when, state_->clock.now()));
+}
+
+void Unit::stop_at(Time when) {
+  state_->at(when, [] {});
 }
 
 Clock& Unit::clock() { return state_->clock; }
@@ -517,6 +653,16 @@ bool Unit::spontaneous_error(uint16_t address, uint16_t error_id, const uint8_t*
   run();
   return true;
 }
+
+void Unit::set_plan(const PlanDescription& plan) {
+  run();
+  state_->plan = Plan(plan);
+  state_->silent.clear();
+}
+
+const Plan& Unit::plan() const { return state_->plan; }
+
+const Coverage& Unit::coverage() const { return state_->coverage; }
 
 bool Unit::disturb(uint16_t application, std::string_view what, uint32_t count, uint32_t value) {
   const auto row = std::find_if(std::begin(disturbances), std::end(disturbances),

@@ -11,6 +11,8 @@
 
 #include "rovk/types.h"
 #include "unit/clock.h"
+#include "unit/coverage.h"
+#include "unit/plan.h"
 #include "unit/profiles/description.h"
 #include "unit/things/board.h"
 #include "unit/world.h"
@@ -64,6 +66,8 @@ class Unit {
   std::optional<Time> next_due() const;
   // Moves a virtual clock to `when`, doing on the way, each at its own time, all that falls due.
   void advance_to(Time when);
+  // Plans nothing for that time but that it is somebody's next due time, at which a wait ends.
+  void stop_at(Time when);
   Clock& clock();
 
   const UnitDescription& description() const;
@@ -86,6 +90,10 @@ class Unit {
   // Disturbs the next `count` answers to an application: "lose", "duplicate", "delay" (by `value`
   // milliseconds), "corrupt" (another type byte), "misdirect" (another uuid). False: no such disturbance.
   bool disturb(uint16_t application, std::string_view what, uint32_t count, uint32_t value);
+  // From now on messages meet with what these rules say, in place of the rules before.
+  void set_plan(const PlanDescription& plan);
+  const Plan& plan() const;
+  const Coverage& coverage() const;
 
  private:
   struct State;

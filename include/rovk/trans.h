@@ -63,6 +63,9 @@ enum rovktrans_failure {
  *                       moves by so much, 1 when left out, else 0
  *   unit=NAME           contexts of this process that give the same name share one unit; the options of
  *                       the unit are those of the first, and others must agree or leave them out
+ *   profile=NAME        a shipped unit: everything, four_imagers, newer, older or thermal
+ *   file=PATH           the unit that a file describes, in place of a shipped one
+ *   addresses=shuffled  gives the peripherals other addresses, which ones by seed=N
  * `pointer` is not used. The handle is a number, not an address. -EINVAL: unknown text or option, or a
  * malformed value; `*slot` is null, and a line in the log names what is wrong. */
 int32_t rovktrans_init(const char* text, void* pointer, void** slot);

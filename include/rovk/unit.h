@@ -44,6 +44,31 @@ int32_t rovk_unit_spontaneous_error(void* context, uint16_t address, uint16_t er
  * -ENOENT: no such disturbance. */
 int32_t rovk_unit_disturb(void* context, const char* what, uint32_t count, uint32_t value);
 
+/* Takes rules by which messages meet with mishaps, in place of those before: [[fault]] tables as a unit
+ * file has them, and fault_seed. Null or "": none. -EINVAL: a rule is not right; nothing has changed. */
+int32_t rovk_unit_plan(void* context, const char* rules);
+
+/* Switches the whole unit off (0) or on. Off, it hears and answers nothing. */
+int32_t rovk_unit_set_power(void* context, int32_t on);
+
+/* Calls `action` once, with `runs` 1, when the unit's clock has come to `when_ns`: on the thread that
+ * waits on this context or advances the clock, inside that call. An action may use the functions of this
+ * header; commands fail there with -EBUSY. When the context closes before, it is called with `runs` 0, to
+ * free what `pointer` refers to, and to do nothing else. */
+typedef void (*rovk_unit_action)(void* pointer, int32_t runs);
+int32_t rovk_unit_at(void* context, uint64_t when_ns, rovk_unit_action action, void* pointer);
+
+/* What only an onlooker sees, at a time of the unit's clock, 0 for now: "light" (0, 1), "relay_energised",
+ * "relay_open" (0, 1), "alarm_millivolts", "switch" (0, 1), "temperature" (millidegrees Celsius),
+ * "rail_microwatts", "heater", "illuminator" (milliwatts given now), "fan_rpm". `index` counts things over
+ * all boards. -ENOENT: no such probe. -ENXIO: no such thing. */
+int32_t rovk_unit_probe(void* context, const char* what, uint32_t index, uint64_t when_ns, int64_t* value);
+
+/* Writes lines, and a zero at their end: "injected PLACE COUNT" for each rule, then for each command, event
+ * and error of the protocol "command led_0001 set_state 12", how often the unit met with it. `*needed` is
+ * the room that they want; what has none is cut off. */
+int32_t rovk_unit_report(void* context, char* text, uint32_t size, uint32_t* needed);
+
 #ifdef __cplusplus
 }
 #endif

@@ -11,6 +11,7 @@
 namespace {
 
 using rovk::transport::Hand;
+using rovk::unit::Time;
 
 // Never destroyed: a context may still be open while the process ends.
 struct Owners {
@@ -44,6 +45,7 @@ rovk_transport::~rovk_transport() {
     const std::lock_guard lock(owners().mutex);
     owners().hands.erase(owner_);
   }
+  for (const auto& [when, action] : actions_) action.run(action.pointer, 0);
   const std::lock_guard lock(shared_->mutex);
   std::erase(shared_->connections, this);
   shared_->unit.leave(application_);
@@ -64,6 +66,26 @@ int32_t rovk_transport::descriptor(uint64_t wake_ns) {
 bool rovk_transport::has_lost_events() {
   const uint64_t before = std::exchange(lost_events_, shared_->unit.lost_events(application_));
   return lost_events_ != before;
+}
+
+void rovk_transport::plan_action(Time when, rovk_unit_action action, void* pointer) {
+  actions_.emplace(when, Action{action, pointer});
+}
+
+std::optional<Time> rovk_transport::next_action() const {
+  return actions_.empty() ? std::nullopt : std::optional(actions_.begin()->first);
+}
+
+void rovk_transport::run_actions(std::unique_lock<std::mutex>& lock) {
+  if (acting_) return;
+  while (!doomed_ && !actions_.empty() && actions_.begin()->first <= shared_->unit.clock().now()) {
+    const Action action = actions_.extract(actions_.begin()).mapped();
+    acting_ = true;
+    lock.unlock();
+    action.run(action.pointer, 1);
+    lock.lock();
+    acting_ = false;
+  }
 }
 
 uint64_t rovk_transport::due() {

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
+#include <optional>
 
+#include "rovk/unit.h"
 #include "transport/shared_unit.h"
 
 struct rovk_transport {
@@ -25,13 +28,30 @@ struct rovk_transport {
   // Sets the timer behind the descriptor to when there is something to do next.
   void arm();
 
+  // Actions at a time of the unit's clock. They run without the mutex, since they act on the unit, and
+  // while one runs nothing can be sent or received.
+  void plan_action(rovk::unit::Time when, rovk_unit_action action, void* pointer);
+  std::optional<rovk::unit::Time> next_action() const;
+  void run_actions(std::unique_lock<std::mutex>& lock);
+  bool acting() const { return acting_; }
+  // Closed by an action: whoever runs it deletes the connection.
+  void doom() { doomed_ = true; }
+  bool doomed() const { return doomed_; }
+
  private:
+  struct Action {
+    rovk_unit_action run;
+    void* pointer;
+  };
   uint64_t due();
 
   std::shared_ptr<rovk::transport::SharedUnit> shared_;
   void* owner_;
   uint16_t application_;
   uint64_t lost_events_ = 0;
+  std::multimap<rovk::unit::Time, Action> actions_;
+  bool acting_ = false;
+  bool doomed_ = false;
   int timer_ = -1;
   uint64_t wake_ns_ = UINT64_MAX;
   uint64_t armed_ns_ = UINT64_MAX;  // unit's clock; 0: readable at once; UINT64_MAX: not armed

@@ -5,9 +5,12 @@
 #include <charconv>
 #include <cstdint>
 #include <iterator>
+#include <string>
 #include <string_view>
+#include <vector>
 
 #include "transport/reason.h"
+#include "unit/profiles/reader.h"
 
 namespace rovk::transport {
 namespace {
@@ -40,6 +43,28 @@ bool set_unit(Options& options, std::string_view value) {
   return !value.empty();
 }
 
+bool set_profile(Options& options, std::string_view value) {
+  const std::vector<std::string> names = unit::profile_names();
+  options.profile = value;
+  return std::find(names.begin(), names.end(), value) != names.end();
+}
+
+bool set_file(Options& options, std::string_view value) {
+  options.file = value;
+  return !value.empty();
+}
+
+bool set_addresses(Options& options, std::string_view value) {
+  if (value != "described" && value != "shuffled") return false;
+  options.shuffled = value == "shuffled";
+  return true;
+}
+
+bool set_seed(Options& options, std::string_view value) {
+  options.seed = parse_number(value);
+  return options.seed.has_value();
+}
+
 struct Option {
   const char* key;
   const char* form;     // as a list of the options shows it
@@ -57,6 +82,14 @@ constexpr Option known[] = {
      [](const Options& options) { return options.processing.has_value(); }, set_processing},
     {"unit", "unit=NAME", "a name of one letter or more", [](const Options& options) { return !options.unit.empty(); },
      set_unit},
+    {"profile", "profile=NAME", "everything, four_imagers, newer, older or thermal",
+     [](const Options& options) { return !options.profile.empty(); }, set_profile},
+    {"file", "file=PATH", "the path of a unit file", [](const Options& options) { return !options.file.empty(); },
+     set_file},
+    {"addresses", "addresses=described|shuffled", "described or shuffled",
+     [](const Options& options) { return options.shuffled.has_value(); }, set_addresses},
+    {"seed", "seed=N", "a whole number from 0 to 4294967295",
+     [](const Options& options) { return options.seed.has_value(); }, set_seed},
 };
 
 int length(std::string_view text) { return static_cast<int>(text.size()); }
@@ -101,9 +134,14 @@ std::optional<Options> parse_options(const char* text) {
   for (;;) {
     const std::string_view option = rest.substr(0, rest.find('&'));
     if (!set_option(options, option)) return std::nullopt;
-    if (option.size() == rest.size()) return options;
+    if (option.size() == rest.size()) break;
     rest.remove_prefix(option.size() + 1);
   }
+  if (!options.profile.empty() && !options.file.empty()) {
+    fail(-EINVAL, "profile and file both say what the unit is; give one of them");
+    return std::nullopt;
+  }
+  return options;
 }
 
 }  // namespace rovk::transport

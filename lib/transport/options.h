@@ -4,9 +4,14 @@
 //   processing_ms=N     time that the unit works on a command, by which a command moves a virtual clock;
 //                       1 when left out with a virtual clock, else 0
 //   unit=NAME           contexts of this process that give the same name share one unit
+//   profile=NAME        a shipped unit; everything when left out
+//   file=PATH           the unit that a file describes, in place of a shipped one
+//   addresses=shuffled  other addresses for all peripherals; described when left out
+//   seed=N              which ones, and the seed of the unit file's faults; 1 when left out
 #pragma once
 
 #include <chrono>
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -17,6 +22,10 @@ struct Options {
   std::optional<std::chrono::nanoseconds> latency;
   std::optional<std::chrono::nanoseconds> processing;
   std::string unit;  // empty: a unit of one's own
+  std::string profile;
+  std::string file;
+  std::optional<bool> shuffled;
+  std::optional<uint32_t> seed;
 };
 
 // Empty: an unknown way or option, a malformed value, an option given twice; the reason is left in reason.h.

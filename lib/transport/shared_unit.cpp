@@ -4,6 +4,7 @@
 #include <string>
 
 #include "transport/connection.h"
+#include "unit/profiles/reader.h"
 
 namespace rovk::transport {
 namespace {
@@ -11,6 +12,7 @@ namespace {
 struct Named {
   std::weak_ptr<SharedUnit> unit;
   unit::Options options;
+  Options given;
 };
 
 // Never destroyed: a context may still be open while the process ends.
@@ -37,9 +39,30 @@ unit::Options unit_options(const Options& given) {
   return unit_options(given, {.virtual_clock = is_virtual, .processing = processing});
 }
 
+unit::UnitDescription description_of(const Options& options) {
+  unit::UnitDescription description = options.file.empty()
+                                          ? unit::profile(options.profile.empty() ? "everything" : options.profile)
+                                          : unit::read_unit(options.file);
+  if (options.shuffled.value_or(false)) unit::shuffle_addresses(description, options.seed.value_or(1));
+  if (options.seed) description.plan.seed = *options.seed;
+  return description;
+}
+
+bool is_plain(const Options& options) {
+  return options.file.empty() && options.profile.empty() && !options.shuffled.value_or(false);
+}
+
+// Whether the second is asked for the same unit as the first was made from; what is left out agrees.
+bool agree(const Options& first, const Options& second) {
+  return (second.profile.empty() || second.profile == first.profile) &&
+         (second.file.empty() || second.file == first.file) &&
+         (!second.shuffled || second.shuffled == first.shuffled) && (!second.seed || second.seed == first.seed);
+}
+
 }  // namespace
 
-SharedUnit::SharedUnit(const Options& options) : unit(unit_options(options)) {}
+SharedUnit::SharedUnit(const Options& options)
+    : unit(unit_options(options), is_plain(options) ? unit::everything() : description_of(options)) {}
 
 void SharedUnit::changed() {
   for (rovk_transport* connection : connections) connection->arm();
@@ -53,10 +76,13 @@ std::shared_ptr<SharedUnit> acquire_unit(const Options& options) {
   const auto found = names().units.find(options.unit);
   if (found != names().units.end()) {
     const Named& named = found->second;
-    if (auto unit = named.unit.lock()) return unit_options(options, named.options) == named.options ? unit : nullptr;
+    if (auto unit = named.unit.lock()) {
+      const bool same = unit_options(options, named.options) == named.options && agree(named.given, options);
+      return same ? unit : nullptr;
+    }
   }
   auto unit = std::make_shared<SharedUnit>(options);
-  names().units[options.unit] = {unit, unit_options(options)};
+  names().units[options.unit] = {unit, unit_options(options), options};
   return unit;
 }
 

@@ -12,6 +12,7 @@
 #include "transport/connection.h"
 #include "transport/guard.h"
 #include "transport/reason.h"
+#include "unit/fittings.h"
 
 namespace {
 
@@ -53,7 +54,12 @@ int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot
   return guarded([&]() -> int32_t {
     const auto options = rovk::transport::parse_options(text);
     if (!options) return -EINVAL;
-    auto shared = rovk::transport::acquire_unit(*options);
+    std::shared_ptr<SharedUnit> shared;
+    try {
+      shared = rovk::transport::acquire_unit(*options);
+    } catch (const rovk::unit::DescriptionError& error) {
+      return rovk::transport::fail(-EINVAL, "%s", error.what());
+    }
     if (!shared) {
       return rovk::transport::fail(-EINVAL, "unit '%s' is open with other options; give the same, or leave them out",
                                    options->unit.c_str());
@@ -63,7 +69,10 @@ int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot
   });
 }
 
-void rovk_transport_close(rovk_transport* transport) { delete transport; }
+void rovk_transport_close(rovk_transport* transport) {
+  if (transport && transport->acting()) return transport->doom();
+  delete transport;
+}
 
 uint16_t rovk_transport_application(rovk_transport* transport) {
   return transport ? transport->application() : uint16_t{0};
@@ -71,6 +80,7 @@ uint16_t rovk_transport_application(rovk_transport* transport) {
 
 int32_t rovk_transport_send(rovk_transport* transport, const rovk_message* message) {
   if (!transport || !message) return -EINVAL;
+  if (transport->acting()) return -EBUSY;
   return guarded([&]() -> int32_t {
     SharedUnit& shared = transport->shared();
     const std::lock_guard lock(shared.mutex);
@@ -82,7 +92,8 @@ int32_t rovk_transport_send(rovk_transport* transport, const rovk_message* messa
 
 int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message, uint64_t deadline_ns) {
   if (!transport || !message) return -EINVAL;
-  return guarded([&]() -> int32_t {
+  if (transport->acting()) return -EBUSY;
+  const int32_t received = guarded([&]() -> int32_t {
     SharedUnit& shared = transport->shared();
     const Time deadline = to_time(deadline_ns);
     std::unique_lock lock(shared.mutex);
@@ -90,12 +101,16 @@ int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message,
     if (transport->has_lost_events()) return -ENOBUFS;
     do {
       shared.unit.run();
+      transport->run_actions(lock);
+      if (transport->doomed()) return -ESHUTDOWN;
       if (shared.unit.take(transport->application(), *message)) break;
       status = shared.unit.clock().now() >= deadline ? -ETIMEDOUT : wait(shared, lock, deadline);
     } while (status == 0);
     shared.changed();
     return status;
   });
+  if (transport->doomed()) delete transport;
+  return received;
 }
 
 uint64_t rovk_transport_lost_events(rovk_transport* transport) {

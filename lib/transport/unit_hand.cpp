@@ -7,16 +7,14 @@
 #include <cerrno>
 #include <cinttypes>
 
-#include "transport/connection.h"
-#include "transport/guard.h"
-#include "transport/reason.h"
+#include "transport/with_unit.h"
 #include "unit/world.h"
 
 namespace {
 
 using rovk::transport::add_reason;
 using rovk::transport::fail;
-using rovk::transport::Hand;
+using rovk::transport::with_unit;
 using rovk::unit::Input;
 using rovk::unit::InputRow;
 using rovk::unit::Time;
@@ -63,20 +61,6 @@ int32_t check_value(const InputRow& row, const rovk::unit::World::Hand& hand, in
   return -ERANGE;
 }
 
-// Runs `work(unit, application)` on the unit behind the context, and lets what it caused be seen.
-template <typename Work>
-int32_t with_unit(void* context, Work work) {
-  rovk::transport::clear_reason();
-  return rovk::guarded([&]() -> int32_t {
-    const Hand hand = rovk::transport::find_hand(context);
-    if (!hand.shared) return fail(-EINVAL, "the context is closed, or not one that rovktrans_init gave");
-    const std::lock_guard lock(hand.shared->mutex);
-    const int32_t status = work(hand.shared->unit, hand.application);
-    hand.shared->changed();
-    return status;
-  });
-}
-
 template <typename Work>
 int32_t with_input(void* context, const char* name, uint32_t index, Work work) {
   return with_unit(context, [&](rovk::unit::Unit& unit, uint16_t) -> int32_t {
@@ -94,18 +78,6 @@ int32_t rovk_unit_now(void* context, uint64_t* now_ns) {
   return with_unit(context, [&](rovk::unit::Unit& unit, uint16_t) -> int32_t {
     if (!now_ns) return fail_null();
     *now_ns = static_cast<uint64_t>(unit.clock().now().count());
-    return 0;
-  });
-}
-
-int32_t rovk_unit_advance(void* context, uint64_t duration_ns) {
-  return with_unit(context, [&](rovk::unit::Unit& unit, uint16_t) -> int32_t {
-    if (!unit.clock().is_virtual()) return fail(-EPERM, "the clock is real; open with sim?clock=virtual");
-    const Time now = unit.clock().now();
-    if (duration_ns > static_cast<uint64_t>((Time::max() - now).count())) {
-      return fail(-EINVAL, "the clock ends 292 years from the start");
-    }
-    unit.advance_to(now + Time(static_cast<int64_t>(duration_ns)));
     return 0;
   });
 }

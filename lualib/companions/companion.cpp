@@ -12,6 +12,7 @@
 #include <rovk/unit.h>
 #include <string.h>
 
+#include "bad_days.h"
 #include "barrier.h"
 #include "context.h"
 #include "elements.h"
@@ -270,6 +271,10 @@ const luaL_Reg functions[] = {
 int luaopen_rovk_companion(lua_State* L) {
   lua_newtable(L);
   for (const luaL_Reg* row = functions; row->name; ++row) {
+    lua_pushcfunction(L, row->func);
+    lua_setfield(L, -2, row->name);
+  }
+  for (const luaL_Reg* row = rovk_bad_days; row->name; ++row) {
     lua_pushcfunction(L, row->func);
     lua_setfield(L, -2, row->name);
   }

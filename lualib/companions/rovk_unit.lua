@@ -49,4 +49,73 @@ unit.spontaneous_error = companion.spontaneous_error
 -- "lose", "duplicate", "delay" (by `value` milliseconds), "corrupt" or "misdirect".
 unit.disturb = companion.disturb
 
+--- Switches the whole unit on (true) or off (false). Off, it hears and answers nothing.
+function unit.power(context, on)
+  return companion.power(context, on)
+end
+
+-- A value as a unit file spells it.
+local function spell(value)
+  if type(value) == "string" then
+    return '"' .. value:gsub('[%c"\\]', function(character)
+      return ("\\u%04x"):format(character:byte())
+    end) .. '"'
+  elseif type(value) == "number" then
+    return (value % 1 == 0 and "%d" or "%.17g"):format(value)
+  elseif type(value) == "table" then
+    local items = {}
+    for position, item in ipairs(value) do
+      items[position] = spell(item)
+    end
+    return "[" .. table.concat(items, ", ") .. "]"
+  end
+  return tostring(value)
+end
+
+--- Lets messages meet with mishaps from now on, in place of what was planned before. `rules` is a list of
+-- tables with the keys of a [[fault]] of a unit file, and may have a field `seed`; nil ends all.
+-- What is wrong with a rule is told as "rule:N: ...".
+function unit.plan(context, rules)
+  local lines = {}
+  for position, rule in ipairs(rules or {}) do
+    local fields = {}
+    for key, value in pairs(rule) do
+      fields[#fields + 1] = spell(tostring(key)) .. " = " .. spell(value)
+    end
+    lines[position] = "{ " .. table.concat(fields, ", ") .. " }"
+  end
+  -- The n-th rule on the n-th line.
+  local seed = rules and rules.seed and ("\nfault_seed = " .. spell(rules.seed)) or ""
+  return companion.plan(context, "fault = [" .. table.concat(lines, ",\n") .. "]" .. seed)
+end
+
+--- Calls `f` when the unit's clock reads `ms`. `f` acts on the unit by the functions of this module; it runs
+-- inside whatever waits on the context then, and commands fail in it.
+function unit.at(context, ms, f)
+  return companion.at(context, ms, f)
+end
+
+--- What only an onlooker sees: `what` is one of those of rovk_unit_probe in include/rovk/unit.h. `ms` is a
+-- time of the unit's clock, now when left out.
+function unit.probe(context, what, index, ms)
+  return companion.probe(context, what, index, ms)
+end
+
+--- What happened so far: `injected` is a list with a count for each rule; `commands`, `events` and `errors`
+-- have a count for each that the protocol has, by names as in "led_0001.set_state". 0: not tried yet.
+function unit.report(context)
+  local text, message, status = companion.report(context)
+  if not text then
+    return nil, message, status
+  end
+  local report = { injected = {}, commands = {}, events = {}, errors = {} }
+  for kind, first, second, count in text:gmatch("(%l+) (%S+) (%S+) (%d+)\n") do
+    report[kind .. "s"][first .. "." .. second] = tonumber(count)
+  end
+  for count in text:gmatch("injected %S+ (%d+)\n") do
+    report.injected[#report.injected + 1] = tonumber(count)
+  end
+  return report
+end
+
 return unit

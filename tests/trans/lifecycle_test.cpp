@@ -23,8 +23,8 @@ sim?clock=virtual&timeout_ms=5&latency_ms=0)");
       R"(SIM|tcp|simulator|sim?|sim&|?timeout_ms=5|sim?timeout_ms|sim?timeout_ms=|sim?timeout_ms=0|
 sim?timeout_ms=-1|sim?timeout_ms=5s|sim?timeout_ms= 5|sim?timeout_ms=4294967296|sim?timeout_ms=5&timeout_ms=5|
 sim?timeout_ms=5&|sim?&timeout_ms=5|sim?clock=virtual&clock=virtual|sim?clock=stopped|sim?latency_ms=1x|
-sim?latency_ms=-3|sim?latency_ms=1&latency_ms=1|
-sim?processing_ms=1&processing_ms=1|sim?unit=|sim?unit=a&unit=b|sim?speed=9)");
+sim?latency_ms=-3|sim?latency_ms=1&latency_ms=1|sim?profile=none|sim?file=|sim?profile=newer&file=a|
+sim?addresses=any|sim?seed=x|sim?processing_ms=1&processing_ms=1|sim?unit=|sim?unit=a&unit=b|sim?speed=9)");
   for (std::string text; std::getline(taken >> std::ws, text, '|');) init(text.c_str(), 0);
   for (std::string text; std::getline(refused >> std::ws, text, '|');) {
     lines.clear();
@@ -36,7 +36,7 @@ sim?processing_ms=1&processing_ms=1|sim?unit=|sim?unit=a&unit=b|sim?speed=9)");
   }
   EXPECT_EQ(
       "rovktrans_init cannot open 'sim?speed=9': no option 'speed'; there are clock=real|virtual, latency_ms=N, "
-      "processing_ms=N, unit=NAME, timeout_ms=N",
+      "processing_ms=N, unit=NAME, profile=NAME, file=PATH, addresses=described|shuffled, seed=N, timeout_ms=N",
       lines[0].substr(2));
   EXPECT_EQ(-EINVAL, rovktrans_init("sim", nullptr, nullptr));
 }

@@ -189,7 +189,7 @@ TEST(Description, IsCheckedAndAddsUp) {
   EXPECT_EQ(refusal({.service = "exposure_001c"}), "");
   EXPECT_EQ(refusal({.service = "nothing_0099"}), "there is no service nothing_0099");
   EXPECT_EQ(refusal({.service = "exposure_001c", .address = 0x011a, .aliases = {0x011a}}),
-            "address 0x011a of exposure_001c is taken");
+            "address 0x011a of exposure_001c is taken by exposure_001c");
   EXPECT_EQ(refusal({.service = "relay_0019"}), "device 0 of relay_0019 shows what is on no board");
   EXPECT_EQ(refusal({.service = "exposure_001c", .values = {{"gain", "percent"}}}),
             "exposure_001c keeps no gain.percent");

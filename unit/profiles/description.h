@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "unit/plan.h"
 #include "unit/things/alarm_line.h"
 #include "unit/things/drives.h"
 #include "unit/things/eeprom.h"
@@ -60,6 +61,9 @@ struct PeripheralDescription {
   int64_t boot_ms = 20;  // from a reset to its event; meanwhile it answers with `busy`
   rovk_version implementation = {1, 0};
   std::vector<ValueDescription> values = {};
+  // What a file calls it, unique on its board; left out: the service.
+  std::string name = {};
+  std::string where = {};  // "FILE:LINE" of a unit file
 };
 
 struct ConverterDescription {
@@ -96,6 +100,7 @@ struct BoardDescription {
   std::vector<things::FileStore::Build> file_stores = {};
 
   std::vector<PeripheralDescription> peripherals = {};
+  std::string where = {};  // "FILE:LINE" of a unit file
 };
 
 struct UnitDescription {
@@ -103,6 +108,7 @@ struct UnitDescription {
   std::vector<BoardDescription> boards;  // the router is part of the unit and stands in none of them
   things::Surroundings::Build surroundings = {};
   int64_t boot_ms = 500;  // from power-on until the peripherals start to boot
+  PlanDescription plan = {};
 };
 
 // The default unit: every service of the catalogue, every numbered device.

@@ -1,0 +1,144 @@
+// The native half of what rovk_unit has for bad days: plans, actions at a time, probes, the report.
+//
+// Every function gives its result, or nil, a text and the negative status.
+#include "bad_days.h"
+
+#include <errno.h>
+#include <rovk/bridge.h>
+#include <rovk/transport.h>
+#include <rovk/unit.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+
+#include "context.h"
+
+#pragma weak rovk_transport_reason
+#pragma weak rovk_unit_plan
+#pragma weak rovk_unit_at
+#pragma weak rovk_unit_now
+#pragma weak rovk_unit_probe
+#pragma weak rovk_unit_report
+#pragma weak rovk_unit_set_power
+
+namespace {
+
+constexpr double nanoseconds_per_ms = 1e6;
+constexpr double century_ms = 100.0 * 366 * 86400e3;
+
+template <typename Function>
+void check_present(lua_State* L, Function* function, const char* name) {
+  if (!function) luaL_error(L, "the librovk-transport under this program has no %s", name);
+}
+
+#define CHECK_UNIT(name) check_present(L, name, #name)
+
+int push_result(lua_State* L, int32_t status) {
+  if (status >= 0) {
+    lua_pushboolean(L, 1);
+    return 1;
+  }
+  const char* const reason = rovk_transport_reason ? rovk_transport_reason() : "";
+  lua_pushnil(L);
+  lua_pushstring(L, *reason ? reason : strerror(-status));
+  lua_pushnumber(L, status);
+  return 3;
+}
+
+uint64_t check_time(lua_State* L, int index) {
+  const double ms = luaL_checknumber(L, index);
+  if (!(ms >= 0 && ms <= century_ms)) luaL_argerror(L, index, "milliseconds of the unit's clock expected");
+  return static_cast<uint64_t>(ms * nanoseconds_per_ms);
+}
+
+int plan(lua_State* L) {
+  CHECK_UNIT(rovk_unit_plan);
+  void* const context = rovk_check_context(L, 1);
+  return push_result(L, rovk_unit_plan(context, luaL_checkstring(L, 2)));
+}
+
+int set_power(lua_State* L) {
+  CHECK_UNIT(rovk_unit_set_power);
+  void* const context = rovk_check_context(L, 1);
+  luaL_checktype(L, 2, LUA_TBOOLEAN);
+  return push_result(L, rovk_unit_set_power(context, lua_toboolean(L, 2)));
+}
+
+// A Lua function that waits for its time, on a thread of its own which the registry keeps.
+struct Waiting {
+  lua_State* thread;
+  int reference;
+};
+
+// An error goes where those of callbacks go, or else to the standard error stream.
+void report_error(lua_State* L) {
+  lua_getfield(L, LUA_REGISTRYINDEX, ROVK_ON_ERROR_KEY);
+  lua_insert(L, -2);
+  if (lua_isfunction(L, -2)) {
+    lua_pushliteral(L, "an action of rovk_unit.at");
+    if (lua_pcall(L, 2, 0, 0) == 0) return;
+  }
+  const char* const text = lua_tostring(L, -1);
+  fprintf(stderr, "rovk: error in an action of rovk_unit.at: %s\n", text ? text : "(no text)");
+}
+
+void act(void* pointer, int32_t runs) {
+  auto* const waiting = static_cast<Waiting*>(pointer);
+  lua_State* const L = waiting->thread;
+  if (runs && lua_pcall(L, 0, 0, 0) != 0) report_error(L);
+  lua_settop(L, 0);
+  luaL_unref(L, LUA_REGISTRYINDEX, waiting->reference);
+  free(waiting);
+}
+
+int at(lua_State* L) {
+  CHECK_UNIT(rovk_unit_at);
+  void* const context = rovk_check_context(L, 1);
+  const uint64_t when = check_time(L, 2);
+  luaL_checktype(L, 3, LUA_TFUNCTION);
+  lua_State* const thread = lua_newthread(L);
+  const int reference = luaL_ref(L, LUA_REGISTRYINDEX);
+  lua_pushvalue(L, 3);
+  lua_xmove(L, thread, 1);
+  auto* const waiting = static_cast<Waiting*>(malloc(sizeof(Waiting)));
+  if (waiting) *waiting = {thread, reference};
+  const int32_t status = waiting ? rovk_unit_at(context, when, act, waiting) : -ENOMEM;
+  if (status < 0) {
+    luaL_unref(L, LUA_REGISTRYINDEX, reference);
+    free(waiting);
+  }
+  return push_result(L, status);
+}
+
+int probe(lua_State* L) {
+  CHECK_UNIT(rovk_unit_probe);
+  void* const context = rovk_check_context(L, 1);
+  const char* const what = luaL_checkstring(L, 2);
+  const double index = luaL_optnumber(L, 3, 0);
+  if (!(index >= 0 && index <= 65535)) luaL_argerror(L, 3, "an index from 0 expected");
+  int64_t value = 0;
+  const int32_t status = rovk_unit_probe(context, what, static_cast<uint32_t>(index),
+                                         lua_isnoneornil(L, 4) ? 0 : check_time(L, 4), &value);
+  if (status < 0) return push_result(L, status);
+  lua_pushnumber(L, static_cast<double>(value));
+  return 1;
+}
+
+int report(lua_State* L) {
+  CHECK_UNIT(rovk_unit_report);
+  void* const context = rovk_check_context(L, 1);
+  uint32_t needed = 0;
+  int32_t status = rovk_unit_report(context, nullptr, 0, &needed);
+  if (status < 0) return push_result(L, status);
+  char* const text = static_cast<char*>(lua_newuserdata(L, needed));
+  status = rovk_unit_report(context, text, needed, &needed);
+  if (status < 0) return push_result(L, status);
+  lua_pushstring(L, text);
+  return 1;
+}
+
+}  // namespace
+
+const luaL_Reg rovk_bad_days[] = {
+    {"plan", plan}, {"power", set_power}, {"at", at}, {"probe", probe}, {"report", report}, {nullptr, nullptr},
+};

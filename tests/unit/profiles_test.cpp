@@ -1,0 +1,178 @@
+// Units described in files: what a file can say, what is told of one that is wrong, and the shipped ones.
+#include <filesystem>
+#include <fstream>
+
+#include "bench.h"
+#include "unit/fittings.h"
+#include "unit/profiles/reader.h"
+
+namespace rovk::unit {
+namespace {
+
+// What is wrong with a file that builds on everything, or else with the whole text.
+std::string wrong(const std::string& text) {
+  try {
+    const Unit unit({.virtual_clock = true}, read_unit_text(text, "a.toml"));
+    return "nothing";
+  } catch (const DescriptionError& error) {
+    return error.what();
+  }
+}
+
+const Fitting& fitting(const std::vector<Fitting>& all, std::string_view service, std::size_t board) {
+  for (const Fitting& row : all) {
+    if (row.service->name == service && row.board == board) return row;
+  }
+  throw std::runtime_error("no fitting");
+}
+
+TEST(UnitFile, TellsWhatIsWrongAndWhere) {
+  const std::string base = "based_on = 'everything'\n[board.processor]\n";
+  const std::string led = base + "[board.processor.peripheral.led_0001]\n";
+  const std::pair<std::string, std::string> rows[] = {
+      {"based_on = 'everything'", "nothing"},
+      {"x = ", "a.toml:1: "},
+      {"based_on = 'nosuch.toml'", "a.toml:1: cannot read unit file nosuch.toml"},
+      {"name = 'empty'", "a.toml:1: a unit wants a board"},
+      {"based_on = 'everything'\nwithout = ['led_0001', 'led_0001']", "a.toml:2: there is no board and no peripheral"},
+      {base + "lihgt = 1", "a.toml:3: no key 'lihgt' belongs here; there are light, "},
+      {base + "light = 256", "a.toml:3: a whole number from 0 to 255 is wanted, not 256"},
+      {base + "light = { 4 = {} }", "a.toml:3: '4' is no place; there are 0 to 3"},
+      {base + "light = [{}, { most_ms = 'x' }]", "a.toml:3: a whole number from 1 to 65535 is wanted"},
+      {base + "rail = { 0 = { millivolts = -1 } }", "a.toml:3: a whole number from 0 to 2147483647 is wanted, not -1"},
+      {base + "heater = { 0 = { reaches = 1.5 } }", "a.toml:3: a number from 0 to 1 is wanted, not 1.5"},
+      {base + "[[board.processor.converter]]\nchannel = [{ alarm_line = 9 }]", "a converter is wired to alarm line 9"},
+      {base + "[[board.processor.eeprom]]\nimage = 'none.bin'", "a.toml:4: cannot read the image none.bin"},
+      {led + "address = 0xffff", "address 0xffff of "},
+      {led + "address = 0x222\naliases = [0x222]", "a.toml:3: address 0x0222 of led_0001 is taken by led_0001"},
+      {led + "devices = ['LED_FRONT_PANEL_RED',\n2]", "a.toml:5: device 2 stands here twice"},
+      {led + "devices = ['NO_SUCH']", "a.toml:4: no constant is called ROVK_PERIPHERAL_DEVICE_ID_NO_SUCH"},
+      {led + "devices = [1, 2, 28, 0]", "a.toml:3: "},  // more than there are lights
+      {led + "service = 'led_9'", "a.toml:3: there is no service led_9"},
+      {led + "value.nosuch.field = 1", "a.toml:3: "},
+      {"[[fault]]\non = 'event'\ndo = 'refuse'\nerror = 'busy'", "a.toml:1: it wants 'on'"},
+      {"[[fault]]\ndo = 'refuse'\non = 'command'\nerror = 'bsuy'", "a.toml:4: there is no error bsuy"},
+      {"[[fault]]\nservice = 'led_0001'\ncommand = 'get'\ndo = 'drop'", "a.toml:3: led_0001 has no command get"},
+  };
+  for (const auto& [text, expected] : rows) {
+    EXPECT_NE(std::string::npos, wrong(text).find(expected)) << text << "\n" << wrong(text);
+  }
+  std::ofstream("image.bin") << std::string(300, 'x');
+  EXPECT_EQ("a.toml:4: the image has 300 bytes, the EEPROM has 256",
+            wrong(base + "[[board.processor.eeprom]]\nimage = 'image.bin'\nsize = 256"));
+  std::filesystem::remove("image.bin");
+}
+
+TEST(UnitFile, SaysOnlyWhatDiffers) {
+  const UnitDescription unit = read_unit_text(R"(
+based_on = "everything"
+without = ["imager 3"]
+[surroundings]
+degrees = 30
+[board.processor]
+light = { 1 = { most_ms = 5 }, 3 = { load_milliwatts = 7 } }
+relay = 3
+[board.processor.peripheral]
+led_0001 = { address = 0x222, aliases = [0x223], devices = [1, { id = "LED_FRONT_PANEL_RED", thing = 3 }] }
+second = { service = "led_0001" }
+)",
+                                              "a.toml");
+  const UnitDescription& base = everything();
+  ASSERT_EQ(base.boards.size() - 1, unit.boards.size());
+  const BoardDescription& board = unit.boards[0];
+  EXPECT_EQ(30, unit.surroundings.degrees);
+  EXPECT_EQ(base.surroundings.millilux, unit.surroundings.millilux);
+  ASSERT_EQ(4U, board.lights.size());
+  EXPECT_EQ((std::vector<int64_t>{60'000, 5, 60'000, 60'000}),
+            (std::vector{board.lights[0].most_ms, board.lights[1].most_ms, board.lights[2].most_ms,
+                         board.lights[3].most_ms}));
+  EXPECT_EQ(3U, board.relays.size());
+  EXPECT_EQ(base.boards[0].alarm_lines.size(), board.alarm_lines.size());
+  const std::vector<Fitting> fitted = fittings(unit);
+  EXPECT_EQ(0x0101, fitting(fitted, "led_0001", 0).address) << "the second one, at the first free address";
+  Bench bench(Time{0}, unit);
+  for (const uint16_t address : {uint16_t{0x222}, uint16_t{0x223}}) {
+    EXPECT_EQ(0, bench.ask("led_0001", "set_state", {{"index", 1}, {"on", 1}}, address).error);
+  }
+  EXPECT_TRUE(bench.unit.body().find<things::Light>(3)->lit());
+}
+
+// Whatever is not there, the others answer: no command of any peripheral is a crash or goes without an answer.
+TEST(Profiles, AnswerEveryCommand) {
+  for (const std::string& name : profile_names()) {
+    SCOPED_TRACE(name);
+    UnitDescription unit = profile(name);
+    shuffle_addresses(unit, 3);
+    UnitDescription again = profile(name);
+    shuffle_addresses(again, 3);
+    const std::vector<Fitting> fitted = fittings(unit);
+    Bench bench(Time{0}, unit);
+    for (const Fitting& row : fitted) {
+      EXPECT_EQ(row.address, fitting(fittings(again), row.service->name, row.board).address);
+      for (const catalogue::Command& command : row.service->commands) {
+        bench.unit.submit(bench.application, Bench::compose(row.service->name, command.name, {}, row.address));
+        bench.advance(600s);
+        rovk_message message;
+        bool answered = false;
+        while (bench.unit.take(bench.application, message)) {
+          answered = answered || reinterpret_cast<const uint8_t*>(&message)[ROVK_OFFSET_TYPE] == ROVK_TYPE_RESPONSE;
+        }
+        EXPECT_TRUE(answered) << row.service->name << " " << command.name;
+      }
+    }
+  }
+}
+
+struct Strike {
+  std::string rule;
+  std::vector<uint32_t> arrived;  // uuids of what comes back of the commands 1 to 4
+};
+
+TEST(Plan, DoesWhatItsRulesSay) {
+  const Strike rows[] = {
+      {"do = 'drop'\non = 'answer'\nnth = 2", {1, 3, 4}},
+      {"do = 'drop'\ntimes = 3\non = 'command'", {4}},
+      {"do = 'duplicate'\ncommand = 'add_one'\nnth = 3\non = 'answer'", {1, 2, 3, 3, 4}},
+      {"do = 'duplicate'\nnth = 1\non = 'command'", {1, 1, 2, 3, 4}},
+      {"do = 'delay'\nms = 50\nnth = 1\non = 'command'", {2, 3, 4, 1}},
+      {"do = 'reorder'\nms = 50\nnth = 2\non = 'answer'", {1, 3, 2, 4}},
+      {"do = 'reorder'\nms = 50\nnth = 4\non = 'command'", {1, 2, 3, 4}},
+      {"do = 'corrupt'\nbyte = 4\nvalue = 9\nnth = 1\non = 'answer'", {9, 2, 3, 4}},
+      {"do = 'drop'\nservice = 'led_0001'", {1, 2, 3, 4}},
+      {"do = 'drop'\naddress = 5", {1, 2, 3, 4}},
+      {"do = 'silence'\nms = 20\nnth = 2", {3, 4}},
+      {"do = 'power_off'\nms = 15\nnth = 2\non = 'command'", {1, 2, 4}},  // 4 finds it booting
+      {"do = 'drop'\nprobability = 0", {1, 2, 3, 4}},
+      {"do = 'refuse'\nerror = 'busy'\non = 'command'\nnth = 2", {1, 2, 3, 4}},
+  };
+  for (const auto& [rule, arrived] : rows) {
+    SCOPED_TRACE(rule);
+    Bench bench;
+    bench.unit.set_plan(read_plan("[[fault]]\n" + rule, "plan"));
+    std::vector<uint32_t> got;
+    unsigned refused = 0;
+    const auto collect = [&] {
+      rovk_message message;
+      while (bench.unit.take(bench.application, message)) {
+        const auto* const bytes = reinterpret_cast<const uint8_t*>(&message);
+        got.push_back(catalogue::load(bytes + ROVK_OFFSET_UUID, 4) & 0x01ffffff);
+        refused += bytes[ROVK_OFFSET_BODY] == ROVK_RESPONSE_ERROR_INFO;
+      }
+    };
+    for (uint32_t number = 1; number <= 4; ++number) {
+      bench.unit.submit(bench.application,
+                        Bench::compose("unittest_ffff", "add_one", {{"input", 1}}, {}, 0x20000000 + number));
+      collect();
+      bench.advance(10ms);
+      collect();
+    }
+    bench.advance(2s);
+    collect();
+    EXPECT_EQ(arrived, got);
+    const bool refuses = rule.find("refuse") != std::string::npos || rule.find("power") != std::string::npos;
+    EXPECT_EQ(refuses ? 1U : 0U, refused);
+  }
+}
+
+}  // namespace
+}  // namespace rovk::unit
