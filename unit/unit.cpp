@@ -15,8 +15,10 @@
 #include "unit/build.h"
 #include "unit/fittings.h"
 #include "unit/inputs.h"
+#include "unit/keeper.h"
 #include "unit/peripheral.h"
 #include "unit/services/common.h"
+#include "unit/services/eeprom_memory.h"
 #include "unit/services/router.h"
 #include "unit/services/views.h"
 #include "wire/queue.h"
@@ -365,6 +367,7 @@ struct Unit::State final : Host, Answers {
     peripheral.break_off({ROVK_COMMON_ERROR_COMMUNICATION_FAILURE, {broken_off}});
     peripheral.fault = 0;
     peripheral.view->reset();
+    if (keeper && keeper->prepare_forgetting(kept_name(peripheral))) keeper->commit();
     boot(peripheral, type, Time{0});
   }
 
@@ -390,6 +393,7 @@ struct Unit::State final : Host, Answers {
   void set_power(bool on) {
     if (powered == on) return;
     powered = on;
+    if (keeper && keeper->prepare_forgetting("")) keeper->commit();
     for (unsigned i = 0; i < whole.count<things::ThermalMass>(); ++i) whole.find<things::ThermalMass>(i)->power(on);
     for (const auto& peripheral : peripherals) {
       peripheral->drop();
@@ -399,6 +403,72 @@ struct Unit::State final : Host, Answers {
         boot(*peripheral, static_cast<uint16_t>(ResetType::power_on), std::chrono::milliseconds(description.boot_ms));
       }
     }
+  }
+
+  // What is kept from one run to the next.
+
+  static std::string kept_name(const Peripheral& peripheral) {
+    const Setup& setup = peripheral.view->setup();
+    return setup.board.name() + "/" + (setup.description.name.empty() ? setup.service.name : setup.description.name);
+  }
+
+  static bool is_setting(const Peripheral& peripheral, const catalogue::Command& row) {
+    return std::string_view(row.name).starts_with("set_") && !peripheral.view->takes_time(row);
+  }
+
+  static Keeper::Setting setting_of(const Peripheral& peripheral, const Call& call, const uint8_t* payload) {
+    const auto device = static_cast<uint8_t>(call.has("index") ? call.number("index") : 0);
+    return {kept_name(peripheral), call.command().opcode, {payload, payload + ROVK_MESSAGE_PAYLOAD_SIZE}, device};
+  }
+
+  static bool has_memory(const Peripheral& peripheral) {
+    return std::string_view(peripheral.view->service().name).starts_with("eeprom_");
+  }
+
+  // Puts EEPROMs that have changed on the disk. Without room there they get back what they had, and it
+  // throws a Refusal.
+  void keep_memories(const Peripheral& peripheral) {
+    if (!keeper || !has_memory(peripheral)) return;
+    for (uint8_t location = 0; location < eeprom_boards; ++location) {
+      EepromMemory& memory = eeprom_of(*this, location);
+      const std::span<const uint8_t> bytes = memory.bytes();
+      std::vector<uint8_t>& known = memories[location];
+      if (std::equal(bytes.begin(), bytes.end(), known.begin(), known.end())) continue;
+      if (!keeper->prepare_memory(location, bytes)) {
+        memory.restore(known);
+        throw Refusal{ROVK_COMMON_ERROR_NO_RESOURCES};
+      }
+      keeper->commit();
+      known.assign(bytes.begin(), bytes.end());
+    }
+  }
+
+  void keep_state(const std::string& path) {
+    auto kept = std::make_unique<Keeper>(path, description);
+    const bool has_memories = find("eeprom_raw_0012") != nullptr;
+    for (const auto& [location, bytes] : kept->memories()) {
+      if (has_memories && location < eeprom_boards) eeprom_of(*this, location).restore(bytes);
+    }
+    for (const Keeper::Setting& setting : kept->settings()) {
+      for (const auto& peripheral : peripherals) {
+        const catalogue::Service& service = peripheral->view->service();
+        const catalogue::Command* const row = catalogue::find_command(service, setting.opcode);
+        if (!row || kept_name(*peripheral) != setting.peripheral) continue;
+        std::vector<uint8_t> payload = setting.payload;
+        payload.resize(ROVK_MESSAGE_PAYLOAD_SIZE);
+        Call call(service, *row, payload, 0);
+        try {
+          peripheral->view->run(call);
+        } catch (const Refusal&) {
+          // A limit that has changed since: the device stays as it is made.
+        }
+      }
+    }
+    for (uint8_t location = 0; has_memories && location < eeprom_boards; ++location) {
+      const auto bytes = eeprom_of(*this, location).bytes();
+      memories[location].assign(bytes.begin(), bytes.end());
+    }
+    keeper = std::move(kept);
   }
 
   // Whether the peripheral takes the command now. Throws Refusal.
@@ -435,6 +505,14 @@ struct Unit::State final : Host, Answers {
   // Answers
   void answer(const Job& job, const Refusal* refusal) override {
     rovk_message reply = job.reply;
+    if (!refusal && keeper) {
+      const auto* const from = find(static_cast<uint16_t>(load(bytes_of(reply) + ROVK_OFFSET_PERIPHERAL, 2)));
+      try {
+        keep_memories(*from);
+      } catch (const Refusal& no_room) {
+        return answer(job, &no_room);
+      }
+    }
     if (refusal) {
       const auto address = static_cast<uint16_t>(load(bytes_of(reply) + ROVK_OFFSET_PERIPHERAL, 2));
       // What is broken off cannot say so itself.
@@ -482,7 +560,18 @@ struct Unit::State final : Host, Answers {
         peripheral->view->check(call);
         return peripheral->accept(std::make_shared<Job>(*peripheral, call, application, reply));
       } else {
-        peripheral->view->run(call);
+        const bool kept = keeper && is_setting(*peripheral, *row);
+        if (kept && !keeper->prepare(setting_of(*peripheral, call, given + ROVK_OFFSET_PAYLOAD))) {
+          throw Refusal{ROVK_COMMON_ERROR_NO_RESOURCES};
+        }
+        try {
+          peripheral->view->run(call);
+        } catch (const Refusal&) {
+          if (kept) keeper->discard();
+          throw;
+        }
+        if (kept) keeper->commit();
+        keep_memories(*peripheral);
       }
       write_answer(reply, call);
       duration = std::max(call.duration(), Time{0});
@@ -502,7 +591,9 @@ struct Unit::State final : Host, Answers {
   UnitDescription description;
   Plan plan;
   Coverage coverage;
-  std::map<uint16_t, Time> silent;  // until when a peripheral neither hears nor answers
+  std::unique_ptr<Keeper> keeper;                    // null: nothing is kept
+  std::map<uint8_t, std::vector<uint8_t>> memories;  // as they are on the disk
+  std::map<uint16_t, Time> silent;                   // until when a peripheral neither hears nor answers
   World outside;
   Time present{0};
   uint64_t made = 0;
@@ -652,6 +743,12 @@ bool Unit::spontaneous_error(uint16_t address, uint16_t error_id, const uint8_t*
   state_->report(address, error_id, payload ? payload : nothing);
   run();
   return true;
+}
+
+void Unit::keep_state(const std::string& path) {
+  run();
+  state_->keep_state(path);
+  run();
 }
 
 void Unit::set_plan(const PlanDescription& plan) {

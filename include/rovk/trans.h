@@ -66,6 +66,7 @@ enum rovktrans_failure {
  *   profile=NAME        a shipped unit: everything, four_imagers, newer, older or thermal
  *   file=PATH           the unit that a file describes, in place of a shipped one
  *   addresses=shuffled  gives the peripherals other addresses, which ones by seed=N
+ *   state=PATH          a file that keeps settings and EEPROMs from one run to the next
  * `pointer` is not used. The handle is a number, not an address. -EINVAL: unknown text or option, or a
  * malformed value; `*slot` is null, and a line in the log names what is wrong. */
 int32_t rovktrans_init(const char* text, void* pointer, void** slot);

@@ -65,6 +65,11 @@ bool set_seed(Options& options, std::string_view value) {
   return options.seed.has_value();
 }
 
+bool set_state(Options& options, std::string_view value) {
+  options.state = value;
+  return !value.empty();
+}
+
 struct Option {
   const char* key;
   const char* form;     // as a list of the options shows it
@@ -90,6 +95,8 @@ constexpr Option known[] = {
      [](const Options& options) { return options.shuffled.has_value(); }, set_addresses},
     {"seed", "seed=N", "a whole number from 0 to 4294967295",
      [](const Options& options) { return options.seed.has_value(); }, set_seed},
+    {"state", "state=PATH", "the path of a file, which is made when it is not there",
+     [](const Options& options) { return !options.state.empty(); }, set_state},
 };
 
 int length(std::string_view text) { return static_cast<int>(text.size()); }

@@ -8,6 +8,7 @@
 //   file=PATH           the unit that a file describes, in place of a shipped one
 //   addresses=shuffled  other addresses for all peripherals; described when left out
 //   seed=N              which ones, and the seed of the unit file's faults; 1 when left out
+//   state=PATH          a file that keeps settings and EEPROMs from one run to the next
 #pragma once
 
 #include <chrono>
@@ -26,6 +27,7 @@ struct Options {
   std::string file;
   std::optional<bool> shuffled;
   std::optional<uint32_t> seed;
+  std::string state;  // empty: nothing is kept
 };
 
 // Empty: an unknown way or option, a malformed value, an option given twice; the reason is left in reason.h.

@@ -56,13 +56,16 @@ bool is_plain(const Options& options) {
 bool agree(const Options& first, const Options& second) {
   return (second.profile.empty() || second.profile == first.profile) &&
          (second.file.empty() || second.file == first.file) &&
-         (!second.shuffled || second.shuffled == first.shuffled) && (!second.seed || second.seed == first.seed);
+         (!second.shuffled || second.shuffled == first.shuffled) && (!second.seed || second.seed == first.seed) &&
+         (second.state.empty() || second.state == first.state);
 }
 
 }  // namespace
 
 SharedUnit::SharedUnit(const Options& options)
-    : unit(unit_options(options), is_plain(options) ? unit::everything() : description_of(options)) {}
+    : unit(unit_options(options), is_plain(options) ? unit::everything() : description_of(options)) {
+  if (!options.state.empty()) unit.keep_state(options.state);
+}
 
 void SharedUnit::changed() {
   for (rovk_transport* connection : connections) connection->arm();

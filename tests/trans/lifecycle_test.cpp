@@ -36,7 +36,8 @@ sim?addresses=any|sim?seed=x|sim?processing_ms=1&processing_ms=1|sim?unit=|sim?u
   }
   EXPECT_EQ(
       "rovktrans_init cannot open 'sim?speed=9': no option 'speed'; there are clock=real|virtual, latency_ms=N, "
-      "processing_ms=N, unit=NAME, profile=NAME, file=PATH, addresses=described|shuffled, seed=N, timeout_ms=N",
+      "processing_ms=N, unit=NAME, profile=NAME, file=PATH, addresses=described|shuffled, seed=N, state=PATH, "
+      "timeout_ms=N",
       lines[0].substr(2));
   EXPECT_EQ(-EINVAL, rovktrans_init("sim", nullptr, nullptr));
 }

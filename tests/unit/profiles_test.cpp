@@ -1,4 +1,7 @@
 // Units described in files: what a file can say, what is told of one that is wrong, and the shipped ones.
+#include <sys/resource.h>
+
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -172,6 +175,79 @@ TEST(Plan, DoesWhatItsRulesSay) {
     const bool refuses = rule.find("refuse") != std::string::npos || rule.find("power") != std::string::npos;
     EXPECT_EQ(refuses ? 1U : 0U, refused);
   }
+}
+
+std::string content(const std::string& path) {
+  std::ifstream stream(path);
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
+
+TEST(State, OutlivesTheUnitOrIsLeftAsItIs) {
+  const std::string path = "kept.state";
+  std::filesystem::remove(path);
+  const auto opened = [&path](Bench& bench) -> std::string {
+    try {
+      bench.unit.keep_state(path);
+      return "";
+    } catch (const DescriptionError& error) {
+      return error.what();
+    }
+  };
+  {
+    Bench bench;
+    ASSERT_EQ("", opened(bench));
+    EXPECT_EQ(0, bench.ask("led_0001", "set_state", {{"index", 1}, {"on", 1}}).error);
+    EXPECT_EQ(0, bench.ask("led_0001", "set_state", {{"index", 2}, {"on", 1}}).error);
+    EXPECT_NE(0, bench.ask("led_0001", "set_state", {{"index", 9}, {"on", 1}}).error);
+    EXPECT_EQ(0, bench.ask("relay_0005", "set_state", {{"index", 1}, {"state", 1}}).error);
+    bench.send("eeprom_partition_table_0013", "format_eeprom");
+    bench.advance(60s);
+    bench.reset(address_of("relay_0005"));
+    Bench other;
+    EXPECT_EQ("state file kept.state is in use by another unit that runs", opened(other));
+  }
+  EXPECT_FALSE(std::filesystem::exists(path + ".new"));
+  const std::string kept = content(path);
+  EXPECT_NE(std::string::npos, kept.find("eeprom 0 ")) << kept.substr(0, 300);
+  {
+    UnitDescription shuffled = everything();
+    shuffle_addresses(shuffled, 5);
+    Bench bench(Time{0}, shuffled);
+    ASSERT_EQ("", opened(bench));
+    const auto& body = bench.unit.body();
+    EXPECT_TRUE(body.find<things::Light>(1)->lit() && body.find<things::Light>(2)->lit());
+    EXPECT_FALSE(body.find<things::Relay>(1)->energised()) << "was reset";
+    EXPECT_EQ(kept, content(path));
+  }
+  {
+    Bench bench(Time{0}, profile("older"));
+    EXPECT_EQ("state file kept.state is of another unit and was left as it is", opened(bench));
+  }
+  std::ofstream(path) << kept.substr(0, kept.size() / 2);
+  Bench bench;
+  EXPECT_EQ("state file kept.state is damaged and was left as it is; remove it to begin anew", opened(bench));
+  EXPECT_EQ(kept.substr(0, kept.size() / 2), content(path));
+  std::filesystem::remove(path);
+}
+
+TEST(State, RefusesWhatTheDiskHasNoRoomFor) {
+  Bench bench;
+  std::filesystem::remove("full.state");
+  bench.unit.keep_state("full.state");
+  EXPECT_EQ(0, bench.ask("led_0001", "set_state", {{"index", 0}, {"on", 1}}).error);
+  const std::string kept = content("full.state");
+  rlimit before = {};
+  ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &before));
+  const rlimit small = {kept.size(), before.rlim_max};
+  std::signal(SIGXFSZ, SIG_IGN);
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &small));
+  EXPECT_EQ(ROVK_COMMON_ERROR_NO_RESOURCES, bench.ask("led_0001", "set_state", {{"index", 1}, {"on", 1}}).error);
+  EXPECT_EQ(ROVK_COMMON_ERROR_NO_RESOURCES, bench.ask("eeprom_partition_table_0013", "format_eeprom").error);
+  ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &before));
+  EXPECT_FALSE(bench.unit.body().find<things::Light>(1)->lit());
+  EXPECT_EQ(kept, content("full.state"));
+  EXPECT_EQ(0, bench.ask("led_0001", "set_state", {{"index", 1}, {"on", 1}}).error);
+  std::filesystem::remove("full.state");
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 
 #include <rovk/constants.h>
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <map>
@@ -47,6 +48,10 @@ class EepromMemory {
   explicit EepromMemory(uint8_t location);
 
   std::span<const uint8_t> bytes() const { return bytes_; }
+  // Takes as many bytes as it has.
+  void restore(std::span<const uint8_t> bytes) {
+    std::copy_n(bytes.begin(), std::min(bytes.size(), bytes_.size()), bytes_.begin());
+  }
 
   // Everything below throws EepromError.
   PartitionRow partition(unsigned index) const;
