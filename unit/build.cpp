@@ -1,9 +1,13 @@
 // The order matters: what others are wired to is made first, on all boards, before what is wired to it.
 #include "unit/build.h"
 
+#include <fstream>
+#include <iterator>
 #include <string>
+#include <vector>
 
 #include "unit/fittings.h"
+#include "unit/profiles/eeprom_factory.h"
 #include "unit/things/converter.h"
 
 namespace rovk::unit {
@@ -97,6 +101,41 @@ void build_converters(const BoardDescription& from, const Body& body, Board& boa
   }
 }
 
+things::EepromMemory make_memory(const things::EepromBuild& from, uint8_t location) {
+  if (!from.partitions.empty()) return {from.size, from.partitions, from.tags};
+  const EepromContents factory = factory_eeprom(location);
+  return {from.size, factory.partitions, from.tags.empty() ? factory.tags : from.tags};
+}
+
+// What a description says is tried at once, so that its mistakes are found; what the factory does need
+// not be tried.
+void build_storage(const BoardDescription& from, Timeline& timeline, Board& board) {
+  for (const auto& store : from.file_stores) board.add<things::FileStore>(store);
+  for (const auto& eeprom : from.eeproms) {
+    std::vector<uint8_t> image;
+    if (eeprom.image) {
+      std::ifstream file(*eeprom.image, std::ios::binary);
+      image.assign(std::istreambuf_iterator<char>(file), {});
+      if (!file.is_open() || file.bad()) throw DescriptionError("cannot read the image " + *eeprom.image);
+    }
+    auto& made = board.add<things::Eeprom>(timeline, eeprom, [&eeprom, image, location = from.location] {
+      things::EepromMemory memory = make_memory(eeprom, location);
+      if (eeprom.image && !memory.restore(image)) {
+        throw DescriptionError("the image " + *eeprom.image + " is longer than the EEPROM's " +
+                               std::to_string(eeprom.size) + " bytes");
+      }
+      return memory;
+    });
+    const bool factory = eeprom.partitions.empty() && eeprom.tags.empty() && !eeprom.image;
+    if (factory && eeprom.size >= factory_eeprom_size(from.location)) continue;
+    try {
+      made.memory();
+    } catch (const things::EepromError& error) {
+      throw DescriptionError("partitions and tags do not fit into an EEPROM of board " + from.name + ": " + error.name);
+    }
+  }
+}
+
 }  // namespace
 
 void build(const UnitDescription& unit, Timeline& timeline, Body& body) {
@@ -109,6 +148,7 @@ void build(const UnitDescription& unit, Timeline& timeline, Body& body) {
   each([&](const BoardDescription& from, Board& board) { build_drives(from, timeline, body, board); });
   each([&](const BoardDescription& from, Board& board) { build_panel(from, timeline, body, board); });
   each([&](const BoardDescription& from, Board& board) { build_converters(from, body, board); });
+  each([&](const BoardDescription& from, Board& board) { build_storage(from, timeline, board); });
 }
 
 }  // namespace rovk::unit

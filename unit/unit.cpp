@@ -18,7 +18,6 @@
 #include "unit/keeper.h"
 #include "unit/peripheral.h"
 #include "unit/services/common.h"
-#include "unit/services/eeprom_memory.h"
 #include "unit/services/router.h"
 #include "unit/services/views.h"
 #include "wire/queue.h"
@@ -421,6 +420,15 @@ struct Unit::State final : Host, Answers {
     return {kept_name(peripheral), call.command().opcode, {payload, payload + ROVK_MESSAGE_PAYLOAD_SIZE}, device};
   }
 
+  // The first of every board, by the board's location.
+  std::map<uint8_t, things::Eeprom*> eeproms() const {
+    std::map<uint8_t, things::Eeprom*> all;
+    for (const auto& board : whole.boards()) {
+      if (board->count<things::Eeprom>() > 0) all.try_emplace(board->location(), board->find<things::Eeprom>());
+    }
+    return all;
+  }
+
   static bool has_memory(const Peripheral& peripheral) {
     return std::string_view(peripheral.view->service().name).starts_with("eeprom_");
   }
@@ -429,8 +437,9 @@ struct Unit::State final : Host, Answers {
   // throws a Refusal.
   void keep_memories(const Peripheral& peripheral) {
     if (!keeper || !has_memory(peripheral)) return;
-    for (uint8_t location = 0; location < eeprom_boards; ++location) {
-      EepromMemory& memory = eeprom_of(*this, location);
+    for (const auto& [location, eeprom] : eeproms()) {
+      if (!eeprom->touched()) continue;
+      things::EepromMemory& memory = eeprom->memory();
       const std::span<const uint8_t> bytes = memory.bytes();
       std::vector<uint8_t>& known = memories[location];
       if (std::equal(bytes.begin(), bytes.end(), known.begin(), known.end())) continue;
@@ -445,9 +454,9 @@ struct Unit::State final : Host, Answers {
 
   void keep_state(const std::string& path) {
     auto kept = std::make_unique<Keeper>(path, description);
-    const bool has_memories = find("eeprom_raw_0012") != nullptr;
+    const auto boards = eeproms();
     for (const auto& [location, bytes] : kept->memories()) {
-      if (has_memories && location < eeprom_boards) eeprom_of(*this, location).restore(bytes);
+      if (const auto eeprom = boards.find(location); eeprom != boards.end()) eeprom->second->memory().restore(bytes);
     }
     for (const Keeper::Setting& setting : kept->settings()) {
       for (const auto& peripheral : peripherals) {
@@ -464,8 +473,8 @@ struct Unit::State final : Host, Answers {
         }
       }
     }
-    for (uint8_t location = 0; has_memories && location < eeprom_boards; ++location) {
-      const auto bytes = eeprom_of(*this, location).bytes();
+    for (const auto& [location, eeprom] : boards) {
+      const auto bytes = eeprom->memory().bytes();
       memories[location].assign(bytes.begin(), bytes.end());
     }
     keeper = std::move(kept);

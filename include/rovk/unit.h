@@ -24,10 +24,20 @@ int32_t rovk_unit_advance(void* context, uint64_t duration_ns);
 /* Sets what an input sees. Names and units: "temperature" (millidegrees Celsius), "light" (millilux),
  * "bus_voltage" (mV), "current" (mA), "analog" (mV), "button" (0, 1), "alarm" (0 open, 1 closed,
  * 2 sabotaged), "switch_contact" (0, 1), "fan_blocked" (0, 1), "motor_blocked" (0, 1),
- * "port_taken" (0, 1). `index` counts from 0.
+ * "port_taken" (0, 1), "air_temperature" (millidegrees Celsius, around the unit). `index` counts from 0.
  * -ENOENT: no such input. -ENXIO: no such index. -ERANGE: a value that the input cannot have. */
 int32_t rovk_unit_set_input(void* context, const char* input, uint32_t index, int64_t value);
 int32_t rovk_unit_get_input(void* context, const char* input, uint32_t index, int64_t* value);
+
+/* Lets an input go: what the unit's own heat and loads make of it counts again. For "temperature",
+ * "current" and "bus_voltage". -ENOENT: no such input. -ENXIO: no such index. -EINVAL: an input that only
+ * what is set decides on. */
+int32_t rovk_unit_release_input(void* context, const char* input, uint32_t index);
+
+/* Switches the whole unit off (0) or on (another number). Off, it answers nothing, and what was under way
+ * is gone, so that commands end by their time-outs. On again, all peripherals boot, are `busy` until then
+ * and raise reset_occurred with type 0. EEPROMs and files stay. */
+int32_t rovk_unit_power(void* context, int32_t on);
 
 /* Resets the peripheral at `address` as a watchdog would; it raises reset_occurred with `type`.
  * -ENXIO: no peripheral there. */

@@ -98,6 +98,20 @@ int32_t rovk_unit_get_input(void* context, const char* input, uint32_t index, in
   });
 }
 
+int32_t rovk_unit_release_input(void* context, const char* input, uint32_t index) {
+  return with_input(context, input, index, [&](rovk::unit::Unit& unit, Input which) -> int32_t {
+    if (unit.release_input(which, index)) return 0;
+    return fail(-EINVAL, "%s is what it was set to; nothing else decides on it", row_of(which).name);
+  });
+}
+
+int32_t rovk_unit_power(void* context, int32_t on) {
+  return with_unit(context, [&](rovk::unit::Unit& unit, uint16_t) -> int32_t {
+    unit.set_power(on != 0);
+    return 0;
+  });
+}
+
 int32_t rovk_unit_reset(void* context, uint16_t address, uint16_t type) {
   return with_unit(context, [&](rovk::unit::Unit& unit, uint16_t) -> int32_t {
     return check_peripheral(unit.reset_peripheral(address, type), address);

@@ -26,6 +26,8 @@
 #pragma weak rovk_unit_advance
 #pragma weak rovk_unit_set_input
 #pragma weak rovk_unit_get_input
+#pragma weak rovk_unit_release_input
+#pragma weak rovk_unit_power
 #pragma weak rovk_unit_reset
 #pragma weak rovk_unit_fault
 #pragma weak rovk_unit_spontaneous_error
@@ -176,6 +178,10 @@ int set_input(lua_State* L) {
   void* const context = rovk_check_context(L, 1);
   const char* const input = luaL_checkstring(L, 2);
   const uint32_t index = check_u32(L, 3);
+  if (lua_isnil(L, 4)) {
+    CHECK_UNIT(rovk_unit_release_input);
+    return push_done(L, rovk_unit_release_input(context, input, index));
+  }
   const double value = check_whole(L, 4, -largest_whole, largest_whole);
   return push_done(L, rovk_unit_set_input(context, input, index, static_cast<int64_t>(value)));
 }
@@ -201,6 +207,13 @@ int get_input(lua_State* L) {
   if (status < 0) return push_unit_failure(L, status);
   lua_pushnumber(L, static_cast<double>(value));
   return 1;
+}
+
+int power(lua_State* L) {
+  CHECK_UNIT(rovk_unit_power);
+  void* const context = rovk_check_context(L, 1);
+  luaL_checktype(L, 2, LUA_TBOOLEAN);
+  return push_done(L, rovk_unit_power(context, lua_toboolean(L, 2)));
 }
 
 int reset(lua_State* L) {
@@ -252,6 +265,7 @@ const luaL_Reg functions[] = {
     {"advance", advance},
     {"set", set_input},
     {"get", get_input},
+    {"power", power},
     {"reset", reset},
     {"fault", fault},
     {"disturb", disturb},

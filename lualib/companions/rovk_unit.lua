@@ -21,7 +21,9 @@ unit.advance = companion.advance
 --- set(context, input, index, value): sets what an input sees. `input` is one of "temperature"
 -- (millidegrees Celsius), "light" (millilux), "bus_voltage" (mV), "current" (mA), "analog" (mV), "button"
 -- (0, 1), "alarm" (0 open, 1 closed, 2 sabotaged), "switch_contact", "fan_blocked", "motor_blocked",
--- "port_taken" (0 or 1); `index` counts from 0.
+-- "port_taken" (0 or 1), "air_temperature" (millidegrees Celsius, around the unit); `index` counts from 0.
+-- A `value` of nil lets a "temperature", "current" or "bus_voltage" go, so that the unit's own heat and
+-- loads decide again.
 unit.set = companion.set
 
 --- get(context, input, index): what an input sees now.
@@ -32,6 +34,10 @@ unit.press, unit.release = companion.press, companion.release
 
 --- open(context, index), close(context, index), sabotage(context, index): alarm contact `index`.
 unit.open, unit.close, unit.sabotage = companion.open, companion.close, companion.sabotage
+
+--- power(context, on): switches the whole unit off (false) or on (true). Off, it answers nothing and what
+-- was under way is gone; on again, all peripherals boot and raise reset_occurred. EEPROMs and files stay.
+unit.power = companion.power
 
 --- reset(context, address, type): resets the peripheral at `address`, as a watchdog would; it raises
 -- reset_occurred with `type`.

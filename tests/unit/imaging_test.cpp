@@ -186,8 +186,16 @@ TEST_F(BulkDump, TheStoreIsFiniteAndAFileReplacesItsNamesake) {
 
 TEST_F(BulkDump, FramesTakeTheirTimeAndTheImager) {
   play(R"(bulk_dump_000c get_averaged_bayer_frame average_count=30 'avg'; at 990 ms;
-          send get_frame 'one'; get_frame 'two' ! get_frame; wait 1 s;)");
-  events();  // takes the answer to the first
+          get_frame 'one'; get_frame bayer=1 '../x' ! invalid_payload 1;)");
+  const auto* const files_kept = unit.body().find<things::FileStore>();
+  EXPECT_EQ(files_kept->names(), (std::vector<std::string>{"avg", "one"}));
+  EXPECT_EQ(files_kept->read("avg")->size(), 2U * 1920 * 1080);
+  const std::filesystem::path folder = files_kept->folder();
+  EXPECT_TRUE(std::filesystem::exists(folder));
+  // A file lasts through a reset; what breaks off before its end was never there.
+  play("send bulk_dump_000c get_frame 'three'; reset bulk_dump_000c;");
+  events();
+  EXPECT_EQ(files_kept->names().size(), 2U);
   set(GENERAL_MODE, 0);
   EXPECT_EQ(error("get_frame", {}, "two"), ROVK_BULK_DUMP_000C_ERROR_GET_FRAME);
   set(GENERAL_MODE, 1);

@@ -69,7 +69,7 @@ TEST(UnitFile, TellsWhatIsWrongAndWhere) {
 TEST(UnitFile, SaysOnlyWhatDiffers) {
   const UnitDescription unit = read_unit_text(R"(
 based_on = "everything"
-without = ["imager 3"]
+without = ["imager 3", "eeprom_raw_0012"]
 [surroundings]
 degrees = 30
 [board.processor]

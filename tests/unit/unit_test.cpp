@@ -135,6 +135,8 @@ TEST(Queue, HoldsWhatThePeripheralSaysItCanHold) {
   UnitDescription unit;
   unit.boards = {{.name = "only", .peripherals = {{.service = "calibration_0015"}, {.service = "led_0001"}}}};
   unit.boards[0].lights.resize(1);
+  unit.boards[0].location = ROVK_GPI_LOCATION_IMAGER_BOARD;
+  unit.boards[0].eeproms.resize(1);  // where calibrations are saved
   PeripheralDescription& slow = unit.boards[0].peripherals[0];
   const auto run = [&](bool queued, uint8_t depth, bool refuses_repeats) {
     slow.queued = queued;

@@ -138,6 +138,8 @@ BoardDescription processor_board() {
   fan.cools = "processor";
   fan.senses = 0;
   board.fans = {fan};
+  board.eeproms.resize(1);
+  board.file_stores.resize(1);
   return board;
 }
 
@@ -151,6 +153,7 @@ UnitDescription make_everything() {
         std::pair{"imager 2", ROVK_GPI_LOCATION_IMAGER_2_BOARD},
         std::pair{"imager 3", ROVK_GPI_LOCATION_IMAGER_3_BOARD}}) {
     unit.boards.push_back({.name = name, .location = static_cast<uint8_t>(location)});
+    unit.boards.back().eeproms = {{.size = 8'192}};
   }
   for (const catalogue::Service& service : catalogue::services()) {
     if (service.id <= ROVK_ROUTER_0000_PERIPHERAL_ID) continue;  // the common one and the router

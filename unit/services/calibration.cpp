@@ -4,13 +4,15 @@
 // A run first looks for the home flag: it fails with failed_find_home when the sensor is off or the
 // motor is stuck away from it. From there it moves: failed_motor_move when the motor is stuck. What it
 // found is saved last: failed_save_cal_data when the calibration partition cannot be written.
+#include <rovk/constants.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
 
 #include "catalogue/fields.h"
 #include "unit/services/calibration_data.h"
-#include "unit/services/eeprom_memory.h"
+#include "unit/services/eeproms.h"
 #include "unit/services/lens_parts.h"
 #include "unit/services/views.h"
 
@@ -119,8 +121,15 @@ class Calibration : public View {
   }
 };
 
-// The board and the partition that calibrations are kept in.
-EepromMemory& calibration_memory(Host& host) { return eeprom_of(host, ROVK_GPI_LOCATION_IMAGER_BOARD); }
+using things::EepromError;
+using things::EepromMemory;
+
+// The board and the partition that calibrations are kept in. Throws EepromError.
+things::Eeprom& calibration_eeprom(Host& host) {
+  things::Eeprom* const eeprom = find_eeprom(host.body(), ROVK_GPI_LOCATION_IMAGER_BOARD);
+  if (!eeprom) throw EepromError{"partition_access"};
+  return *eeprom;
+}
 
 unsigned calibration_partition(const EepromMemory& memory) {
   const auto found = memory.find_partition(ROVK_EPT_PARTITION_TYPE_ICAL);
@@ -138,10 +147,11 @@ bool save_calibration(Host& host, uint16_t application, CalibrationTag tag, std:
   }
   const auto id = static_cast<uint16_t>(tag);
   try {
-    EepromMemory& memory = calibration_memory(host);
+    things::Eeprom& eeprom = calibration_eeprom(host);
+    EepromMemory& memory = eeprom.memory();
     const unsigned index = calibration_partition(memory);
-    if (memory.locked_for(index, application)) return false;
-    const PartitionRow row = memory.partition(index);
+    if (eeprom.locked_for(index, application)) return false;
+    const things::PartitionRow row = memory.partition(index);
     if (!memory.has_tag(row, id)) memory.append_tag(row, id, static_cast<uint16_t>(bytes.size()));
     memory.write_tag(row, id, 0, bytes);
     return true;
@@ -152,8 +162,8 @@ bool save_calibration(Host& host, uint16_t application, CalibrationTag tag, std:
 
 std::optional<uint16_t> load_calibration(Host& host, CalibrationTag tag) {
   try {
-    EepromMemory& memory = calibration_memory(host);
-    const PartitionRow row = memory.partition(calibration_partition(memory));
+    EepromMemory& memory = calibration_eeprom(host).memory();
+    const things::PartitionRow row = memory.partition(calibration_partition(memory));
     const std::span<const uint8_t> bytes = memory.read_tag(row, static_cast<uint16_t>(tag), 0, 2);
     return static_cast<uint16_t>(catalogue::load(bytes.data(), 2));
   } catch (const EepromError&) {

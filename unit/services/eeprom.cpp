@@ -1,23 +1,23 @@
 // The EEPROMs of the boards as two services see them: as rows of bytes, and as partitions with tags.
 #include <rovk/constants.h>
 
-#include <memory>
-#include <string>
-
-#include "unit/fittings.h"
-#include "unit/services/eeprom_memory.h"
+#include "unit/services/eeproms.h"
 #include "unit/services/views.h"
 
 namespace rovk::unit {
 namespace {
 
+using things::Eeprom;
+using things::EepromError;
+using things::EepromMemory;
+using things::PartitionRow;
+using things::PartitionState;
+using things::TagHeader;
+
 constexpr int64_t payload_size = ROVK_MESSAGE_PAYLOAD_SIZE;
-// What the memory needs to erase and write, as seen by who waits for the answer.
-constexpr Time partition_format_time = 100ms;
-constexpr Time eeprom_format_time = 500ms;
 
 // The device ids of both services by location.
-constexpr uint32_t board_devices[eeprom_boards][2] = {
+constexpr uint32_t board_devices[][2] = {
     {ROVK_PERIPHERAL_DEVICE_ID_EEPROM_RAW_PROCESSOR_BOARD,
      ROVK_PERIPHERAL_DEVICE_ID_EEPROM_PARTITION_TABLE_PROCESSOR_BOARD},
     {ROVK_PERIPHERAL_DEVICE_ID_EEPROM_RAW_IMAGER_BOARD, ROVK_PERIPHERAL_DEVICE_ID_EEPROM_PARTITION_TABLE_IMAGER_BOARD},
@@ -31,29 +31,46 @@ constexpr uint32_t board_devices[eeprom_boards][2] = {
      ROVK_PERIPHERAL_DEVICE_ID_EEPROM_PARTITION_TABLE_IMAGER_3_BOARD},
 };
 
-uint8_t board_of(uint32_t device_id) {
-  for (uint8_t location = 0; location < eeprom_boards; ++location) {
-    const auto& [raw, table] = board_devices[location];
-    if (device_id == raw || device_id == table) return location;
-  }
-  throw DescriptionError("no EEPROM is device " + std::to_string(device_id));
-}
-
-class EepromRaw : public View {
+// Shows EEPROMs: a device whose number names a board shows that board's.
+class EepromView : public View {
  public:
-  explicit EepromRaw(const Setup& setup) : View(setup, {}) {
-    on("size", [this](Call& call) { call.set("size", static_cast<int64_t>(memory_of(call).bytes().size())); });
+  explicit EepromView(const Setup& setup) : View(setup, {}) {
+    for (unsigned i = 0; i < devices(); ++i) eeproms_.push_back(&find(i));
+  }
+
+ protected:
+  Eeprom& eeprom(unsigned index = 0) const { return *eeproms_[index]; }
+
+ private:
+  Eeprom& find(unsigned index) const {
+    if (!setup().description.devices[index].thing) {
+      for (uint8_t location = 0; location < std::size(board_devices); ++location) {
+        const auto& [raw, table] = board_devices[location];
+        Eeprom* const found = find_eeprom(setup().host.body(), location);
+        if (found && (setup().devices[index] == raw || setup().devices[index] == table)) return *found;
+      }
+    }
+    return thing<Eeprom>(index);
+  }
+
+  std::vector<Eeprom*> eeproms_;
+};
+
+class EepromRaw final : public EepromView {
+ public:
+  explicit EepromRaw(const Setup& setup) : EepromView(setup) {
+    on("size", [this](Call& call) { call.set("size", static_cast<int64_t>(bytes(call).size())); });
     on("read", [this](Call& call) {
       const auto size = static_cast<std::size_t>(call.within("size", 0, payload_size));
       const auto address = static_cast<std::size_t>(call.number("read_address"));
-      const std::span<const uint8_t> bytes = memory_of(call).bytes();
-      if (address > bytes.size() || size > bytes.size() - address) call.refuse("partition_overflow");
-      call.set_bytes("data", bytes.subspan(address, size));
+      const std::span<const uint8_t> all = bytes(call);
+      if (address > all.size() || size > all.size() - address) call.refuse("partition_overflow");
+      call.set_bytes("data", all.subspan(address, size));
     });
   }
 
  private:
-  EepromMemory& memory_of(const Call& call) { return eeprom_of(host(), board_of(setup().devices.at(device(call)))); }
+  std::span<const uint8_t> bytes(const Call& call) const { return eeprom(device(call)).memory().bytes(); }
 };
 
 // The partitions of one board. What is written stays through a reset; locks and a format that is under
@@ -61,9 +78,10 @@ class EepromRaw : public View {
 //
 // partition_access answers for a partition that does not exist, for one that another application has
 // locked, and for a tag command on a plain partition. A lock guards all that changes a partition.
-class EepromPartitionTable : public View {
+class EepromPartitionTable final : public EepromView {
  public:
-  explicit EepromPartitionTable(const Setup& setup) : View(setup, {}), board_(board_of(setup.devices.at(0))) {
+  explicit EepromPartitionTable(const Setup& setup) : EepromView(setup) {
+    eeprom().lock_timed_out.add([this](unsigned index) { host().raise(*this, "lock_time_out", {index}); });
     serve("get_partition_info", [this](Call& call) { get_partition_info(call); });
     serve("get_tag_info", [this](Call& call) {
       answer_tag(call, memory().tag(partition(call), static_cast<uint16_t>(call.number("tag_id"))));
@@ -97,46 +115,45 @@ class EepromPartitionTable : public View {
     });
     serve("lock", [this](Call& call) { lock(call); });
     serve("unlock", [this](Call& call) { unlock(call); });
-    serve("format_partition", [this](Call& call) {
-      const PartitionRow row = partition_to_change(call);
-      memory().erase(row);
-      finish_format(call, partition_format_time, [this, row] { memory().format(row); });
-    });
+    queue("format_partition", guard([this](Call& call) {
+            const PartitionRow row = partition_to_change(call);
+            eeprom().format(row, [ticket = call.wait()] { ticket.end(); });
+          }));
     // Works whatever the table looks like, being the way to a good one.
-    serve("format_eeprom", [this](Call& call) {
-      for (const auto& [locked, timer] : lock_timers_) {
-        if (memory().locked_for(locked, call.application())) call.refuse("partition_access");
-      }
-      memory().erase_all();
-      finish_format(call, eeprom_format_time, [this] { memory().format_all(); });
-    });
+    queue("format_eeprom", guard([this](Call& call) {
+            if (eeprom().any_locked_for(call.application())) call.refuse("partition_access");
+            eeprom().format_all([ticket = call.wait()] { ticket.end(); });
+          }));
   }
 
-  void reset() override {
-    View::reset();
-    for (const auto& [locked, timer] : lock_timers_) {
-      host().cancel(timer);
-      memory().unlock(locked);
+  void reset() override { eeprom().reset(); }
+  // Finds damage to the table and to the headers of partitions.
+  bool self_test(bool) override {
+    try {
+      for (unsigned i = 0; i < memory().partitions(); ++i) {
+        if (!memory().state(memory().partition(i)).valid_header) return false;
+      }
+      return true;
+    } catch (const EepromError&) {
+      return false;
     }
-    lock_timers_.clear();
-    if (formatting_) host().cancel(format_timer_);
-    formatting_ = false;
   }
 
  private:
   // Answers with busy during a format, and with the memory's own errors.
-  void serve(std::string_view command, Handler handler) {
-    on(command, [this, handler = std::move(handler)](Call& call) {
-      if (formatting_) call.refuse("busy");
+  Handler guard(Handler handler) {
+    return [this, handler = std::move(handler)](Call& call) {
+      if (eeprom().formatting()) call.refuse("busy");
       try {
         handler(call);
       } catch (const EepromError& error) {
         call.refuse(error.name);
       }
-    });
+    };
   }
+  void serve(std::string_view command, Handler handler) { on(command, guard(std::move(handler))); }
 
-  EepromMemory& memory() { return eeprom_of(host(), board_); }
+  EepromMemory& memory() { return eeprom().memory(); }
 
   static unsigned partition_index(const Call& call) { return static_cast<unsigned>(call.number("partition_index")); }
 
@@ -144,7 +161,7 @@ class EepromPartitionTable : public View {
 
   PartitionRow partition_to_change(const Call& call) {
     const PartitionRow row = partition(call);
-    if (memory().locked_for(partition_index(call), call.application())) call.refuse("partition_access");
+    if (eeprom().locked_for(partition_index(call), call.application())) call.refuse("partition_access");
     return row;
   }
 
@@ -171,66 +188,28 @@ class EepromPartitionTable : public View {
     call.set("valid_partition_header", state.valid_header);
   }
 
-  // Locking again makes the time start anew.
   void lock(Call& call) {
     const auto timeout = std::chrono::milliseconds(call.within("timeout_ms", 1, UINT16_MAX));
     partition_to_change(call);
-    const unsigned index = partition_index(call);
-    release(index);
-    memory().lock(index, call.application());
-    lock_timers_[index] = host().at(host().now() + timeout, [this, index] {
-      lock_timers_.erase(index);
-      memory().unlock(index);
-      host().raise(*this, "lock_time_out", {index});
-    });
+    eeprom().lock(partition_index(call), call.application(), timeout);
   }
 
   // An application whose lock has run out learns so: there is nothing to unlock.
   void unlock(Call& call) {
     partition_to_change(call);
-    if (!memory().locked(partition_index(call))) call.refuse("invalid_sequence", {call.command().opcode});
-    release(partition_index(call));
-  }
-
-  void release(unsigned index) {
-    const auto timer = lock_timers_.find(index);
-    if (timer == lock_timers_.end()) return;
-    host().cancel(timer->second);
-    lock_timers_.erase(timer);
-    memory().unlock(index);
-  }
-
-  void finish_format(Call& call, Time duration, std::function<void()> finish) {
-    formatting_ = true;
-    format_timer_ = host().at(host().now() + duration, [this, finish = std::move(finish)] {
-      formatting_ = false;
-      finish();
-    });
-    call.take(duration);
-  }
-
-  uint8_t board_;
-  std::map<unsigned, TimerId> lock_timers_;  // by partition
-  bool formatting_ = false;
-  TimerId format_timer_ = 0;
-};
-
-}  // namespace
-
-namespace {
-
-// The memories of all boards, by location.
-struct Memories : std::array<std::unique_ptr<EepromMemory>, eeprom_boards> {
-  Memories() {
-    for (uint8_t location = 0; location < eeprom_boards; ++location) {
-      at(location) = std::make_unique<EepromMemory>(location);
-    }
+    if (!eeprom().locked(partition_index(call))) call.refuse("invalid_sequence", {call.command().opcode});
+    eeprom().unlock(partition_index(call));
   }
 };
 
 }  // namespace
 
-EepromMemory& eeprom_of(Host& host, uint8_t location) { return *host.body().only<Memories>().at(location); }
+Eeprom* find_eeprom(const things::Body& body, uint8_t location) {
+  for (const auto& board : body.boards()) {
+    if (board->location() == location && board->count<Eeprom>() > 0) return board->find<Eeprom>();
+  }
+  return nullptr;
+}
 
 std::unique_ptr<View> make_eeprom_raw_0012(const Setup& setup) { return std::make_unique<EepromRaw>(setup); }
 

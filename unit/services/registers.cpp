@@ -58,9 +58,19 @@ Register of_type(std::string_view subject, const Field& field) {
 
 Registers::Registers(const catalogue::Service& service, unsigned devices, std::span<const Register> declared,
                      std::span<const ValueDescription> described)
-    : devices_(devices) {
-  for (const Register& row : declared) declare(row);
-  for (const catalogue::Command& command : service.commands) {
+    : service_(service), devices_(devices), declared_(declared), described_(described) {
+  if (!described.empty()) make();  // its mistakes are found at once
+}
+
+Registers::Cells& Registers::cells() const {
+  if (!made_) make();
+  return cells_;
+}
+
+void Registers::make() const {
+  made_ = true;
+  for (const Register& row : declared_) declare(row);
+  for (const catalogue::Command& command : service_.commands) {
     const std::string_view name = command.name;
     const Record* record = nullptr;
     if (name.starts_with(set_prefix)) record = command.request;
@@ -71,40 +81,34 @@ Registers::Registers(const catalogue::Service& service, unsigned devices, std::s
       if (carries_value(field) && role_of(*record, field).part == Role::value) declare(of_type(subject, field));
     }
   }
-  for (const ValueDescription& value : described) describe(service, value);
+  for (const ValueDescription& value : described_) describe(value);
 }
 
-void Registers::describe(const catalogue::Service& service, const ValueDescription& value) {
+void Registers::describe(const ValueDescription& value) const {
   const auto found = cells_.find({value.subject, value.field});
   if (found == cells_.end()) {
-    throw DescriptionError(std::string(service.name) + " keeps no " + value.subject + "." + value.field);
+    throw DescriptionError(std::string(service_.name) + " keeps no " + value.subject + "." + value.field);
   }
   Register& row = found->second.row;
   row.low = value.low.value_or(row.low);
   row.high = value.high.value_or(row.high);
   row.initial = value.initial.value_or(std::clamp(row.initial, row.low, std::max(row.low, row.high)));
   if (row.low > row.high || row.initial < row.low || row.initial > row.high) {
-    throw DescriptionError("limits and initial value of " + std::string(service.name) + "'s " + value.subject + "." +
+    throw DescriptionError("limits and initial value of " + std::string(service_.name) + "'s " + value.subject + "." +
                            value.field + " do not agree");
   }
   std::fill(found->second.values.begin(), found->second.values.end(), row.initial);
 }
 
 // The first declaration of a register holds.
-void Registers::declare(const Register& row) {
+void Registers::declare(const Register& row) const {
   Register kept = row;
   kept.initial = std::clamp(row.initial, row.low, row.high);
   cells_.try_emplace({row.subject, row.field}, Cell{kept, std::vector<int64_t>(devices_, kept.initial)});
 }
 
-const Registers::Cell& Registers::cell(std::string_view subject, std::string_view field) const {
-  const auto found = cells_.find({subject, field});
-  if (found == cells_.end()) no_register(subject, field);
-  return found->second;
-}
-
-Registers::Cell& Registers::cell(std::string_view subject, std::string_view field) {
-  const auto found = cells_.find({subject, field});
+Registers::Cell& Registers::cell(std::string_view subject, std::string_view field) const {
+  const auto found = cells().find({subject, field});
   if (found == cells_.end()) no_register(subject, field);
   return found->second;
 }

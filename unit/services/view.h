@@ -125,7 +125,8 @@ struct Register {
 class Registers {
  public:
   // `described` changes limits and initial values of what is declared or follows from the commands.
-  // Throws DescriptionError where it names nothing that is there.
+  // Throws DescriptionError where it names nothing that is there. All three outlive the registers, which
+  // are made when somebody first asks for one: most who open a unit ask few of its services.
   Registers(const catalogue::Service& service, unsigned devices, std::span<const Register> declared,
             std::span<const ValueDescription> described = {});
 
@@ -147,15 +148,22 @@ class Registers {
     Register row;
     std::vector<int64_t> values;  // one for each device
   };
-  void declare(const Register& row);
-  void describe(const catalogue::Service& service, const ValueDescription& value);
-  const Cell& cell(std::string_view subject, std::string_view field) const;
-  Cell& cell(std::string_view subject, std::string_view field);
+  using Cells = std::map<std::pair<std::string_view, std::string_view>, Cell>;
+
+  Cells& cells() const;
+  void make() const;
+  void declare(const Register& row) const;
+  void describe(const ValueDescription& value) const;
+  Cell& cell(std::string_view subject, std::string_view field) const;
   void read(Call& call, unsigned device, std::string_view subject) const;
   void write(const Call& call, unsigned device, std::string_view subject);
 
-  std::map<std::pair<std::string_view, std::string_view>, Cell> cells_;
+  const catalogue::Service& service_;
   unsigned devices_;
+  std::span<const Register> declared_;
+  std::span<const ValueDescription> described_;
+  mutable bool made_ = false;
+  mutable Cells cells_;
 };
 
 // The unit as a view sees it.

@@ -15,27 +15,36 @@ namespace rovk::unit::things {
 class FileStore {
  public:
   struct Build {
-    std::string folder;                      // empty: a temporary one that goes with the unit
+    std::string folder = {};                 // empty: a temporary one that goes with the unit
     uint64_t most_bytes = 64 * 1024 * 1024;  // of all files together
     uint16_t http_port = 8080;
   };
   enum class Failure : uint8_t { none, bad_name, full, io };
 
-  explicit FileStore(const Build& build);
+  explicit FileStore(const Build& build) : build_(build), folder_(build.folder) {}
   ~FileStore();
   FileStore(const FileStore&) = delete;
   FileStore& operator=(const FileStore&) = delete;
 
   const Build& build() const { return build_; }
-  // Whether a name stays in the folder: no separators, no dots in front, not empty.
+  // Where the files lie. Empty: nothing was written yet into a temporary folder, which is made then.
+  const std::filesystem::path& folder() const { return folder_; }
+  // Whether a name stays in the folder and can be typed: letters, digits and "-_.", no dot in front.
   static bool good_name(std::string_view name);
+
+  // A file of the same name is replaced. Whatever fails leaves the files as they were.
   Failure write(std::string_view name, std::span<const uint8_t> bytes);
   std::optional<std::vector<uint8_t>> read(std::string_view name) const;
+  // False: there is none.
   bool remove(std::string_view name);
+  void remove_all();
+  // Sorted.
   std::vector<std::string> names() const;
   uint64_t used_bytes() const;
 
  private:
+  bool make_folder();
+
   const Build build_;
   std::filesystem::path folder_;
 };

@@ -1,23 +1,32 @@
 // The bytes of one board's EEPROM and their layout: a table of partitions, and in a tagged partition a
-// header, a directory of tags from the front and their data from the back. Nothing but the locks is kept
-// beside the bytes, so what is overwritten is really lost, and found by its checksum.
+// header, a directory of tags from the front and their data from the back. The bytes alone decide: what is
+// overwritten is really lost, and found by its checksum. What was read from them is kept beside them until
+// they change, so that a checksum is worked out once and not for every row that is looked up.
 #pragma once
 
-#include <rovk/constants.h>
-
-#include <algorithm>
-#include <array>
 #include <cstdint>
 #include <map>
 #include <optional>
 #include <span>
+#include <string>
+#include <utility>
 #include <vector>
 
-#include "unit/services/view.h"
+namespace rovk::unit::things {
 
-namespace rovk::unit {
+// What an EEPROM is laid out with.
+struct PartitionPlan {
+  uint16_t id;  // ROVK_EPT_PARTITION_TYPE_*
+  bool tagged;
+  uint32_t size;
+};
+struct TagPlan {
+  uint16_t partition_id;
+  uint16_t id;
+  std::string data;
+};
 
-// Why an access fails; `name` is an error of eeprom_partition_table_0013.
+// Why an access fails, by the name that the protocol has for it.
 struct EepromError {
   const char* name;
 };
@@ -44,14 +53,12 @@ struct PartitionState {
 
 class EepromMemory {
  public:
-  // As it leaves the factory, with the board's tags written.
-  explicit EepromMemory(uint8_t location);
+  // Throws EepromError when the layout or a tag does not fit.
+  EepromMemory(uint32_t size, std::vector<PartitionPlan> layout, std::span<const TagPlan> tags);
 
   std::span<const uint8_t> bytes() const { return bytes_; }
-  // Takes as many bytes as it has.
-  void restore(std::span<const uint8_t> bytes) {
-    std::copy_n(bytes.begin(), std::min(bytes.size(), bytes_.size()), bytes_.begin());
-  }
+  // Takes the bytes of an image; what it leaves out is erased. False: it is longer than the memory.
+  bool restore(std::span<const uint8_t> image);
 
   // Everything below throws EepromError.
   PartitionRow partition(unsigned index) const;
@@ -79,30 +86,35 @@ class EepromMemory {
   void erase_all();
   void format_all();
 
-  // Who may change a partition: everybody, or, while it is locked, one application.
-  bool locked_for(unsigned partition, uint16_t application) const;
-  bool locked(unsigned partition) const { return holders_.count(partition) != 0; }
-  void lock(unsigned partition, uint16_t application) { holders_[partition] = application; }
-  void unlock(unsigned partition) { holders_.erase(partition); }
-
  private:
+  // What a tagged partition's header and directory say.
+  struct Tag {
+    TagHeader header;
+    bool valid_header;
+    std::optional<bool> valid_data;  // empty: not looked at since it has changed
+  };
+  struct Directory {
+    bool valid_header;
+    std::vector<Tag> tags;
+  };
+
   void write_table();
-  void write_factory_tags();
-  void add_tag(uint16_t partition_id, uint16_t tag_id, std::string_view text);
+  // The rows of a valid table. Empty: there is none.
+  const std::optional<std::vector<PartitionRow>>& table() const;
+  Directory& directory(const PartitionRow& partition) const;
+  void changed(const PartitionRow& partition, uint32_t offset, std::size_t size) const;
   uint16_t used_tags(const PartitionRow& partition) const;
   void write_header(const PartitionRow& partition, uint16_t used_tags);
   void write_tag_header(const PartitionRow& partition, uint16_t number, const TagHeader& header);
   std::optional<std::pair<uint16_t, TagHeader>> search(const PartitionRow& partition, uint16_t id) const;
   uint32_t free_end(const PartitionRow& partition) const;
 
-  uint8_t location_;
+  std::vector<PartitionPlan> layout_;
   std::vector<uint8_t> bytes_;
-  std::map<unsigned, uint16_t> holders_;  // by partition
+  // Read from the bytes when it is asked for, and dropped when they change.
+  mutable bool table_read_ = false;
+  mutable std::optional<std::vector<PartitionRow>> table_;
+  mutable std::map<uint32_t, Directory> directories_;  // by offset of the partition
 };
 
-inline constexpr unsigned eeprom_boards = 6;  // one for each ROVK_GPI_LOCATION_*
-
-// The memory of a board, whichever services show it.
-EepromMemory& eeprom_of(Host& host, uint8_t location);
-
-}  // namespace rovk::unit
+}  // namespace rovk::unit::things
