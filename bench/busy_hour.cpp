@@ -84,7 +84,7 @@ int main() {
     unit.listen(service);
   }
   unit.cool_air(-5'000);
-  constexpr unsigned rounds = 4'000;
+  constexpr unsigned rounds = 4'250;
   for (unsigned round = 0; round < rounds; ++round) {
     const int64_t on = round % 2;
     unit.run("heater_000a", "set_state", 0, on);
