@@ -9,6 +9,7 @@
 #include "unit/fittings.h"
 #include "unit/profiles/eeprom_factory.h"
 #include "unit/things/converter.h"
+#include "unit/things/overlay.h"
 
 namespace rovk::unit {
 namespace {
@@ -136,6 +137,74 @@ void build_storage(const BoardDescription& from, Timeline& timeline, Board& boar
   }
 }
 
+// The same for what moves or sleeps: `changed` is what tells of it.
+template <typename Thing, typename Changed>
+void supply(const Body& body, const Board& board, Thing& thing, Changed& changed) {
+  auto* const rail = body.find_near<things::Rail>(board);
+  if (!rail) return;
+  const auto draw = [rail, &thing](auto...) { rail->draw(&thing, things::Rail::Load::rigid, thing.load_milliwatts()); };
+  draw();
+  changed.add(draw);
+  rail->supply_changed.add([rail, &thing] { thing.supply(rail->alive()); });
+}
+
+void check(const things::Settings::Build& settings) {
+  for (const auto& [setting, limits] : settings) {
+    if (limits.low > limits.high || limits.initial < limits.low || limits.initial > limits.high) {
+      throw DescriptionError("limits and initial value of an imager's setting do not agree");
+    }
+  }
+}
+
+void check(const things::LensMotor::Build& motor) {
+  const auto on_the_way = [&motor](int64_t place) { return place >= 0 && place <= motor.high; };
+  if (motor.high <= 0 || !on_the_way(motor.home) || !on_the_way(motor.start) || motor.lowest_speed <= 0 ||
+      motor.speed < motor.lowest_speed || motor.speed > motor.highest_speed) {
+    throw DescriptionError("way and speed of a lens motor do not agree");
+  }
+}
+
+// Lenses and the imagers behind them.
+void build_optics(const BoardDescription& from, Timeline& timeline, Body& body, Board& board) {
+  const auto warmth_of = [&body](const things::Lens::Build& lens) -> things::TemperatureSensor* {
+    if (!lens.warmth) return nullptr;
+    if (auto* const sensor = body.find<things::TemperatureSensor>(*lens.warmth)) return sensor;
+    throw DescriptionError("a lens takes on the warmth of temperature sensor " + std::to_string(*lens.warmth) +
+                           ", which is not there");
+  };
+  for (const things::Lens::Build& lens : from.lenses) {
+    for (const auto* motor : {&lens.focus, &lens.zoom, &lens.iris, &lens.filter}) check(*motor);
+    if (lens.wide_decix <= 0 || lens.tele_decix < lens.wide_decix) {
+      throw DescriptionError("magnifications of a lens do not agree");
+    }
+    auto& made = board.add<things::Lens>(timeline, lens, warmth_of(lens));
+    for (things::LensMotor* motor : {&made.focus(), &made.zoom(), &made.iris(), &made.filter()}) {
+      supply(body, board, *motor, motor->movement_changed);
+    }
+  }
+  for (std::size_t i = 0; i < from.imagers.size(); ++i) {
+    const things::Imager::Build& imager = from.imagers[i];
+    check(imager.settings);
+    auto* const lens = board.find<things::Lens>(static_cast<unsigned>(i));
+    auto& made = board.add<things::Imager>(timeline, imager, lens, lens ? warmth_of(lens->build()) : nullptr,
+                                           body.surroundings());
+    supply(body, board, made, made.settings().changed);
+    board.add<things::Overlay>(imager.triangles);
+  }
+}
+
+void build_heads(const BoardDescription& from, Timeline& timeline, Body& body, Board& board) {
+  for (const things::Head::Build& head : from.heads) {
+    for (const things::Head::Limits& axis : head.limits) {
+      if (axis.min_position > axis.max_position || axis.min_velocity <= 0 || axis.max_velocity < axis.min_velocity) {
+        throw DescriptionError("limits of a head do not agree");
+      }
+    }
+    auto& made = board.add<things::Head>(timeline, head, body.find<things::Lens>(head.lens));
+    supply(body, board, made, made.movement_changed);
+  }
+}
+
 }  // namespace
 
 void build(const UnitDescription& unit, Timeline& timeline, Body& body) {
@@ -146,6 +215,8 @@ void build(const UnitDescription& unit, Timeline& timeline, Body& body) {
   each([&](const BoardDescription& from, Board& board) { build_supplies(from, timeline, body, board); });
   each([&](const BoardDescription& from, Board& board) { build_sensors(from, body, board); });
   each([&](const BoardDescription& from, Board& board) { build_drives(from, timeline, body, board); });
+  each([&](const BoardDescription& from, Board& board) { build_optics(from, timeline, body, board); });
+  each([&](const BoardDescription& from, Board& board) { build_heads(from, timeline, body, board); });
   each([&](const BoardDescription& from, Board& board) { build_panel(from, timeline, body, board); });
   each([&](const BoardDescription& from, Board& board) { build_converters(from, body, board); });
   each([&](const BoardDescription& from, Board& board) { build_storage(from, timeline, board); });

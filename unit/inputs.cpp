@@ -6,6 +6,7 @@
 #include "unit/things/alarm_line.h"
 #include "unit/things/converter.h"
 #include "unit/things/drives.h"
+#include "unit/things/lens.h"
 #include "unit/things/panel.h"
 #include "unit/things/rail.h"
 #include "unit/things/thermal.h"
@@ -36,6 +37,25 @@ std::pair<things::Converter*, unsigned> channel(const Body& body, unsigned index
     index -= converter->channels();
   }
   return {nullptr, 0};
+}
+
+// Focus and zoom of all lenses, then their irises, then their filters.
+std::vector<things::LensMotor*> lens_motors(const Body& body) {
+  std::vector<things::LensMotor*> all;
+  const auto each = [&](auto work) {
+    for (unsigned i = 0; i < body.count<things::Lens>(); ++i) work(*body.find<things::Lens>(i));
+  };
+  each([&](things::Lens& lens) {
+    all.push_back(&lens.focus());
+    if (lens.build().has_zoom) all.push_back(&lens.zoom());
+  });
+  each([&](things::Lens& lens) {
+    if (lens.build().has_iris) all.push_back(&lens.iris());
+  });
+  each([&](things::Lens& lens) {
+    if (lens.build().has_filter) all.push_back(&lens.filter());
+  });
+  return all;
 }
 
 }  // namespace
@@ -84,6 +104,13 @@ void bind_inputs(Body& body, World& outside) {
                 [&around](unsigned) -> int64_t { return std::llround(around.degrees() * 1e3); },
                 [&around](unsigned, int64_t value) { around.set_degrees(static_cast<double>(value) / 1e3); },
                 {}});
+  const std::vector<things::LensMotor*> motors = lens_motors(body);
+  outside.bind(Input::motor_blocked, {static_cast<unsigned>(motors.size()),
+                                      0,
+                                      1,
+                                      [motors](unsigned index) -> int64_t { return motors[index]->blocked(); },
+                                      [motors](unsigned index, int64_t value) { motors[index]->block(value != 0); },
+                                      {}});
   unsigned channels = 0;
   for (unsigned i = 0; i < body.count<things::Converter>(); ++i)
     channels += body.find<things::Converter>(i)->channels();

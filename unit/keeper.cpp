@@ -135,16 +135,16 @@ void Keeper::read() {
     std::string kind;
     std::string data;
     unsigned number = 0;
-    unsigned device = 0;
+    unsigned place = 0;
     words >> kind >> number;
-    if (kind == "setting") words >> device;
+    if (kind == "setting") words >> place;
     words >> data;
     const auto bytes = bytes_of(data);
     if (!words || !bytes) fail(damaged);
     if (kind == "setting") {
       std::string name;
       std::getline(words >> std::ws, name);
-      settings_.push_back({name, static_cast<uint8_t>(number), *bytes, static_cast<uint8_t>(device)});
+      settings_.push_back({name, static_cast<uint8_t>(number), *bytes, place});
     } else {
       memories_[static_cast<uint8_t>(number)] = *bytes;
     }
@@ -154,7 +154,7 @@ void Keeper::read() {
 bool Keeper::prepare(const Setting& setting) {
   std::vector<Setting> settings = settings_;
   std::erase_if(settings, [&setting](const Setting& row) {
-    return row.peripheral == setting.peripheral && row.opcode == setting.opcode && row.device == setting.device;
+    return row.peripheral == setting.peripheral && row.opcode == setting.opcode && row.place == setting.place;
   });
   settings.push_back(setting);
   return write(std::move(settings), memories_);
@@ -180,7 +180,7 @@ bool Keeper::prepare_forgetting(const std::string& peripheral) {
 bool Keeper::write(std::vector<Setting> settings, std::map<uint8_t, std::vector<uint8_t>> memories) {
   std::string text = std::string(first_line) + "\nunit " + identity_ + "\n";
   for (const Setting& row : settings) {
-    text += "setting " + std::to_string(row.opcode) + " " + std::to_string(row.device) + " " + hex(row.payload) + " " +
+    text += "setting " + std::to_string(row.opcode) + " " + std::to_string(row.place) + " " + hex(row.payload) + " " +
             row.peripheral + "\n";
   }
   for (const auto& [location, bytes] : memories) text += "eeprom " + std::to_string(location) + " " + hex(bytes) + "\n";

@@ -20,7 +20,7 @@ class Keeper {
     std::string peripheral;  // "BOARD/NAME"
     uint8_t opcode;
     std::vector<uint8_t> payload;
-    uint8_t device;
+    uint32_t place;  // of what it sets: the device, and what else its inputs pick beside it
   };
 
   // Reads what is there. Throws DescriptionError in a line that names the file when that is damaged, of

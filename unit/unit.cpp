@@ -317,6 +317,12 @@ struct Unit::State final : Host, Answers {
   }
 
   void send(uint16_t application, const rovk_message& message, Time when) {
+    // Due at once, and nothing is due before it: it need not wait in the queue.
+    if (when <= present && (queue.empty() || queue.begin()->first.first > present)) {
+      const auto found = applications.find(application);
+      if (found != applications.end()) found->second.inbox.push(message);
+      return;
+    }
     at(when, [this, application, message] {
       const auto found = applications.find(application);
       if (found != applications.end()) found->second.inbox.push(message);
@@ -416,8 +422,12 @@ struct Unit::State final : Host, Answers {
   }
 
   static Keeper::Setting setting_of(const Peripheral& peripheral, const Call& call, const uint8_t* payload) {
-    const auto device = static_cast<uint8_t>(call.has("index") ? call.number("index") : 0);
-    return {kept_name(peripheral), call.command().opcode, {payload, payload + ROVK_MESSAGE_PAYLOAD_SIZE}, device};
+    // Commands that set one of many things: a parameter, a triangle.
+    uint32_t place = 0;
+    for (const char* picks : {"param", "triangle_index", "index"}) {
+      if (call.has(picks)) place = place << 8 | static_cast<uint32_t>(call.number(picks));
+    }
+    return {kept_name(peripheral), call.command().opcode, {payload, payload + ROVK_MESSAGE_PAYLOAD_SIZE}, place};
   }
 
   // The first of every board, by the board's location.

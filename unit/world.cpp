@@ -35,10 +35,7 @@ std::optional<Input> find_input(std::string_view name) {
   return static_cast<Input>(found - std::begin(rows));
 }
 
-World::World() {
-  keep(Input::motor_blocked, 0, 1, {0, 0, 0});
-  keep(Input::port_taken, 0, 1, {0});
-}
+World::World() { keep(Input::port_taken, 0, 1, {0}); }
 
 // An input that no thing has yet: the value is kept here.
 void World::keep(Input input, int64_t low, int64_t high, std::vector<int64_t> values) {

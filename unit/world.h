@@ -23,7 +23,7 @@ enum class Input : uint8_t {
   alarm,            // 0 open, 1 closed, 2 sabotaged; index: alarm contact, both generations see the same
   switch_contact,   // 0 off, 1 on; index: switch
   fan_blocked,      // 0 turns freely, 1 blocked; index: fan
-  motor_blocked,    // 0 moves freely, 1 blocked; index: lens motor, 0 focus, 1 zoom, 2 thermal focus
+  motor_blocked,    // 0 moves freely, 1 blocked; index: lens motor: focus and zoom of each lens, irises, filters
   port_taken,       // 0 free, 1 another program listens on the port of the file server
   air_temperature,  // millidegrees Celsius, of the air around the unit
 };

@@ -41,7 +41,7 @@ TEST_F(LensTest, AMotorIsOnItsWayForAsLongAsItsSpeedSays) {
 
 TEST_F(LensTest, StepsWithBlockAnswerWhenTheMovementHasEnded) {
   play(R"(linear_actuator_000d set_speed index=1 speed=200; move_steps index=1 steps=100 block=1; at 500 ms;
-          get_position index=1 -> position=400; move_steps index=1 steps=-400; at 500 ms; wait 3 s;
+          get_position index=1 -> position=100; move_steps index=1 steps=-100; at 500 ms; wait 3 s;
           get_position index=1 -> position=0; zoom_0021 get_position -> 0;)");
   EXPECT_EQ(position(focus_motor), 400) << "the other motor has moved";
 }
@@ -49,7 +49,7 @@ TEST_F(LensTest, StepsWithBlockAnswerWhenTheMovementHasEnded) {
 TEST_F(LensTest, PlacesAndSpeedsBeyondTheLimitsAreRefused) {
   const Received speed = ask(second, "get_speed_limits", {{"index", 0}});
   const int64_t high = ask(second, "get_position", {{"index", 0}})["max"];
-  play(R"(linear_actuator_000d move_steps steps=-401 ! invalid_payload 2; zoom_0021 set_position position=3001
+  play(R"(linear_actuator_000d move_steps steps=-401 ! invalid_payload 2; zoom_0021 set_position position=2901
           ! invalid_payload 2; iris_0010 set_position index=1 position=1001 ! invalid_payload 2;
           lens_focus_001f set_auto_focus_region start_x_percent=60 stop_x_percent=60 start_y_percent=1
           stop_y_percent=60 ! invalid_payload 3;)");
@@ -68,15 +68,33 @@ TEST_F(LensTest, HomeIsWhereTheSensorSays) {
   EXPECT_EQ(position(), get(first, "get_home_position", {{"index", 0}}));
 }
 
-TEST_F(LensTest, AMotorThatIsBlockedStopsWhereItStands) {
-  play(R"(listen lens_focus_001f; linear_actuator_000d set_speed speed=100; set_position position=600; wait 1 s;
-          input motor_blocked 0 1; wait 10 s; get_position -> position=500;)");
-  EXPECT_EQ(movements(focus), "10");
-  play(R"(linear_actuator_000d set_position position=0; wait 10 s; get_position -> position=500; events 0;
-          move_steps index=1 steps=7 block=1;)");
-  EXPECT_EQ(position(zoom_motor), 307) << "the zoom is not blocked";
-  play("linear_actuator_0028 set_position index=1 position=1307 speed=100; input motor_blocked 2 1; wait 10 s;");
-  EXPECT_EQ(position(zoom_motor), 1307) << "another motor is blocked";
+TEST_F(LensTest, AMotorThatIsHeldOnItsWayIsAFaultUntilItIsClear) {
+  play(R"(listen lens_focus_001f; listen linear_actuator_000d; linear_actuator_000d set_speed speed=100;
+          send move_steps steps=200 block=1; wait 1 s; input motor_blocked 0 1;)");
+  const auto ended = next();  // events are kept in their order with it
+  ASSERT_TRUE(ended);
+  std::string seen;
+  for (auto told = ended; told; told = next()) {
+    if (told->type == ROVK_TYPE_RESPONSE) seen += "answer" + std::to_string(told->error) + " ";
+    if (told->type == ROVK_TYPE_EVENT && told->body == ROVK_COMMON_EVENT_SPONTANEOUS_ERROR) seen += "error ";
+    if (told->type == ROVK_TYPE_EVENT && told->body > ROVK_COMMON_EVENT_SPONTANEOUS_ERROR) {
+      seen += "moves" + std::to_string((*told)["movement"]) + " ";
+    }
+  }
+  EXPECT_EQ(seen, "moves1 error error answer2 moves0 ") << "one error from each who drives the motor";
+  for (const char* service :
+       {"linear_actuator_000d", "linear_actuator_0028", "lens_focus_001f", "auto_back_focus_0020"}) {
+    const std::string here = std::string("common@") + service;
+    play(here + " get_fault -> 1; " + here + " clear_fault; " + here + " get_fault -> 1; " + here +
+         " self_test ! self_test_failed;");
+  }
+  play(R"(linear_actuator_000d get_position ! fault_exists 1; imgctrl_0006 trigger_focus;
+          calibration_0015 run_z_calibration ! failed_find_home; zoom_0021 set_position position=7; wait 1 s;
+          get_position -> 7; input motor_blocked 0 0; common@linear_actuator_000d clear_fault;
+          common@linear_actuator_0028 clear_fault; linear_actuator_000d get_position -> position=500;
+          move_steps steps=1 block=1;)");
+  play("linear_actuator_0028 set_position index=1 position=107 speed=100; input motor_blocked 2 1; wait 10 s;");
+  EXPECT_EQ(position(zoom_motor), 107) << "another motor is blocked";
 }
 
 TEST_F(LensTest, AutoFocusFindsTheSharpPlaceAndTellsOfOneMovement) {

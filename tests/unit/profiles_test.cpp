@@ -199,6 +199,8 @@ TEST(State, OutlivesTheUnitOrIsLeftAsItIs) {
     EXPECT_EQ(0, bench.ask("led_0001", "set_state", {{"index", 1}, {"on", 1}}).error);
     EXPECT_EQ(0, bench.ask("led_0001", "set_state", {{"index", 2}, {"on", 1}}).error);
     EXPECT_NE(0, bench.ask("led_0001", "set_state", {{"index", 9}, {"on", 1}}).error);
+    for (const int64_t id : {GENERAL_CONTRAST, GENERAL_HUE})
+      bench.ask("imgctrl_0006", "set_param", {{"param", id}, {"value", 7}});
     EXPECT_EQ(0, bench.ask("relay_0005", "set_state", {{"index", 1}, {"state", 1}}).error);
     bench.send("eeprom_partition_table_0013", "format_eeprom");
     bench.advance(60s);
@@ -217,6 +219,8 @@ TEST(State, OutlivesTheUnitOrIsLeftAsItIs) {
     const auto& body = bench.unit.body();
     EXPECT_TRUE(body.find<things::Light>(1)->lit() && body.find<things::Light>(2)->lit());
     EXPECT_FALSE(body.find<things::Relay>(1)->energised()) << "was reset";
+    const things::Settings& picture = body.find<things::Imager>()->settings();
+    EXPECT_EQ(14, picture.get(things::Setting::contrast) + picture.get(things::Setting::hue));
     EXPECT_EQ(kept, content(path));
   }
   {

@@ -125,8 +125,8 @@ TEST_F(Rails, AddUpTheirLoadsUnderThePolicy) {
           heater_000a set_power milliWatts=15000; set_state state=1; power_monitor_002e get_current -> 1700; events 2;
           relay_0005 set_state state=1; led_0001 set_state on=1 duty_cycle_on_ms=100 duty_cycle_off_ms=200;
           power_monitor_000f get_power -> 20616000; relay_0005 set_state; led_0001 set_state;
-          power_policy_002c set_max_peripheral_power max_power_milliwatts=7500;
-          power_policy_0014 get_max_peripheral_power -> 7500;
+          power_policy_002c set_max_peripheral_power max_power_milliwatts=8300;
+          power_policy_0014 get_max_peripheral_power -> 8300;
           power_pwm_0025 get_power -> 7500; heater_000a get_power -> 15000; power_monitor_000f get_power -> 12900000;
           events 2; ir_illuminator_0008 set_power milliWatts=7500; set_state state=1; power_pwm_0025 get_power -> 5000;
           power_policy_0014 set_max_peripheral_power max_power_milliwatts=999 ! invalid_payload 2;

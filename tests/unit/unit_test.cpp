@@ -137,6 +137,7 @@ TEST(Queue, HoldsWhatThePeripheralSaysItCanHold) {
   unit.boards[0].lights.resize(1);
   unit.boards[0].location = ROVK_GPI_LOCATION_IMAGER_BOARD;
   unit.boards[0].eeproms.resize(1);  // where calibrations are saved
+  unit.boards[0].lenses.resize(1);
   PeripheralDescription& slow = unit.boards[0].peripherals[0];
   const auto run = [&](bool queued, uint8_t depth, bool refuses_repeats) {
     slow.queued = queued;
@@ -180,7 +181,7 @@ TEST_F(UnitAsAWhole, WithoutPowerNothingAnswers) {
 TEST(Description, IsCheckedAndAddsUp) {
   const auto refusal = [](const PeripheralDescription& peripheral) -> std::string {
     UnitDescription unit;
-    unit.boards = {{.name = "only", .peripherals = {{.service = "imaging_001a"}, peripheral}}};
+    unit.boards = {{.name = "only", .imagers = {{}}, .peripherals = {{.service = "imaging_001a"}, peripheral}}};
     try {
       Unit made(Options{.virtual_clock = true}, unit);
       return "";

@@ -94,7 +94,7 @@ struct BoardDescription {
   std::vector<things::Illuminator::Build> illuminators = {};
   std::vector<things::Fan::Build> fans = {};
   std::vector<things::Lens::Build> lenses = {};
-  std::vector<things::Imager::Build> imagers = {};  // the n-th looks through the n-th lens
+  std::vector<things::Imager::Build> imagers = {};  // the n-th looks through the board's n-th lens
   std::vector<things::Head::Build> heads = {};
   std::vector<things::EepromBuild> eeproms = {};
   std::vector<things::FileStore::Build> file_stores = {};

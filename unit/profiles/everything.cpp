@@ -128,7 +128,7 @@ BoardDescription processor_board() {
                                {.on = "imager", .above_body = 1'750},
                                {.on = "processor", .above_body = 4'250},
                                {.on = "imager"}};
-  board.rails.resize(1);
+  board.rails = {{.base_milliwatts = 4'600}};  // 5.4 W with both imagers awake
   things::Heater::Build heater;
   heater.warms = "imager";
   heater.senses = 3;
@@ -143,6 +143,32 @@ BoardDescription processor_board() {
   return board;
 }
 
+// Two imagers behind lenses of their own, one for light and one for warmth.
+void fit_optics(BoardDescription& board) {
+  constexpr unsigned sensor_warmth = 1;
+  things::Lens::Build optical;
+  optical.warmth = sensor_warmth;
+  things::Lens::Build thermal;
+  thermal.thermal = true;
+  thermal.warmth = sensor_warmth;
+  thermal.focus.home = thermal.focus.start = 200;
+  thermal.zoom.high = 3'000;
+  thermal.tele_decix = 40;
+  thermal.widest_degrees = 25;
+  thermal.has_filter = false;
+  board.lenses = {optical, thermal};
+  things::Imager::Build warm;
+  warm.thermal = true;
+  warm.height = 512;
+  warm.width = 640;
+  warm.raw_address = 0x1f00'0000;
+  board.imagers = {{}, warm};
+  things::Head::Build thermal_head;
+  thermal_head.lens = 1;
+  thermal_head.limits[things::Head::zoom] = {10, 40, 1, 20, 5};
+  board.heads = {{}, thermal_head};
+}
+
 UnitDescription make_everything() {
   UnitDescription unit;
   unit.name = "everything";
@@ -155,6 +181,7 @@ UnitDescription make_everything() {
     unit.boards.push_back({.name = name, .location = static_cast<uint8_t>(location)});
     unit.boards.back().eeproms = {{.size = 8'192}};
   }
+  fit_optics(unit.boards[1]);
   for (const catalogue::Service& service : catalogue::services()) {
     if (service.id <= ROVK_ROUTER_0000_PERIPHERAL_ID) continue;  // the common one and the router
     const std::string_view name = service.name;

@@ -223,6 +223,7 @@ const Members<LensMotor::Build>& members() {
   static const auto rows = Members<B>()
                                .add("high", &B::high, 1, 32'767)
                                .add("home", &B::home, 0, 32'767)
+                               .add("start", &B::start, 0, 32'767)
                                .add("speed", &B::speed, 1, 65'535)
                                .add("lowest_speed", &B::lowest_speed, 1, 65'535)
                                .add("highest_speed", &B::highest_speed, 1, 65'535)
@@ -242,7 +243,7 @@ const Members<Lens::Build>& members() {
                                .add("has_zoom", &B::has_zoom)
                                .add("has_iris", &B::has_iris)
                                .add("has_filter", &B::has_filter)
-                               .add("on", &B::on)
+                               .add("warmth", &B::warmth, 0, 255)
                                .add("reference_degrees", &B::reference_degrees, coldest, 1'000)
                                .add("focus_steps_per_degree", &B::focus_steps_per_degree, 0, 32'767)
                                .add("night_focus_steps", &B::night_focus_steps, -32'768, 32'767)
@@ -253,13 +254,39 @@ const Members<Lens::Build>& members() {
 }
 
 template <>
+const Members<Settings::Limits>& members() {
+  using B = Settings::Limits;
+  static const auto rows = Members<B>()
+                               .add("low", &B::low, -most, most)
+                               .add("high", &B::high, -most, most)
+                               .add("initial", &B::initial, -most, most)
+                               .then([](const Node& node, B& limits) {
+                                 if (limits.low > limits.initial || limits.initial > limits.high) {
+                                   node.fail("low, initial and high do not rise");
+                                 }
+                               });
+  return rows;
+}
+
+template <>
 const Members<Imager::Build>& members() {
   using B = Imager::Build;
+  // A setting that the file names differs from the built-in one in what it says.
+  static const auto settings = [](const Node& node, B& build) {
+    for (const auto& [key, item] : node.table().entries) {
+      const auto setting = find_setting(key);
+      if (!setting) item.fail("an imager has no setting '" + key + "'");
+      Settings::Limits& limits = build.settings.try_emplace(*setting, built_in_limits(*setting)).first->second;
+      reading::assign(item, limits, 0, 0);
+    }
+  };
   static const auto rows = Members<B>()
                                .add("thermal", &B::thermal)
                                .add("height", &B::height, 1, 8'192)
                                .add("width", &B::width, 1, 8'192)
                                .add("raw_address", &B::raw_address, 0, std::numeric_limits<uint32_t>::max())
+                               .add("triangles", &B::triangles, 0, 65'535)
+                               .add("settings", settings)
                                .add("load_milliwatts", &B::load_milliwatts, 0, most);
   return rows;
 }

@@ -5,9 +5,9 @@
 #include <string>
 
 #include "unit/services/frames.h"
-#include "unit/services/scene.h"
 #include "unit/services/views.h"
 #include "unit/things/file_store.h"
+#include "unit/things/imager.h"
 
 namespace rovk::unit {
 namespace {
@@ -40,6 +40,11 @@ class BulkDump final : public View {
   void reset() override { serving_ = false; }
 
  private:
+  // That whose frames they are.
+  bool imager_awake() {
+    const auto* const imager = host().body().find_near<things::Imager>(setup().board);
+    return imager && imager->awake();
+  }
   // Up to a zero or to the end of the field.
   static std::string filename(const Call& call) {
     const std::span<const uint8_t> bytes = call.bytes("filename");
@@ -50,9 +55,9 @@ class BulkDump final : public View {
   // end gives no frame; without room for it, or on a disk that takes no more, nothing is written.
   void write_frame(Call& call, const FrameOrder& order) {
     if (!FileStore::good_name(filename(call))) call.refuse_input("filename");
-    if (!imager_awake(host())) call.refuse("get_frame");
+    if (!imager_awake()) call.refuse("get_frame");
     call.take(frame_time * order.frames, [this, order](Call& last) {
-      if (!imager_awake(host())) last.refuse("get_frame");
+      if (!imager_awake()) last.refuse("get_frame");
       if (files_.write(filename(last), take_frame(host(), order)) != FileStore::Failure::none) {
         last.refuse("write_frame");
       }

@@ -48,6 +48,12 @@ void Call::set(std::string_view field, int64_t value) {
   catalogue::store_number(answer_, field_of(command_, command_.answer, field), value);
 }
 
+int64_t Call::number(const Field& field) const { return catalogue::load_number(request_, field); }
+
+void Call::set(const Field& field, int64_t value) { catalogue::store_number(answer_, field, value); }
+
+void Call::refuse_input(const Field& field) const { refuse("invalid_payload", {field.offset}); }
+
 void Call::set_bytes(std::string_view field, std::span<const uint8_t> value) {
   const Field& row = field_of(command_, command_.answer, field);
   std::copy_n(value.begin(), std::min<std::size_t>(value.size(), row.size()), answer_ + row.offset);
@@ -59,9 +65,7 @@ void Call::set_version(std::string_view field, rovk_version value) {
   answer_[row.offset + 1] = value.minor;
 }
 
-void Call::refuse_input(std::string_view field) const {
-  refuse("invalid_payload", {field_of(command_, command_.request, field).offset});
-}
+void Call::refuse_input(std::string_view field) const { refuse_input(field_of(command_, command_.request, field)); }
 
 void Call::refuse(std::string_view error, std::initializer_list<int64_t> detail) const {
   const catalogue::Error* row = catalogue::find_error(service_, error);

@@ -1,88 +1,77 @@
-// The filter that lets the night in: moved by hand, or by itself when it has been dark or light for the
-// time that was set.
-#include <rovk/constants.h>
-
-#include "unit/services/lens_parts.h"
+// The filter that lets the night in. The older service moves it by hand and knows no other mode, so its
+// set_state is the manual mode of the newer one.
+#include "unit/services/driving.h"
+#include "unit/services/imaging.h"
 #include "unit/services/views.h"
 
 namespace rovk::unit {
 namespace {
 
-constexpr Register day_night_registers[] = {
-    {"manual_mode_enable", "enable", 0, 1, 0},
-    {"auto_day_to_night_transition_level", "value", ROVK_DAY_NIGHT_001D_AUTO_MODE_TRANSITION_LEVEL_LIGHTER,
-     ROVK_DAY_NIGHT_001D_AUTO_MODE_TRANSITION_LEVEL_DARKER, ROVK_DAY_NIGHT_001D_AUTO_MODE_TRANSITION_LEVEL_DEFAULT},
-    {"auto_mode_detect_time", "time_seconds", 1, 60, 5},
-    {"manual_filter_position_day", "day", 0, 1, 1},
+using things::Setting;
+
+// 0: day, the filter that blocks infrared is in place; 1: night.
+constexpr int64_t state_night = 1;
+
+constexpr Register day_night_settings[] = {
+    shown("manual_mode_enable", "enable", Setting::night_manual),
+    shown("auto_day_to_night_transition_level", "value", Setting::night_sensitivity),
+    shown("auto_mode_detect_time", "time_seconds", Setting::night_detect_seconds),
+    shown("manual_filter_position_day", "day", Setting::manual_day),
 };
 
-// Below this light night falls, in millilux, by transition level.
-constexpr int64_t night_below[] = {20000, 10000, 5000};
-// Day wants this many times more, so that the change of the filter does not bring the old side back.
-constexpr int64_t day_factor = 3;
-
-class DayNight : public View {
+// Both drive the filters of the lenses in front of their imagers.
+class Filters : public Driving<ImagerView> {
  public:
-  explicit DayNight(const Setup& setup) : View(setup, day_night_registers) {
-    for (const char* command : {"set_manual_mode_enable", "set_auto_day_to_night_transition_level",
-                                "set_auto_mode_detect_time", "set_manual_filter_position_day"}) {
-      on(command, [this](Call& call) {
-        registers().run(call, device(call));
-        forget_plan();
-        update();
-      });
+  Filters(const Setup& setup, std::span<const Register> settings) : Driving(setup, settings) {
+    for (unsigned i = 0; i < devices(); ++i) {
+      if (things::Lens* const lens = imager(i).lens()) drive(lens->filter());
     }
   }
 
   void reset() override {
-    View::reset();
-    forget_plan();
-    update();
+    Driving::reset();
+    for (unsigned i = 0; i < devices(); ++i) imager(i).day_night().reset();
   }
+};
 
-  void sense(Input input, unsigned, int64_t) override {
-    if (input == Input::light) update();
-  }
-
- private:
-  void update() {
-    Lens& lens = lens_of(host());
-    if (registers().get("manual_mode_enable", "enable") != 0) {
-      lens.set_day_filter(registers().get("manual_filter_position_day", "day") != 0);
-      return;
-    }
-    const bool day = wanted_day(lens.day_filter());
-    if (day == lens.day_filter()) {
-      forget_plan();
-      return;
-    }
-    if (planned_) return;
-    planned_ = true;
-    const auto wait = std::chrono::seconds(registers().get("auto_mode_detect_time", "time_seconds"));
-    timer_ = host().at(host().now() + wait, [this, day] {
-      planned_ = false;
-      lens_of(host()).set_day_filter(day);
+class DayNight0011 final : public Filters {
+ public:
+  explicit DayNight0011(const Setup& setup) : Filters(setup, {}) {
+    on("set_state", [this](Call& call) {
+      imager(call).day_night().put_filter(call.within("state", 0, 1) != state_night);
+      if (standing_fault() != Fault::none) must_arrive(call, things::LensMotor::End::blocked);
     });
+    on("get_state",
+       [this](Call& call) { call.set("state", imager(call).day_night().filter_in_place() ? 0 : state_night); });
   }
 
-  bool wanted_day(bool day_now) {
-    const int64_t light = world().get(Input::light);
-    const int64_t level =
-        night_below[static_cast<std::size_t>(registers().get("auto_day_to_night_transition_level", "value"))];
-    return day_now ? light >= level : light > level * day_factor;
+  // What its state is about is a mode and a place.
+  void reset() override {
+    for (unsigned i = 0; i < devices(); ++i) {
+      imager(i).settings().reset(Setting::manual_day);
+      imager(i).settings().reset(Setting::night_manual);
+    }
+    Filters::reset();
   }
+};
 
-  void forget_plan() {
-    if (planned_) host().cancel(timer_);
-    planned_ = false;
+class DayNight001d final : public Filters {
+ public:
+  explicit DayNight001d(const Setup& setup) : Filters(setup, day_night_settings) {
+    for (unsigned i = 0; i < devices(); ++i) {
+      things::Lens* const lens = imager(i).lens();
+      if (!lens) continue;
+      lens->filter().movement_changed.add([this, i](bool moving) {
+        host().raise(*this, "movement_change", {i, moving});
+      });
+    }
   }
-
-  bool planned_ = false;
-  TimerId timer_ = 0;
 };
 
 }  // namespace
 
-std::unique_ptr<View> make_day_night_001d(const Setup& setup) { return std::make_unique<DayNight>(setup); }
+std::unique_ptr<View> make_day_night_0011(const Setup& setup) { return std::make_unique<DayNight0011>(setup); }
+
+std::unique_ptr<View> make_day_night_001d(const Setup& setup) { return std::make_unique<DayNight001d>(setup); }
 
 }  // namespace rovk::unit

@@ -1,37 +1,40 @@
-// The parameters of image control: one row for each id, with its default, limits and fixed point.
+// The parameters of image control: one row for each id, with the setting of the imager behind it.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <optional>
-#include <span>
+
+#include "unit/things/imager.h"
 
 namespace rovk::unit {
 
-struct ImageParam {
-  uint16_t id;
-  int32_t initial;
-  int32_t low;
-  int32_t high;
-  uint8_t q_bits;  // binary places behind the point
+// How a parameter tells what it shows.
+enum class ParamKind : uint8_t {
+  plain,         // the setting as it is
+  inverted,      // a flag that is set when the setting's is not
+  level,         // a flag and its level: 0 while the flag is off, else the level
+  night_mode,    // automatic, day, night: manual mode and where it puts the filter
+  filter_place,  // where the filter is; a new value puts it there by hand
+  zoom_place,    // where the zoom motor is; a new value moves it
 };
 
-std::span<const ImageParam> image_params();
-// Place of an id in the rows. Empty: no such parameter.
-std::optional<std::size_t> find_image_param(uint16_t id);
+struct ImageParam {
+  uint16_t id;
+  ParamKind kind;
+  things::Setting setting;
+  things::Setting level;  // of that kind
+  uint8_t q_bits;         // binary places behind the point
+};
 
-// Meanings of values that have more than a size.
-inline constexpr int32_t general_mode_asleep = 0;
-inline constexpr int32_t general_mode_live = 1;
-inline constexpr int32_t general_mode_test_picture = 2;
-inline constexpr int32_t exposure_mode_automatic = 0;
-inline constexpr int32_t exposure_mode_manual = 1;
-inline constexpr int32_t white_balance_manual = 0;
-inline constexpr int32_t white_balance_automatic = 1;
-inline constexpr int32_t day_night_automatic = 0;
-inline constexpr int32_t day_night_day = 1;
-inline constexpr int32_t day_night_night = 2;
-inline constexpr int32_t filter_day = 0;
-inline constexpr int32_t filter_night = 1;
+// Null: no such parameter.
+const ImageParam* find_image_param(uint16_t id);
+
+struct ParamValues {
+  int64_t current, initial, low, high;
+};
+ParamValues image_param(const ImageParam& param, things::Imager& imager);
+// Within the limits.
+void set_image_param(const ImageParam& param, things::Imager& imager, int64_t value);
+
+inline constexpr uint8_t focus_region_q = 14;
 
 }  // namespace rovk::unit

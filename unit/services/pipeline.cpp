@@ -2,37 +2,38 @@
 // drawn over it.
 #include <rovk/constants.h>
 
-#include "unit/services/scene.h"
+#include "unit/services/imaging.h"
 #include "unit/services/views.h"
+#include "unit/things/overlay.h"
 
 namespace rovk::unit {
 namespace {
 
-class Sensor : public View {
+using things::Imager;
+using things::Overlay;
+using things::Triangle;
+
+class Sensor final : public ImagerView {
  public:
-  explicit Sensor(const Setup& setup) : View(setup, {}) {
+  explicit Sensor(const Setup& setup) : ImagerView(setup, {}) {
     on("get_dimensions", [this](Call& call) {
-      const SensorSize size = sensor_size(thermal(call));
-      call.set("height", size.height);
-      call.set("width", size.width);
+      call.set("height", imager(call).build().height);
+      call.set("width", imager(call).build().width);
     });
     on("dump_raw_image", [this](Call& call) {
-      call.set("dram_address", raw_image_address(thermal(call)));
-      call.set("size", sensor_size(thermal(call)).raw_bytes());
+      // One that sleeps has no image to leave.
+      if (!imager(call).awake()) call.refuse("invalid_sequence", {call.command().opcode});
+      call.set("dram_address", imager(call).build().raw_address);
+      call.set("size", imager(call).raw_bytes());
     });
-  }
-
- private:
-  bool thermal(const Call& call) const {
-    return setup().devices.at(device(call)) == ROVK_PERIPHERAL_DEVICE_ID_SENSOR_THERMAL;
   }
 };
 
-class PipeStatistics : public View {
+class PipeStatistics final : public ImagerView {
  public:
-  explicit PipeStatistics(const Setup& setup) : View(setup, {}) {
+  explicit PipeStatistics(const Setup& setup) : ImagerView(setup, {}) {
     on("get_image_statistics", [this](Call& call) {
-      const ImageStatistics seen = image_statistics(host(), exposure_in_force(host()));
+      const Imager::Statistics seen = imager(call).statistics();
       call.set("raw_pixel_average", seen.average);
       call.set("raw_pixel_minimum", seen.minimum);
       call.set("raw_pixel_maximum", seen.maximum);
@@ -42,47 +43,69 @@ class PipeStatistics : public View {
   }
 };
 
-constexpr unsigned triangles_per_device = 8;
+constexpr const char* corner_fields[] = {"point1_x_decipercent", "point1_y_decipercent", "point2_x_decipercent",
+                                         "point2_y_decipercent", "point3_x_decipercent", "point3_y_decipercent"};
+constexpr int64_t decipercent_high = 1'000;
 
-// Alpha runs from 0, not seen, to 255, solid. A triangle keeps its place in both kinds of coordinate,
-// each as it was set; zoom is tenths, so 10 is the whole picture.
-constexpr Register triangle_registers[] = {
-    {"triangle_color", "red", 0, 255, 255},
-    {"triangle_color", "green", 0, 255, 255},
-    {"triangle_color", "blue", 0, 255, 255},
-    {"triangle_color", "alpha", 0, 255, 255},
-    {"triangle_positioning_coordinates", "pan_millidegrees", 0, 359'999, 0},
-    {"triangle_positioning_coordinates", "tilt_millidegrees", 0, 90'000, 0},
-    {"triangle_positioning_coordinates", "zoom_deciX", 10, 300, 10},
-    {"triangle_field_of_view_coordinates", "point1_x_decipercent", 0, 1'000, 500},
-    {"triangle_field_of_view_coordinates", "point1_y_decipercent", 0, 1'000, 400},
-    {"triangle_field_of_view_coordinates", "point2_x_decipercent", 0, 1'000, 400},
-    {"triangle_field_of_view_coordinates", "point2_y_decipercent", 0, 1'000, 600},
-    {"triangle_field_of_view_coordinates", "point3_x_decipercent", 0, 1'000, 600},
-    {"triangle_field_of_view_coordinates", "point3_y_decipercent", 0, 1'000, 600},
-};
-
-// Each triangle is a device to the registers: those of a device lie next to one another.
-class TriangleOverlay : public View {
+// Coordinates of the head and corners in the field of view describe one place together; see Triangle.
+class TriangleOverlay final : public View {
  public:
-  explicit TriangleOverlay(const Setup& setup)
-      : View(setup, {}), triangles_(setup.service, devices() * triangles_per_device, triangle_registers) {
-    for (const catalogue::Command& command : setup.service.commands) {
-      on(command.name, [this](Call& call) {
-        const int64_t triangle = call.within("triangle_index", 0, triangles_per_device - 1);
-        triangles_.run(call, device(call) * triangles_per_device + static_cast<unsigned>(triangle));
-      });
-    }
-    on("get_triangle_count", [](Call& call) { call.set("count", triangles_per_device); });
+  explicit TriangleOverlay(const Setup& setup) : View(setup, {}), overlays_(all_things<Overlay>()) {
+    on("get_triangle_count",
+       [this](Call& call) { call.set("count", static_cast<int64_t>(overlays_[device(call)]->triangles.size())); });
+    on("get_triangle_enable", [this](Call& call) { call.set("enable", triangle(call).shown); });
+    on("set_triangle_enable", [this](Call& call) { triangle(call).shown = call.within("enable", 0, 1) != 0; });
+    on("get_triangle_color", [this](Call& call) {
+      call.set("red", triangle(call).red);
+      call.set("green", triangle(call).green);
+      call.set("blue", triangle(call).blue);
+      call.set("alpha", triangle(call).alpha);
+    });
+    on("set_triangle_color", [this](Call& call) {
+      Triangle& drawn = triangle(call);
+      drawn.red = static_cast<uint8_t>(call.number("red"));
+      drawn.green = static_cast<uint8_t>(call.number("green"));
+      drawn.blue = static_cast<uint8_t>(call.number("blue"));
+      drawn.alpha = static_cast<uint8_t>(call.number("alpha"));
+    });
+    on("get_triangle_positioning_coordinates", [this](Call& call) {
+      call.set("pan_millidegrees", triangle(call).pan_millidegrees);
+      call.set("tilt_millidegrees", triangle(call).tilt_millidegrees);
+      call.set("zoom_deciX", triangle(call).zoom_decix);
+    });
+    on("set_triangle_positioning_coordinates", [this](Call& call) {
+      Triangle placed = triangle(call);
+      placed.pan_millidegrees = call.within("pan_millidegrees", 0, 359'999);
+      placed.tilt_millidegrees = call.within("tilt_millidegrees", 0, 90'000);
+      placed.zoom_decix = call.within("zoom_deciX", 10, 300);
+      placed.sticks_to_scene = true;
+      triangle(call) = placed;
+    });
+    on("get_triangle_field_of_view_coordinates", [this](Call& call) {
+      for (std::size_t i = 0; i < std::size(corner_fields); ++i) call.set(corner_fields[i], triangle(call).corners[i]);
+    });
+    on("set_triangle_field_of_view_coordinates", [this](Call& call) {
+      Triangle placed = triangle(call);
+      for (std::size_t i = 0; i < std::size(corner_fields); ++i) {
+        placed.corners[i] = call.within(corner_fields[i], 0, decipercent_high);
+      }
+      placed.sticks_to_scene = false;
+      triangle(call) = placed;
+    });
   }
 
   void reset() override {
     View::reset();
-    triangles_.reset();
+    for (Overlay* overlay : overlays_) overlay->reset();
   }
 
  private:
-  Registers triangles_;
+  Triangle& triangle(const Call& call) const {
+    std::vector<Triangle>& all = overlays_[device(call)]->triangles;
+    return all[static_cast<std::size_t>(call.within("triangle_index", 0, std::ssize(all) - 1))];
+  }
+
+  std::vector<Overlay*> overlays_;
 };
 
 }  // namespace

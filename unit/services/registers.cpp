@@ -44,10 +44,10 @@ Role role_of(const Record& answer, const Field& field) {
 }
 
 Register of_type(std::string_view subject, const Field& field) {
-  if (std::string_view(field.name) == "enable") return {subject, field.name, 0, 1, 0};
+  if (std::string_view(field.name) == "enable") return {subject, field.name, 0, 1, 0, -1};
   const int64_t span = int64_t{1} << 8 * field.width;
   const int64_t low = field.is_signed ? -span / 2 : 0;
-  return {subject, field.name, low, low + span - 1, 0};
+  return {subject, field.name, low, low + span - 1, 0, -1};
 }
 
 [[noreturn]] void no_register(std::string_view subject, std::string_view field) {
@@ -58,16 +58,12 @@ Register of_type(std::string_view subject, const Field& field) {
 
 Registers::Registers(const catalogue::Service& service, unsigned devices, std::span<const Register> declared,
                      std::span<const ValueDescription> described)
-    : service_(service), devices_(devices), declared_(declared), described_(described) {
-  if (!described.empty()) make();  // its mistakes are found at once
-}
-
-Registers::Cells& Registers::cells() const {
-  if (!made_) make();
-  return cells_;
+    : service_(service), devices_(devices), declared_(declared) {
+  for (const ValueDescription& value : described) describe(value);
 }
 
 void Registers::make() const {
+  if (made_) return;
   made_ = true;
   for (const Register& row : declared_) declare(row);
   for (const catalogue::Command& command : service_.commands) {
@@ -81,15 +77,25 @@ void Registers::make() const {
       if (carries_value(field) && role_of(*record, field).part == Role::value) declare(of_type(subject, field));
     }
   }
-  for (const ValueDescription& value : described_) describe(value);
+  plans_.resize(service_.commands.size());
 }
 
-void Registers::describe(const ValueDescription& value) const {
-  const auto found = cells_.find({value.subject, value.field});
-  if (found == cells_.end()) {
+// The first declaration of a register holds.
+void Registers::declare(const Register& row) const {
+  if (find(row.subject, row.field)) return;
+  Cell& made = cells_.emplace_back(Cell{row, {}});
+  if (row.key >= 0) return;
+  made.row.initial = std::clamp(row.initial, row.low, row.high);
+  made.values.assign(devices_, made.row.initial);
+}
+
+void Registers::describe(const ValueDescription& value) {
+  make();
+  Cell* const found = find(value.subject, value.field);
+  if (!found || found->row.key >= 0) {
     throw DescriptionError(std::string(service_.name) + " keeps no " + value.subject + "." + value.field);
   }
-  Register& row = found->second.row;
+  Register& row = found->row;
   row.low = value.low.value_or(row.low);
   row.high = value.high.value_or(row.high);
   row.initial = value.initial.value_or(std::clamp(row.initial, row.low, std::max(row.low, row.high)));
@@ -97,74 +103,95 @@ void Registers::describe(const ValueDescription& value) const {
     throw DescriptionError("limits and initial value of " + std::string(service_.name) + "'s " + value.subject + "." +
                            value.field + " do not agree");
   }
-  std::fill(found->second.values.begin(), found->second.values.end(), row.initial);
+  std::fill(found->values.begin(), found->values.end(), row.initial);
 }
 
-// The first declaration of a register holds.
-void Registers::declare(const Register& row) const {
-  Register kept = row;
-  kept.initial = std::clamp(row.initial, row.low, row.high);
-  cells_.try_emplace({row.subject, row.field}, Cell{kept, std::vector<int64_t>(devices_, kept.initial)});
+Registers::Cell* Registers::find(std::string_view subject, std::string_view field) const {
+  const auto found = std::find_if(cells_.begin(), cells_.end(), [&](const Cell& candidate) {
+    return candidate.row.subject == subject && candidate.row.field == field;
+  });
+  return found == cells_.end() ? nullptr : &*found;
 }
 
 Registers::Cell& Registers::cell(std::string_view subject, std::string_view field) const {
-  const auto found = cells().find({subject, field});
-  if (found == cells_.end()) no_register(subject, field);
-  return found->second;
+  make();
+  Cell* const found = find(subject, field);
+  if (!found) no_register(subject, field);
+  return *found;
+}
+
+int64_t Registers::value_of(const Cell& cell, unsigned device) const {
+  return cell.row.key < 0 ? cell.values.at(device) : backing_->get(cell.row.key, device);
+}
+
+void Registers::put(Cell& cell, unsigned device, int64_t value) {
+  if (cell.row.key >= 0) return backing_->set(cell.row.key, device, value);
+  cell.values.at(device) = value;
+}
+
+Backing::Limits Registers::limits_of(const Cell& cell, unsigned device) const {
+  if (cell.row.key >= 0) return backing_->limits(cell.row.key, device);
+  return {cell.row.low, cell.row.high};
 }
 
 int64_t Registers::get(std::string_view subject, std::string_view field, unsigned device) const {
-  return cell(subject, field).values.at(device);
+  return value_of(cell(subject, field), device);
 }
 
 void Registers::set(std::string_view subject, std::string_view field, unsigned device, int64_t value) {
-  cell(subject, field).values.at(device) = value;
+  put(cell(subject, field), device, value);
 }
 
-int64_t Registers::low(std::string_view subject, std::string_view field) const { return cell(subject, field).row.low; }
-
-int64_t Registers::high(std::string_view subject, std::string_view field) const {
-  return cell(subject, field).row.high;
+Registers::Plan Registers::plan(const catalogue::Command& command, std::string_view subject) const {
+  Plan made = {true, {}};
+  const bool reads = std::string_view(command.name).starts_with(get_prefix);
+  const Record* const record = reads ? command.answer : command.request;
+  if (!record) return made;
+  for (const Field& field : record->fields) {
+    if (!carries_value(field)) continue;
+    const Role role = reads ? role_of(*record, field) : Role{Role::value, field.name};
+    const Step::Part part = role.part == Role::low ? Step::low : role.part == Role::high ? Step::high : Step::value;
+    made.steps.push_back({part, &field, &cell(subject, role.field)});
+  }
+  return made;
 }
 
 bool Registers::run(Call& call, unsigned device, std::string_view subject) {
-  const std::string_view name = call.command().name;
-  if (!name.starts_with(get_prefix) && !name.starts_with(set_prefix)) return false;
-  if (subject.empty()) subject = name.substr(get_prefix.size());
-  if (name.starts_with(get_prefix)) {
-    read(call, device, subject);
+  const catalogue::Command& command = call.command();
+  const std::string_view name = command.name;
+  const bool reads = name.starts_with(get_prefix);
+  if (!reads && !name.starts_with(set_prefix)) return false;
+  make();
+  Plan other;
+  Plan* steps = &other;
+  if (subject.empty()) {
+    steps = &plans_[static_cast<std::size_t>(&command - service_.commands.data())];
+    if (!steps->made) *steps = plan(command, name.substr(get_prefix.size()));
   } else {
-    write(call, device, subject);
+    other = plan(command, subject);
   }
+  if (reads) {
+    for (const Step& step : steps->steps) {
+      call.set(*step.field, step.part == Step::value ? value_of(*step.cell, device)
+                            : step.part == Step::low ? limits_of(*step.cell, device).low
+                                                     : limits_of(*step.cell, device).high);
+    }
+    return true;
+  }
+  for (const Step& step : steps->steps) {
+    const auto [low, high] = limits_of(*step.cell, device);
+    const int64_t value = call.number(*step.field);
+    if (value < low || value > high) call.refuse_input(*step.field);
+  }
+  for (const Step& step : steps->steps) put(*step.cell, device, call.number(*step.field));
   return true;
 }
 
-void Registers::read(Call& call, unsigned device, std::string_view subject) const {
-  if (!call.command().answer) return;
-  const Record& answer = *call.command().answer;
-  for (const Field& field : answer.fields) {
-    if (!carries_value(field)) continue;
-    const Role role = role_of(answer, field);
-    const Cell& found = cell(subject, role.field);
-    call.set(field.name, role.part == Role::low    ? found.row.low
-                         : role.part == Role::high ? found.row.high
-                                                   : found.values.at(device));
-  }
-}
-
-void Registers::write(const Call& call, unsigned device, std::string_view subject) {
-  if (!call.command().request) return;
-  const auto& fields = call.command().request->fields;
-  for (const Field& field : fields) {
-    if (carries_value(field)) call.within(field.name, low(subject, field.name), high(subject, field.name));
-  }
-  for (const Field& field : fields) {
-    if (carries_value(field)) set(subject, field.name, device, call.number(field.name));
-  }
-}
-
 void Registers::reset() {
-  for (auto& [key, held] : cells_) std::fill(held.values.begin(), held.values.end(), held.row.initial);
+  for (const Register& row : declared_) {
+    for (unsigned device = 0; row.key >= 0 && device < devices_; ++device) backing_->restore(row.key, device);
+  }
+  for (Cell& held : cells_) std::fill(held.values.begin(), held.values.end(), held.row.initial);
 }
 
 }  // namespace rovk::unit

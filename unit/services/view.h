@@ -75,6 +75,10 @@ class Call {
 
   // Values are kept to the width of the field.
   void set(std::string_view field, int64_t value);
+  // For who has looked the field up already.
+  int64_t number(const catalogue::Field& field) const;
+  void set(const catalogue::Field& field, int64_t value);
+  [[noreturn]] void refuse_input(const catalogue::Field& field) const;
   void set_bytes(std::string_view field, std::span<const uint8_t> value);
   void set_version(std::string_view field, rovk_version value);
 
@@ -113,29 +117,49 @@ class Call {
 struct Register {
   std::string_view subject;
   std::string_view field;
-  int64_t low;
-  int64_t high;
-  int64_t initial;
+  int64_t low = 0;
+  int64_t high = 0;
+  int64_t initial = 0;
+  int key = -1;  // of what a Backing keeps, with limits of its own; below 0: it is kept here
+};
+
+// Keeps registers that are a thing's, so that they are the same for every service that shows them.
+class Backing {
+ public:
+  struct Limits {
+    int64_t low;
+    int64_t high;
+  };
+  virtual ~Backing() = default;
+  virtual int64_t get(int key, unsigned device) const = 0;
+  virtual void set(int key, unsigned device, int64_t value) = 0;
+  virtual Limits limits(int key, unsigned device) const = 0;
+  virtual void restore(int key, unsigned device) = 0;
 };
 
 // The plain part of a service: what `set_<subject>` writes, `get_<subject>` reads back, field by field
 // of the same name. An answer's `min`, `max`, `min_<field>` and `max_<field>` are the limits of the
 // register. A field without a declared register has the limits of its type and starts at 0, or next to
 // it; `enable` alone is a flag by its name.
+//
+// Cells are made when they are first needed, since most services of a unit are never asked; which of them
+// a command reads or writes is worked out at its first use.
 class Registers {
  public:
-  // `described` changes limits and initial values of what is declared or follows from the commands.
-  // Throws DescriptionError where it names nothing that is there. All three outlive the registers, which
-  // are made when somebody first asks for one: most who open a unit ask few of its services.
+  // `declared` has to outlive this. `described` changes limits and initial values of what is declared or
+  // follows from the commands. Throws DescriptionError where it names nothing that is there.
   Registers(const catalogue::Service& service, unsigned devices, std::span<const Register> declared,
             std::span<const ValueDescription> described = {});
+  // Before the first use.
+  void back_with(Backing& backing) { backing_ = &backing; }
 
   // A register that neither the service's commands nor a declaration knows is a defect of the view.
   int64_t get(std::string_view subject, std::string_view field, unsigned device = 0) const;
   // Keeps the value as it is: limits bind the commands, not the view.
   void set(std::string_view subject, std::string_view field, unsigned device, int64_t value);
-  int64_t low(std::string_view subject, std::string_view field) const;
-  int64_t high(std::string_view subject, std::string_view field) const;
+
+  int64_t low(std::string_view subject, std::string_view field) const { return cell(subject, field).row.low; }
+  int64_t high(std::string_view subject, std::string_view field) const { return cell(subject, field).row.high; }
 
   // Answers a get_ or set_ command by the rule above; false for any other command. `subject` takes
   // the place of the one in the command's name. A set_ stores all of its fields or, refused, none.
@@ -146,24 +170,36 @@ class Registers {
  private:
   struct Cell {
     Register row;
-    std::vector<int64_t> values;  // one for each device
+    std::vector<int64_t> values;  // one for each device; none when it is kept elsewhere
   };
-  using Cells = std::map<std::pair<std::string_view, std::string_view>, Cell>;
-
-  Cells& cells() const;
+  // One field of a command and what of a cell it carries.
+  struct Step {
+    enum Part : uint8_t { value, low, high } part;
+    const catalogue::Field* field;
+    Cell* cell;
+  };
+  struct Plan {
+    bool made = false;
+    std::vector<Step> steps;
+  };
   void make() const;
   void declare(const Register& row) const;
-  void describe(const ValueDescription& value) const;
+  void describe(const ValueDescription& value);
+  Cell* find(std::string_view subject, std::string_view field) const;
   Cell& cell(std::string_view subject, std::string_view field) const;
-  void read(Call& call, unsigned device, std::string_view subject) const;
-  void write(const Call& call, unsigned device, std::string_view subject);
+  Plan plan(const catalogue::Command& command, std::string_view subject) const;
+  int64_t value_of(const Cell& cell, unsigned device) const;
+  void put(Cell& cell, unsigned device, int64_t value);
+  Backing::Limits limits_of(const Cell& cell, unsigned device) const;
 
   const catalogue::Service& service_;
   unsigned devices_;
   std::span<const Register> declared_;
-  std::span<const ValueDescription> described_;
+  Backing* backing_ = nullptr;
+  // Made on first use, which a reading may be.
   mutable bool made_ = false;
-  mutable Cells cells_;
+  mutable std::vector<Cell> cells_;
+  mutable std::vector<Plan> plans_;  // in the order of the service's commands
 };
 
 // The unit as a view sees it.
@@ -234,8 +270,13 @@ class View {
   // things when they are made.
   template <typename Thing>
   Thing& thing(unsigned device) const {
+    return thing<Thing>(device, device);
+  }
+  // The same where the place of one that is not described is something else than its index.
+  template <typename Thing>
+  Thing& thing(unsigned device, unsigned place) const {
     const DeviceDescription& described = setup_.description.devices.at(device);
-    Thing* const found = setup_.host.body().find_near<Thing>(setup_.board, described.thing.value_or(device));
+    Thing* const found = setup_.host.body().find_near<Thing>(setup_.board, described.thing.value_or(place));
     if (!found) no_thing(device);
     return *found;
   }

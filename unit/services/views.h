@@ -13,9 +13,8 @@ using Maker = std::unique_ptr<View> (*)(const Setup& setup);
 // A service without a view of its own gets one that is plain get and set.
 Maker find_maker(std::string_view service);
 
-// plain.cpp: services without behaviour of their own, and the registers of each
+// plain.cpp: services without behaviour of their own
 std::unique_ptr<View> make_plain(const Setup& setup);
-std::span<const Register> plain_registers(std::string_view service);
 bool is_plain(std::string_view service);
 
 // alarms.cpp
@@ -28,6 +27,8 @@ std::unique_ptr<View> make_relay_0019(const Setup& setup);
 // eeprom.cpp: one memory a board, seen by both services
 std::unique_ptr<View> make_eeprom_raw_0012(const Setup& setup);
 std::unique_ptr<View> make_eeprom_partition_table_0013(const Setup& setup);
+// imaging.cpp: picture, balance, exposure, loops and filters as settings of an imager
+std::unique_ptr<View> make_imaging(const Setup& setup);
 // image_control.cpp
 std::unique_ptr<View> make_imgctrl_0006(const Setup& setup);
 // lens.cpp: the motors of the lens
@@ -39,6 +40,7 @@ std::unique_ptr<View> make_auto_back_focus_0020(const Setup& setup);
 // lens_focus.cpp
 std::unique_ptr<View> make_lens_focus_001f(const Setup& setup);
 // day_night.cpp
+std::unique_ptr<View> make_day_night_0011(const Setup& setup);
 std::unique_ptr<View> make_day_night_001d(const Setup& setup);
 // positioning.cpp
 std::unique_ptr<View> make_positioning_002a(const Setup& setup);

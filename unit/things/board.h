@@ -54,6 +54,7 @@ class Body {
   explicit Body(const Surroundings::Build& around) : surroundings_(around) {}
 
   Surroundings& surroundings() { return surroundings_; }
+  const Surroundings& surroundings() const { return surroundings_; }
   Board& add_board(std::string name, uint8_t location) {
     return *boards_.emplace_back(std::make_unique<Board>(std::move(name), location));
   }
