@@ -60,6 +60,8 @@ local EXPECTED = {
   },
   ["plain/eeprom"] = { "%d+ bytes, beginning with", "0020 %x%x", "partition 0: type", "  tag %d+: %d+ bytes",
     "tag 18193 of partition %d+ now reads: written by an example, longer than one command carries" },
+  snapshot = { "day%-1x.png: 3110400 bytes of 1920 x 1080 pixels", "day%-5x.png", "night%-1x.png", "night%-5x.png",
+    "a name that leaves the folder: 403" },
   message = {
     "type 1, opcode 33",
     "its fields:\t1\t1\t200\t800",

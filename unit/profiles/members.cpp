@@ -380,7 +380,7 @@ const Members<FileStore::Build>& members() {
   static const auto rows = Members<B>()
                                .add("folder", &B::folder)
                                .add("most_bytes", &B::most_bytes, 0, most)
-                               .add("http_port", &B::http_port, 1, 65'535);
+                               .add("http_port", &B::http_port, 0, 65'535);
   return rows;
 }
 

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <string>
 
+#include "unit/file_server.h"
 #include "unit/services/frames.h"
 #include "unit/services/views.h"
 #include "unit/things/file_store.h"
@@ -18,15 +19,19 @@ constexpr Time frame_time = 33ms;
 
 class BulkDump final : public View {
  public:
-  explicit BulkDump(const Setup& setup) : View(setup, {}), files_(thing<FileStore>(0)) {
+  explicit BulkDump(const Setup& setup)
+      : View(setup, {}), files_(thing<FileStore>(0)), imager_(host().body().find_near<things::Imager>(setup.board)) {
     on("http_enable", [this](Call& call) {
-      const bool enable = call.within("enable", 0, 1) != 0;
-      if (enable && !serving_ && world().get(Input::port_taken) != 0) call.refuse("http_server_start");
-      serving_ = enable;
+      if (call.within("enable", 0, 1) == 0) return server_.stop();
+      if (server_.port() != 0) return;
+      if (world().get(Input::port_taken) != 0 || !files_.make_folder() ||
+          server_.start(files_.folder(), files_.build().http_port) == 0) {
+        call.refuse("http_server_start");
+      }
     });
     // 0 while nobody listens.
-    on("http_port", [this](Call& call) { call.set("port", serving_ ? files_.build().http_port : 0); });
-    queue("get_frame", [this](Call& call) { write_frame(call, {call.within("bayer", 0, 1) != 0, 1}); });
+    on("http_port", [this](Call& call) { call.set("port", server_.port()); });
+    queue("get_frame", [this](Call& call) { write_frame(call, {.raw = call.within("bayer", 0, 1) != 0}); });
     queue("get_averaged_bayer_frame", [this](Call& call) {
       write_frame(call, {true, static_cast<unsigned>(call.within("average_count", 1, UINT8_MAX))});
     });
@@ -37,14 +42,9 @@ class BulkDump final : public View {
   }
 
   // Files stay, as what they lie on does.
-  void reset() override { serving_ = false; }
+  void reset() override { server_.stop(); }
 
  private:
-  // That whose frames they are.
-  bool imager_awake() {
-    const auto* const imager = host().body().find_near<things::Imager>(setup().board);
-    return imager && imager->awake();
-  }
   // Up to a zero or to the end of the field.
   static std::string filename(const Call& call) {
     const std::span<const uint8_t> bytes = call.bytes("filename");
@@ -55,17 +55,18 @@ class BulkDump final : public View {
   // end gives no frame; without room for it, or on a disk that takes no more, nothing is written.
   void write_frame(Call& call, const FrameOrder& order) {
     if (!FileStore::good_name(filename(call))) call.refuse_input("filename");
-    if (!imager_awake()) call.refuse("get_frame");
-    call.take(frame_time * order.frames, [this, order](Call& last) {
-      if (!imager_awake()) last.refuse("get_frame");
-      if (files_.write(filename(last), take_frame(host(), order)) != FileStore::Failure::none) {
+    if (!imager_ || !imager_->awake()) call.refuse("get_frame");
+    call.take(frame_time * order.averaged, [this, order](Call& last) {
+      if (!imager_->awake()) last.refuse("get_frame");
+      if (files_.write(filename(last), take_frame(host(), *imager_, order)) != FileStore::Failure::none) {
         last.refuse("write_frame");
       }
     });
   }
 
   FileStore& files_;
-  bool serving_ = false;
+  const things::Imager* imager_;  // that whose frames they are; null: there is none
+  FileServer server_;
 };
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "unit/services/calibration_data.h"
+#include "unit/services/frames.h"
 #include "unit/services/image_params.h"
 #include "unit/services/imaging.h"
 #include "unit/services/views.h"
@@ -45,6 +46,7 @@ class ImageControl final : public ImagerView {
     });
     on("dump_raw_image", [this](Call& call) {
       if (!imager(call).awake()) call.refuse("invalid_sequence", {call.command().opcode});
+      dump_raw_image(call, host(), imager(call));
       call.set("ram_address", imager(call).build().raw_address);
       call.set("size", imager(call).raw_bytes());
     });

@@ -2,6 +2,7 @@
 // drawn over it.
 #include <rovk/constants.h>
 
+#include "unit/services/frames.h"
 #include "unit/services/imaging.h"
 #include "unit/services/views.h"
 #include "unit/things/overlay.h"
@@ -23,6 +24,7 @@ class Sensor final : public ImagerView {
     on("dump_raw_image", [this](Call& call) {
       // One that sleeps has no image to leave.
       if (!imager(call).awake()) call.refuse("invalid_sequence", {call.command().opcode});
+      dump_raw_image(call, host(), imager(call));
       call.set("dram_address", imager(call).build().raw_address);
       call.set("size", imager(call).raw_bytes());
     });

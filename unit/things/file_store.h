@@ -17,7 +17,7 @@ class FileStore {
   struct Build {
     std::string folder = {};                 // empty: a temporary one that goes with the unit
     uint64_t most_bytes = 64 * 1024 * 1024;  // of all files together
-    uint16_t http_port = 8080;
+    uint16_t http_port = 0;                  // 0: any that is free when the server starts
   };
   enum class Failure : uint8_t { none, bad_name, full, io };
 
@@ -29,6 +29,8 @@ class FileStore {
   const Build& build() const { return build_; }
   // Where the files lie. Empty: nothing was written yet into a temporary folder, which is made then.
   const std::filesystem::path& folder() const { return folder_; }
+  // Makes sure that there is a folder to write to and read from; false when that cannot be.
+  bool make_folder();
   // Whether a name stays in the folder and can be typed: letters, digits and "-_.", no dot in front.
   static bool good_name(std::string_view name);
 
@@ -43,8 +45,6 @@ class FileStore {
   uint64_t used_bytes() const;
 
  private:
-  bool make_folder();
-
   const Build build_;
   std::filesystem::path folder_;
 };
