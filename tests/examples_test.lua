@@ -20,11 +20,12 @@ local EXPECTED = {
   },
   catalogue = { "led_0001 +2 commands +0 events",
     "272 commands, 21 events, 35 errors and 1221 fields, of which 1549 are" },
+  bad_days = { "^2000 commands met with %d+ mishaps: 1[678]%d%d right, 0 wrong", "^  error 6: %d+ times", "^each ended once" },
   led = { "GREEN .*on 1 %(on%), duty_cycle_on_ms 0 ms", "RED .*duty_cycle_on_ms 100 ms, duty_cycle_off_ms 900 ms" },
   tasks = { "no answer within 5 ms", "LED on", "degrees", "LED off", "degrees", "LED on",
     "degrees on average", "^done$" },
   many = { "400 of 400 results in their places", "in less than a second" },
-  events = { "button 0 pressed", "button 0 released", "was reset, type 3", "^ALARM_GPIO.*state 1 %(closed%)",
+  events = { "button 0 pressed", "button 0 released", "^ALARM_GPIO.*state 1 %(closed%)", "was reset, type 3",
     "waited for:.*pan_movement 1", "and silence" },
   errors = {
     "^led_0001.get_state on address %d+, index 99: invalid payload, input index %(payload offset 0%)",

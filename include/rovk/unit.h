@@ -58,9 +58,6 @@ int32_t rovk_unit_disturb(void* context, const char* what, uint32_t count, uint3
  * file has them, and fault_seed. Null or "": none. -EINVAL: a rule is not right; nothing has changed. */
 int32_t rovk_unit_plan(void* context, const char* rules);
 
-/* Switches the whole unit off (0) or on. Off, it hears and answers nothing. */
-int32_t rovk_unit_set_power(void* context, int32_t on);
-
 /* Calls `action` once, with `runs` 1, when the unit's clock has come to `when_ns`: on the thread that
  * waits on this context or advances the clock, inside that call. An action may use the functions of this
  * header; commands fail there with -EBUSY. When the context closes before, it is called with `runs` 0, to
@@ -70,7 +67,8 @@ int32_t rovk_unit_at(void* context, uint64_t when_ns, rovk_unit_action action, v
 
 /* What only an onlooker sees, at a time of the unit's clock, 0 for now: "light" (0, 1), "relay_energised",
  * "relay_open" (0, 1), "alarm_millivolts", "switch" (0, 1), "temperature" (millidegrees Celsius),
- * "rail_microwatts", "heater", "illuminator" (milliwatts given now), "fan_rpm". `index` counts things over
+ * "rail_microwatts", "heater", "illuminator" (milliwatts given now), "fan_rpm", "focus", "zoom", "iris"
+ * (steps), "filter" (steps from in front of the sensor), "pan", "tilt" (millidegrees). `index` counts things over
  * all boards. -ENOENT: no such probe. -ENXIO: no such thing. */
 int32_t rovk_unit_probe(void* context, const char* what, uint32_t index, uint64_t when_ns, int64_t* value);
 

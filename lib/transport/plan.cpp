@@ -34,13 +34,6 @@ int32_t rovk_unit_plan(void* context, const char* rules) {
   });
 }
 
-int32_t rovk_unit_set_power(void* context, int32_t on) {
-  return with_unit(context, [&](rovk::unit::Unit& unit, uint16_t) -> int32_t {
-    unit.set_power(on != 0);
-    return 0;
-  });
-}
-
 int32_t rovk_unit_advance(void* context, uint64_t duration_ns) {
   rovk::transport::clear_reason();
   return rovk::guarded([&]() -> int32_t {

@@ -11,6 +11,8 @@
 #include "transport/with_unit.h"
 #include "unit/things/alarm_line.h"
 #include "unit/things/drives.h"
+#include "unit/things/head.h"
+#include "unit/things/lens.h"
 #include "unit/things/panel.h"
 #include "unit/things/rail.h"
 #include "unit/things/relay.h"
@@ -35,6 +37,19 @@ struct Probe {
 template <typename Thing>
 constexpr Probe probe(const char* name, int64_t (*look)(Body& body, unsigned index, Time when)) {
   return {name, [](const Body& body) { return body.count<Thing>(); }, look};
+}
+
+template <things::LensMotor& (things::Lens::*motor)()>
+constexpr Probe lens_motor(const char* name) {
+  return probe<things::Lens>(name, [](Body& body, unsigned i, Time) -> int64_t {
+    return (body.find<things::Lens>(i)->*motor)().position();
+  });
+}
+
+template <things::Head::Axis axis>
+constexpr Probe head_axis(const char* name) {
+  return probe<things::Head>(
+      name, [](Body& body, unsigned i, Time) -> int64_t { return body.find<things::Head>(i)->position(axis); });
 }
 
 constexpr Probe probes[] = {
@@ -65,6 +80,12 @@ constexpr Probe probes[] = {
                                      [](Body& body, unsigned i, Time) -> int64_t {
                                        return body.find<things::TemperatureSensor>(i)->millidegrees();
                                      }),
+    lens_motor<&things::Lens::focus>("focus"),
+    lens_motor<&things::Lens::zoom>("zoom"),
+    lens_motor<&things::Lens::iris>("iris"),
+    lens_motor<&things::Lens::filter>("filter"),
+    head_axis<things::Head::pan>("pan"),
+    head_axis<things::Head::tilt>("tilt"),
 };
 
 }  // namespace

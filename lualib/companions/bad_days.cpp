@@ -19,7 +19,6 @@
 #pragma weak rovk_unit_now
 #pragma weak rovk_unit_probe
 #pragma weak rovk_unit_report
-#pragma weak rovk_unit_set_power
 
 namespace {
 
@@ -55,13 +54,6 @@ int plan(lua_State* L) {
   CHECK_UNIT(rovk_unit_plan);
   void* const context = rovk_check_context(L, 1);
   return push_result(L, rovk_unit_plan(context, luaL_checkstring(L, 2)));
-}
-
-int set_power(lua_State* L) {
-  CHECK_UNIT(rovk_unit_set_power);
-  void* const context = rovk_check_context(L, 1);
-  luaL_checktype(L, 2, LUA_TBOOLEAN);
-  return push_result(L, rovk_unit_set_power(context, lua_toboolean(L, 2)));
 }
 
 // A Lua function that waits for its time, on a thread of its own which the registry keeps.
@@ -140,5 +132,5 @@ int report(lua_State* L) {
 }  // namespace
 
 const luaL_Reg rovk_bad_days[] = {
-    {"plan", plan}, {"power", set_power}, {"at", at}, {"probe", probe}, {"report", report}, {nullptr, nullptr},
+    {"plan", plan}, {"at", at}, {"probe", probe}, {"report", report}, {nullptr, nullptr},
 };

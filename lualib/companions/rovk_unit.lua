@@ -55,11 +55,6 @@ unit.spontaneous_error = companion.spontaneous_error
 -- "lose", "duplicate", "delay" (by `value` milliseconds), "corrupt" or "misdirect".
 unit.disturb = companion.disturb
 
---- Switches the whole unit on (true) or off (false). Off, it hears and answers nothing.
-function unit.power(context, on)
-  return companion.power(context, on)
-end
-
 -- A value as a unit file spells it.
 local function spell(value)
   if type(value) == "string" then

@@ -64,7 +64,9 @@ describe("asynchronous commands", function()
           assert.are.equal(blocking.n - 1, got[1].n, name)
           assert.are.same(blocking[2], got[1][got[1].n], name)
           for position = 1, got[1].n - 1 do
-            if blocking[1] == 0 or type(got[1][position]) == "number" then
+            -- Two units that serve files at the same time have a port each.
+            local differs = command.name == "http_port"
+            if not differs and (blocking[1] == 0 or type(got[1][position]) == "number") then
               assert.are.same(blocking[position + 2], got[1][position], name)
             end
           end
