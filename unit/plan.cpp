@@ -6,6 +6,7 @@
 
 #include "catalogue/catalogue.h"
 #include "catalogue/fields.h"
+#include "wire/message.h"
 
 namespace rovk::unit {
 namespace {
@@ -13,12 +14,10 @@ namespace {
 using Direction = Rule::Direction;
 using Action = Rule::Action;
 
-const uint8_t* bytes_of(const rovk_message& message) { return reinterpret_cast<const uint8_t*>(&message); }
-
 // The opcode of a command or of the command that is answered, the id of an event.
 uint8_t number_of(Direction direction, const rovk_message& message) {
   // A uuid has the opcode of its command in its highest byte.
-  return bytes_of(message)[direction == Direction::answer ? ROVK_OFFSET_UUID + 3 : ROVK_OFFSET_BODY];
+  return wire::bytes(message)[direction == Direction::answer ? ROVK_OFFSET_UUID + 3 : ROVK_OFFSET_BODY];
 }
 
 bool named(const std::string& name, Direction direction, const catalogue::Service& service, uint8_t number) {
@@ -45,7 +44,7 @@ double Plan::draw() { return static_cast<double>(random_() >> 11) * 0x1p-53; }
 
 bool Plan::matches(const Rule& rule, Direction direction, const catalogue::Service* service,
                    const rovk_message& message) const {
-  const uint8_t* const bytes = bytes_of(message);
+  const uint8_t* const bytes = wire::bytes(message);
   if (rule.direction != Direction::any && rule.direction != direction) return false;
   if (rule.address && *rule.address != catalogue::load(bytes + ROVK_OFFSET_PERIPHERAL, 2)) return false;
   if (rule.application && *rule.application != catalogue::load(bytes + ROVK_OFFSET_APPLICATION, 2)) return false;

@@ -20,6 +20,7 @@
 #include "unit/services/common.h"
 #include "unit/services/router.h"
 #include "unit/services/views.h"
+#include "wire/message.h"
 #include "wire/queue.h"
 
 namespace rovk::unit {
@@ -47,12 +48,9 @@ const PeripheralDescription router_description = [] {
   return router;
 }();
 
-uint8_t* bytes_of(rovk_message& message) { return reinterpret_cast<uint8_t*>(&message); }
-const uint8_t* bytes_of(const rovk_message& message) { return reinterpret_cast<const uint8_t*>(&message); }
-
 rovk_message blank(uint16_t application, uint16_t peripheral, uint32_t uuid, uint8_t type) {
   rovk_message message = {};
-  uint8_t* bytes = bytes_of(message);
+  uint8_t* bytes = wire::bytes(message);
   store(bytes + ROVK_OFFSET_APPLICATION, 2, application);
   store(bytes + ROVK_OFFSET_PERIPHERAL, 2, peripheral);
   store(bytes + ROVK_OFFSET_UUID, 4, uuid);
@@ -205,8 +203,8 @@ struct Unit::State final : Host, Answers {
     for (const auto& [application, state] : applications) {
       if (!router->registered(application, peripheral)) continue;
       rovk_message message = blank(application, peripheral, 0, ROVK_TYPE_EVENT);
-      bytes_of(message)[ROVK_OFFSET_BODY] = id;
-      std::copy_n(payload, ROVK_MESSAGE_PAYLOAD_SIZE, bytes_of(message) + ROVK_OFFSET_PAYLOAD);
+      wire::bytes(message)[ROVK_OFFSET_BODY] = id;
+      std::copy_n(payload, ROVK_MESSAGE_PAYLOAD_SIZE, wire::bytes(message) + ROVK_OFFSET_PAYLOAD);
       if (const Peripheral* const from = find(peripheral)) coverage.event(from->view->service(), id);
       dispatch(Direction::event, application, message, present);
     }
@@ -225,7 +223,7 @@ struct Unit::State final : Host, Answers {
   }
 
   // Sends an answer or event on its way, or whatever the plan makes of it.
-  void dispatch(Direction direction, uint16_t application, rovk_message message, Time when) {
+  void dispatch(Direction direction, uint16_t application, const rovk_message& message, Time when) {
     if (!disturbed()) return send(application, message, when);
     travel(direction, application, message, when,
            [this, application](const rovk_message& arrived, Time at_time) { send(application, arrived, at_time); });
@@ -236,7 +234,7 @@ struct Unit::State final : Host, Answers {
   // Lets the plan judge a message; what comes through goes to `deliver`.
   template <typename Deliver>
   void travel(Direction direction, uint16_t application, rovk_message message, Time when, Deliver deliver) {
-    const auto address = static_cast<uint16_t>(load(bytes_of(message) + ROVK_OFFSET_PERIPHERAL, 2));
+    const auto address = wire::peripheral(message);
     const bool was_silent = is_silent(address);
     const Fate fate = plan.judge(direction, service_at(address), message);
     if (fate.silent_ms) silent[address] = std::max(silent[address], present + *fate.silent_ms * 1ms);
@@ -283,7 +281,7 @@ struct Unit::State final : Host, Answers {
 
   // Turns a command or an answer into a refusal by a rule.
   void refuse(rovk_message& message, const Rule& rule) {
-    uint8_t* const bytes = bytes_of(message);
+    uint8_t* const bytes = wire::bytes(message);
     const auto address = static_cast<uint16_t>(load(bytes + ROVK_OFFSET_PERIPHERAL, 2));
     const auto application = static_cast<uint16_t>(load(bytes + ROVK_OFFSET_APPLICATION, 2));
     message = blank(application, address, load(bytes + ROVK_OFFSET_UUID, 4), ROVK_TYPE_RESPONSE);
@@ -334,7 +332,7 @@ struct Unit::State final : Host, Answers {
     if (pending.empty()) return dispatch(Direction::answer, application, message, when);
     const Disturbed now = pending.front();
     if (--pending.front().count == 0) pending.pop_front();
-    uint8_t* bytes = bytes_of(message);
+    uint8_t* bytes = wire::bytes(message);
     switch (now.what) {
       case Disturbance::lose:
         return;
@@ -506,7 +504,7 @@ struct Unit::State final : Host, Answers {
   }
 
   void write_answer(rovk_message& reply, const Call& call) const {
-    std::copy(call.answer().begin(), call.answer().end(), bytes_of(reply) + ROVK_OFFSET_PAYLOAD);
+    std::copy(call.answer().begin(), call.answer().end(), wire::bytes(reply) + ROVK_OFFSET_PAYLOAD);
   }
 
   void write_refusal(rovk_message& reply, const catalogue::Service& service, const Refusal& refusal,
@@ -514,7 +512,7 @@ struct Unit::State final : Host, Answers {
     coverage.error(service, refusal.id);
     const catalogue::Error* error = catalogue::find_error(service, refusal.id);
     if (!error) error = catalogue::find_error(catalogue::common(), refusal.id);
-    uint8_t* body = bytes_of(reply);
+    uint8_t* body = wire::bytes(reply);
     body[ROVK_OFFSET_BODY] = ROVK_RESPONSE_ERROR_INFO;
     store(body + ROVK_OFFSET_PAYLOAD, 2, answerer);
     store(body + ROVK_OFFSET_ERROR_ID, 2, refusal.id);
@@ -525,7 +523,7 @@ struct Unit::State final : Host, Answers {
   void answer(const Job& job, const Refusal* refusal) override {
     rovk_message reply = job.reply;
     if (!refusal && keeper) {
-      const auto* const from = find(static_cast<uint16_t>(load(bytes_of(reply) + ROVK_OFFSET_PERIPHERAL, 2)));
+      const auto* const from = find(wire::peripheral(reply));
       try {
         keep_memories(*from);
       } catch (const Refusal& no_room) {
@@ -533,7 +531,7 @@ struct Unit::State final : Host, Answers {
       }
     }
     if (refusal) {
-      const auto address = static_cast<uint16_t>(load(bytes_of(reply) + ROVK_OFFSET_PERIPHERAL, 2));
+      const auto address = wire::peripheral(reply);
       // What is broken off cannot say so itself.
       const bool lost = refusal->id == ROVK_COMMON_ERROR_COMMUNICATION_FAILURE;
       write_refusal(reply, find(address)->view->service(), *refusal, lost ? ROVK_ROUTER_PERIPHERAL_ADDRESS : address);
@@ -548,7 +546,7 @@ struct Unit::State final : Host, Answers {
 
   // Carries a command out and makes its answer; one that takes time goes into the peripheral's queue.
   void handle(uint16_t application, const rovk_message& command) {
-    const uint8_t* given = bytes_of(command);
+    const uint8_t* given = wire::bytes(command);
     const auto address = static_cast<uint16_t>(load(given + ROVK_OFFSET_PERIPHERAL, 2));
     const uint8_t opcode = given[ROVK_OFFSET_BODY];
     rovk_message reply = blank(application, address, load(given + ROVK_OFFSET_UUID, 4), ROVK_TYPE_RESPONSE);
@@ -654,7 +652,7 @@ void Unit::leave(uint16_t application) {
 
 void Unit::submit(uint16_t application, const rovk_message& message) {
   run();
-  if (!state_->applications.contains(application) || bytes_of(message)[ROVK_OFFSET_TYPE] != ROVK_TYPE_COMMAND) {
+  if (!state_->applications.contains(application) || wire::type(message) != ROVK_TYPE_COMMAND) {
     ++state_->dropped;
     return;
   }

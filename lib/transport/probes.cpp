@@ -41,9 +41,8 @@ constexpr Probe probe(const char* name, int64_t (*look)(Body& body, unsigned ind
 
 template <things::LensMotor& (things::Lens::*motor)()>
 constexpr Probe lens_motor(const char* name) {
-  return probe<things::Lens>(name, [](Body& body, unsigned i, Time) -> int64_t {
-    return (body.find<things::Lens>(i)->*motor)().position();
-  });
+  return probe<things::Lens>(
+      name, [](Body& body, unsigned i, Time) -> int64_t { return (body.find<things::Lens>(i)->*motor)().position(); });
 }
 
 template <things::Head::Axis axis>

@@ -12,8 +12,8 @@
 #include <string.h>
 
 #include "context.h"
+#include "results.h"
 
-#pragma weak rovk_transport_reason
 #pragma weak rovk_unit_plan
 #pragma weak rovk_unit_at
 #pragma weak rovk_unit_now
@@ -22,27 +22,7 @@
 
 namespace {
 
-constexpr double nanoseconds_per_ms = 1e6;
 constexpr double century_ms = 100.0 * 366 * 86400e3;
-
-template <typename Function>
-void check_present(lua_State* L, Function* function, const char* name) {
-  if (!function) luaL_error(L, "the librovk-transport under this program has no %s", name);
-}
-
-#define CHECK_UNIT(name) check_present(L, name, #name)
-
-int push_result(lua_State* L, int32_t status) {
-  if (status >= 0) {
-    lua_pushboolean(L, 1);
-    return 1;
-  }
-  const char* const reason = rovk_transport_reason ? rovk_transport_reason() : "";
-  lua_pushnil(L);
-  lua_pushstring(L, *reason ? reason : strerror(-status));
-  lua_pushnumber(L, status);
-  return 3;
-}
 
 uint64_t check_time(lua_State* L, int index) {
   const double ms = luaL_checknumber(L, index);
@@ -53,7 +33,7 @@ uint64_t check_time(lua_State* L, int index) {
 int plan(lua_State* L) {
   CHECK_UNIT(rovk_unit_plan);
   void* const context = rovk_check_context(L, 1);
-  return push_result(L, rovk_unit_plan(context, luaL_checkstring(L, 2)));
+  return rovk_push_done(L, rovk_unit_plan(context, luaL_checkstring(L, 2)));
 }
 
 // A Lua function that waits for its time, on a thread of its own which the registry keeps.
@@ -99,7 +79,7 @@ int at(lua_State* L) {
     luaL_unref(L, LUA_REGISTRYINDEX, reference);
     free(waiting);
   }
-  return push_result(L, status);
+  return rovk_push_done(L, status);
 }
 
 int probe(lua_State* L) {
@@ -111,7 +91,7 @@ int probe(lua_State* L) {
   int64_t value = 0;
   const int32_t status = rovk_unit_probe(context, what, static_cast<uint32_t>(index),
                                          lua_isnoneornil(L, 4) ? 0 : check_time(L, 4), &value);
-  if (status < 0) return push_result(L, status);
+  if (status < 0) return rovk_push_done(L, status);
   lua_pushnumber(L, static_cast<double>(value));
   return 1;
 }
@@ -121,10 +101,10 @@ int report(lua_State* L) {
   void* const context = rovk_check_context(L, 1);
   uint32_t needed = 0;
   int32_t status = rovk_unit_report(context, nullptr, 0, &needed);
-  if (status < 0) return push_result(L, status);
+  if (status < 0) return rovk_push_done(L, status);
   char* const text = static_cast<char*>(lua_newuserdata(L, needed));
   status = rovk_unit_report(context, text, needed, &needed);
-  if (status < 0) return push_result(L, status);
+  if (status < 0) return rovk_push_done(L, status);
   lua_pushstring(L, text);
   return 1;
 }

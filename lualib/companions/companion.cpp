@@ -16,12 +16,12 @@
 #include "barrier.h"
 #include "context.h"
 #include "elements.h"
+#include "results.h"
 #include "runtime/numbers.h"
 
 #pragma weak rovktrans_dispatch
 #pragma weak rovktrans_fd
 #pragma weak rovktrans_clock
-#pragma weak rovk_transport_reason
 #pragma weak rovk_unit_now
 #pragma weak rovk_unit_advance
 #pragma weak rovk_unit_set_input
@@ -38,35 +38,7 @@ extern "C" __attribute__((visibility("default"))) int luaopen_rovk_companion(lua
 namespace {
 
 enum { ERROR_BYTES = 18 };
-constexpr double nanoseconds_per_ms = 1e6;
 constexpr double largest_whole = 9007199254740992.0;  // up to here a Lua number knows each whole number
-
-template <typename Function>
-void check_present(lua_State* L, Function* function, const char* library, const char* name) {
-  if (!function) luaL_error(L, "the %s under this program has no %s", library, name);
-}
-
-#define CHECK_TRANS(name) check_present(L, name, "librovktrans", #name)
-#define CHECK_UNIT(name) check_present(L, name, "librovk-transport", #name)
-
-int push_failure(lua_State* L, int32_t status, const char* text) {
-  lua_pushnil(L);
-  lua_pushstring(L, text);
-  lua_pushnumber(L, status);
-  return 3;
-}
-
-// Of a call into librovk-transport, which has words for what a script can get wrong.
-int push_unit_failure(lua_State* L, int32_t status) {
-  const char* const reason = rovk_transport_reason ? rovk_transport_reason() : "";
-  return push_failure(L, status, *reason ? reason : strerror(-status));
-}
-
-int push_done(lua_State* L, int32_t status) {
-  if (status < 0) return push_unit_failure(L, status);
-  lua_pushboolean(L, 1);
-  return 1;
-}
 
 // A whole number of a native width; another is an argument error and not cut.
 double check_whole(lua_State* L, int index, double low, double high) {
@@ -94,7 +66,7 @@ const char* loop_failure(int32_t status) {
   }
 }
 
-int push_loop_failure(lua_State* L, int32_t status) { return push_failure(L, status, loop_failure(status)); }
+int push_loop_failure(lua_State* L, int32_t status) { return rovk_push_failure(L, status, loop_failure(status)); }
 
 // Waits in slices. Between them it calls a Lua function that does nothing, so that a hook which a signal
 // handler has set meanwhile, as an interpreter does at an interrupt, gets to run.
@@ -158,7 +130,7 @@ int now(lua_State* L) {
   CHECK_UNIT(rovk_unit_now);
   uint64_t reading = 0;
   const int32_t status = rovk_unit_now(rovk_check_context(L, 1), &reading);
-  if (status < 0) return push_unit_failure(L, status);
+  if (status < 0) return rovk_push_unit_failure(L, status);
   lua_pushnumber(L, static_cast<double>(reading) / nanoseconds_per_ms);
   return 1;
 }
@@ -170,7 +142,7 @@ int advance(lua_State* L) {
   // A year is more than any script waits, and far below what the clock can count.
   if (!(duration >= 0 && duration <= 366.0 * 86400e3))
     luaL_argerror(L, 2, "milliseconds expected, from 0 to a year of them");
-  return push_done(L, rovk_unit_advance(context, static_cast<uint64_t>(duration * nanoseconds_per_ms)));
+  return rovk_push_done(L, rovk_unit_advance(context, static_cast<uint64_t>(duration * nanoseconds_per_ms)));
 }
 
 int set_input(lua_State* L) {
@@ -180,17 +152,17 @@ int set_input(lua_State* L) {
   const uint32_t index = check_u32(L, 3);
   if (lua_isnil(L, 4)) {
     CHECK_UNIT(rovk_unit_release_input);
-    return push_done(L, rovk_unit_release_input(context, input, index));
+    return rovk_push_done(L, rovk_unit_release_input(context, input, index));
   }
   const double value = check_whole(L, 4, -largest_whole, largest_whole);
-  return push_done(L, rovk_unit_set_input(context, input, index, static_cast<int64_t>(value)));
+  return rovk_push_done(L, rovk_unit_set_input(context, input, index, static_cast<int64_t>(value)));
 }
 
 // The inputs that a hand reaches: context and index are the arguments.
 int put(lua_State* L, const char* input, int64_t value) {
   CHECK_UNIT(rovk_unit_set_input);
   void* const context = rovk_check_context(L, 1);
-  return push_done(L, rovk_unit_set_input(context, input, check_u32(L, 2), value));
+  return rovk_push_done(L, rovk_unit_set_input(context, input, check_u32(L, 2), value));
 }
 
 int press(lua_State* L) { return put(L, "button", 1); }
@@ -204,7 +176,7 @@ int get_input(lua_State* L) {
   void* const context = rovk_check_context(L, 1);
   int64_t value = 0;
   const int32_t status = rovk_unit_get_input(context, luaL_checkstring(L, 2), check_u32(L, 3), &value);
-  if (status < 0) return push_unit_failure(L, status);
+  if (status < 0) return rovk_push_unit_failure(L, status);
   lua_pushnumber(L, static_cast<double>(value));
   return 1;
 }
@@ -213,19 +185,19 @@ int power(lua_State* L) {
   CHECK_UNIT(rovk_unit_power);
   void* const context = rovk_check_context(L, 1);
   luaL_checktype(L, 2, LUA_TBOOLEAN);
-  return push_done(L, rovk_unit_power(context, lua_toboolean(L, 2)));
+  return rovk_push_done(L, rovk_unit_power(context, lua_toboolean(L, 2)));
 }
 
 int reset(lua_State* L) {
   CHECK_UNIT(rovk_unit_reset);
   void* const context = rovk_check_context(L, 1);
-  return push_done(L, rovk_unit_reset(context, check_u16(L, 2), check_u16(L, 3)));
+  return rovk_push_done(L, rovk_unit_reset(context, check_u16(L, 2), check_u16(L, 3)));
 }
 
 int fault(lua_State* L) {
   CHECK_UNIT(rovk_unit_fault);
   void* const context = rovk_check_context(L, 1);
-  return push_done(L, rovk_unit_fault(context, check_u16(L, 2), check_u16(L, 3)));
+  return rovk_push_done(L, rovk_unit_fault(context, check_u16(L, 2), check_u16(L, 3)));
 }
 
 int spontaneous_error(lua_State* L) {
@@ -247,7 +219,7 @@ int spontaneous_error(lua_State* L) {
       lua_pop(L, 1);
     }
   }
-  return push_done(L, rovk_unit_spontaneous_error(context, address, id, bytes));
+  return rovk_push_done(L, rovk_unit_spontaneous_error(context, address, id, bytes));
 }
 
 int disturb(lua_State* L) {
@@ -255,7 +227,7 @@ int disturb(lua_State* L) {
   void* const context = rovk_check_context(L, 1);
   const char* const what = luaL_checkstring(L, 2);
   const uint32_t count = check_u32(L, 3);
-  return push_done(L, rovk_unit_disturb(context, what, count, lua_isnoneornil(L, 4) ? 0 : check_u32(L, 4)));
+  return rovk_push_done(L, rovk_unit_disturb(context, what, count, lua_isnoneornil(L, 4) ? 0 : check_u32(L, 4)));
 }
 
 const luaL_Reg functions[] = {

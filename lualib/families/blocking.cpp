@@ -7,7 +7,7 @@
 
 namespace {
 
-enum { ERROR_RECORD_SIZE = 22, MAX_NATIVE = SWIG_MAX_ARGUMENTS + 1 + ROVK_MAX_OUTPUTS };
+enum { MAX_NATIVE = SWIG_MAX_ARGUMENTS + 1 + ROVK_MAX_OUTPUTS };
 
 // Moves a heap array into its cell. False: the library left none.
 bool take_array(const value_row& row, output_cell& cell) {

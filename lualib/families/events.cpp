@@ -9,8 +9,6 @@
 
 namespace {
 
-enum { ERROR_RECORD_SIZE = 22 };
-
 swig_type_entry* untyped_pointer() {
   static swig_type_entry* type;
   if (!type) type = swig_module_find_mangled(&swig_this_module, swig_this_module.next, "_p_void");

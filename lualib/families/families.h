@@ -5,6 +5,8 @@
 #include "runtime/arguments.h"
 #include "runtime/tables.h"
 
+enum { ERROR_RECORD_SIZE = 22 };  // bytes, of every service
+
 // One call of a command: which row it is, and its arguments.
 struct command_call {
   unsigned number;  // in command_rows and command_targets

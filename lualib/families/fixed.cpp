@@ -9,8 +9,6 @@
 
 namespace {
 
-enum { ERROR_RECORD_SIZE = 22 };
-
 swig_type_entry* find_type(const char* name) {
   return swig_module_find_mangled(&swig_this_module, swig_this_module.next, name);
 }

@@ -144,7 +144,7 @@ void expose(const Picture& seen, uint64_t seed, double quieter, Sensed& sensed) 
 
 // Above black, before the balance. `quieter` divides the noise.
 Sensed sense(const Picture& seen, uint64_t seed, double quieter) {
-  Sensed sensed = {seen.width, seen.height, std::vector<Pixel>(std::size_t{seen.width} * seen.height)};
+  Sensed sensed = {seen.width, seen.height, std::vector<Pixel>(static_cast<std::size_t>(seen.width) * seen.height)};
   if (seen.test_picture) {
     draw_bars(sensed);
     return sensed;

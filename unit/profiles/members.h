@@ -3,6 +3,7 @@
 // one more row.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <optional>
@@ -86,11 +87,9 @@ class Members {
   // Changes what the table names. Throws DescriptionError.
   void read(const Node& node, Build& build) const {
     for (const auto& [key, value] : node.table().entries) {
-      const Row* found = nullptr;
-      for (const Row& row : rows_) {
-        if (key == row.key) found = &row;
-      }
-      if (!found) value.fail("no key '" + key + "' belongs here; there are " + keys());
+      const auto found =
+          std::find_if(rows_.begin(), rows_.end(), [&key = key](const Row& row) { return row.key == key; });
+      if (found == rows_.end()) value.fail("no key '" + key + "' belongs here; there are " + keys());
       found->read(value, build);
     }
     if (check_) check_(node, build);

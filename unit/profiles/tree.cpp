@@ -17,6 +17,11 @@ std::string shown(double value) {
 
 }  // namespace
 
+Node::Node() = default;
+Node::Node(Node&&) noexcept = default;
+Node& Node::operator=(Node&&) noexcept = default;
+Node::~Node() = default;
+
 const Node* Node::find(std::string_view key) const {
   const auto found =
       std::find_if(entries.begin(), entries.end(), [key](const auto& entry) { return entry.first == key; });
@@ -80,7 +85,8 @@ void Node::allow(std::initializer_list<std::string_view> keys) const {
     if (std::find(keys.begin(), keys.end(), key) != keys.end()) continue;
     std::string known;
     for (const std::string_view name : keys) known += (known.empty() ? "" : ", ") + std::string(name);
-    node.fail("no key '" + key + "' belongs here; there are " + known);
+    known.insert(0, "no key '" + key + "' belongs here; there are ");
+    node.fail(known);
   }
 }
 

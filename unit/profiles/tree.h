@@ -24,6 +24,12 @@ struct Node {
   std::shared_ptr<const std::string> file;
   unsigned line = 1;
 
+  // Elsewhere, where a node of nodes is complete.
+  Node();
+  Node(Node&&) noexcept;
+  Node& operator=(Node&&) noexcept;
+  ~Node();
+
   const Node* find(std::string_view key) const;
   std::string place() const;  // "FILE:LINE"
 

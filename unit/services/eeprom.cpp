@@ -44,9 +44,9 @@ class EepromView : public View {
  private:
   Eeprom& find(unsigned index) const {
     if (!setup().description.devices[index].thing) {
-      for (uint8_t location = 0; location < std::size(board_devices); ++location) {
-        const auto& [raw, table] = board_devices[location];
-        Eeprom* const found = find_eeprom(setup().host.body(), location);
+      uint8_t location = 0;
+      for (const auto& [raw, table] : board_devices) {
+        Eeprom* const found = find_eeprom(setup().host.body(), location++);
         if (found && (setup().devices[index] == raw || setup().devices[index] == table)) return *found;
       }
     }

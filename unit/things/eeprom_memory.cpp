@@ -31,7 +31,7 @@ void store(uint8_t* bytes, unsigned width, uint32_t value) {
   for (unsigned i = 0; i < width; ++i, value >>= 8) bytes[i] = static_cast<uint8_t>(value);
 }
 
-constexpr std::array<uint32_t, 256> crc32_of_byte = [] {
+constexpr std::array<uint32_t, 256> make_crc32_of_byte() {
   std::array<uint32_t, 256> table{};
   for (uint32_t byte = 0; byte < table.size(); ++byte) {
     uint32_t crc = byte;
@@ -39,7 +39,8 @@ constexpr std::array<uint32_t, 256> crc32_of_byte = [] {
     table[byte] = crc;
   }
   return table;
-}();
+}
+constexpr std::array<uint32_t, 256> crc32_of_byte = make_crc32_of_byte();
 
 uint32_t crc32(std::span<const uint8_t> bytes) {
   uint32_t crc = 0xffffffff;
