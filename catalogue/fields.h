@@ -10,12 +10,18 @@
 namespace rovk::catalogue {
 
 inline uint32_t load(const uint8_t* bytes, unsigned width) {
+  if (width == 1) return bytes[0];
+  if (width == 2) return bytes[0] | uint32_t{bytes[1]} << 8;
   uint32_t value = 0;
   for (unsigned i = width; i-- > 0;) value = value << 8 | bytes[i];
   return value;
 }
 
 inline void store(uint8_t* bytes, unsigned width, uint32_t value) {
+  if (width == 1) {
+    bytes[0] = static_cast<uint8_t>(value);
+    return;
+  }
   for (unsigned i = 0; i < width; ++i, value >>= 8) bytes[i] = static_cast<uint8_t>(value);
 }
 

@@ -20,13 +20,15 @@ using things::Body;
 template <typename Thing, typename Get, typename Set>
 void bind(Body& body, World& outside, Input input, int64_t low, int64_t high, Get get, Set set,
           void (*release)(Thing&) = nullptr) {
-  outside.bind(input, {body.count<Thing>(),
+  std::vector<Thing*> all;
+  for (unsigned i = 0; i < body.count<Thing>(); ++i) all.push_back(body.find<Thing>(i));
+  outside.bind(input, {static_cast<unsigned>(all.size()),
                        low,
                        high,
-                       [&body, get](unsigned index) -> int64_t { return get(*body.find<Thing>(index)); },
-                       [&body, set](unsigned index, int64_t value) { set(*body.find<Thing>(index), value); },
+                       [all, get](unsigned index) -> int64_t { return get(*all[index]); },
+                       [all, set](unsigned index, int64_t value) { set(*all[index], value); },
                        {}});
-  if (release) outside.bind_release(input, [&body, release](unsigned index) { release(*body.find<Thing>(index)); });
+  if (release) outside.bind_release(input, [all, release](unsigned index) { release(*all[index]); });
 }
 
 // The channels of all converters, one after the other.

@@ -138,14 +138,6 @@ struct Unit::State final : Host, Answers {
       }
     }
     for (const auto& peripheral : peripherals) peripheral->view->reset();
-    for (unsigned i = 0; i < whole.count<things::TemperatureSensor>(); ++i) {
-      whole.find<things::TemperatureSensor>(i)->changed.add([this, i] { sense(Input::temperature, i); });
-    }
-  }
-
-  // What is not a thing's own watchers yet.
-  void sense(Input input, unsigned index) {
-    for (const auto& peripheral : peripherals) peripheral->view->sense(input, index, outside.get(input, index));
   }
 
   // Host
@@ -667,7 +659,7 @@ void Unit::submit(uint16_t application, const rovk_message& message) {
                      state->at(when, [state, application, arrived] { state->arrive(application, arrived); });
                    });
   }
-  run();
+  state_->run_until(state_->present);
 }
 
 uint64_t Unit::dropped() const { return state_->dropped; }
@@ -716,7 +708,6 @@ things::Body& Unit::body() { return state_->whole; }
 bool Unit::set_input(Input input, unsigned index, int64_t value) {
   run();
   if (!state_->outside.set(input, index, value)) return false;
-  if (input != Input::temperature) state_->sense(input, index);  // the sensor tells of itself
   run();
   return true;
 }
@@ -724,7 +715,6 @@ bool Unit::set_input(Input input, unsigned index, int64_t value) {
 bool Unit::release_input(Input input, unsigned index) {
   run();
   if (!state_->outside.release(input, index)) return false;
-  if (input != Input::temperature) state_->sense(input, index);
   run();
   return true;
 }

@@ -28,6 +28,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <optional>
 #include <utility>
 
 #include "trans/callbacks.h"
@@ -100,7 +101,9 @@ int32_t receive_all(Context& context) {
 
 // Runs all that is due now and nothing that callbacks add to it.
 unsigned run_due(Context& context) {
-  const uint64_t now = context.now_ns();
+  // Read before callbacks run: what they let wait has not come too late.
+  const bool is_timed = context.transactions.first_deadline_ns() != no_deadline;
+  const uint64_t now = is_timed ? context.now_ns() : 0;
   unsigned count = 0;
   for (std::size_t left = context.kept.size(); left > 0 && !context.kept.empty(); --left) count += run_kept(context);
   while (!context.closed()) {
@@ -145,15 +148,18 @@ int32_t await(Context& context, Wait& wait, Mode mode) {
 
 int32_t dispatch(Context& context, int32_t timeout_ms) {
   if (callback_running()) return -EBUSY;
-  const uint64_t deadline =
-      timeout_ms < 0 ? no_deadline : context.now_ns() + static_cast<uint64_t>(timeout_ms) * 1'000'000;
+  std::optional<uint64_t> deadline;
   for (;;) {
     const int32_t failure = receive_all(context);
     const unsigned count = run_due(context);
     if (count > 0) return static_cast<int32_t>(std::min<unsigned>(count, INT32_MAX));
     if (failure != 0) return failure;
-    if (context.closed() || timeout_ms == 0 || context.now_ns() >= deadline) return 0;
-    const int32_t status = receive(context, std::min(deadline, context.transactions.first_deadline_ns()));
+    if (context.closed() || timeout_ms == 0) return 0;
+    const uint64_t now = context.now_ns();
+    // Now that there is something to wait for.
+    if (!deadline) deadline = timeout_ms < 0 ? no_deadline : now + static_cast<uint64_t>(timeout_ms) * 1'000'000;
+    if (now >= *deadline) return 0;
+    const int32_t status = receive(context, std::min(*deadline, context.transactions.first_deadline_ns()));
     if (status != 0 && status != -ETIMEDOUT) return status;
   }
 }

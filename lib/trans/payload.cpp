@@ -82,14 +82,18 @@ Values::Values(const catalogue::Record* record, const uint8_t* payload) {
 
 int32_t store(const catalogue::Record* record, const uint8_t* payload, void* const* outputs) {
   // No record has more than one array; it comes first, since it alone can fail.
-  bool complete = true;
+  const Field* array = nullptr;
+  unsigned array_place = 0;
   for_values(record, [&](const Field& field, unsigned place) {
-    if (!is_array(field) || !outputs[place]) return;
-    void* const block = copy_array(field, payload);
-    complete = block != nullptr;
-    store_pointer(outputs[place], block);
+    if (!is_array(field)) return;
+    array = &field;
+    array_place = place;
   });
-  if (!complete) return -ENOMEM;
+  if (array && outputs[array_place]) {
+    void* const block = copy_array(*array, payload);
+    if (!block) return -ENOMEM;
+    store_pointer(outputs[array_place], block);
+  }
   for_values(record, [&](const Field& field, unsigned place) {
     if (is_array(field) || !outputs[place]) return;
     if (field.kind == Kind::number) {

@@ -12,10 +12,27 @@ enum { FIRST_OWN_ERROR = 32 };
 
 using set_function = void (*)(lua_State* L, int index);
 
-void set_number(lua_State* L, set_function set, const char* key, uint32_t value) {
-  lua_pushstring(L, key);
+// Registry key of the string that every error table has as a key: found there, it is not hashed anew.
+const char error_id_key = 0;
+
+void push_error_id(lua_State* L) {
+  lua_pushlightuserdata(L, const_cast<char*>(&error_id_key));
+  lua_rawget(L, LUA_REGISTRYINDEX);
+  if (lua_isstring(L, -1)) return;
+  // A state in which the module was never opened.
+  lua_pop(L, 1);
+  lua_pushliteral(L, "error_id");
+}
+
+// Pops the key on top.
+void set_value(lua_State* L, set_function set, uint32_t value) {
   lua_pushnumber(L, value);
   set(L, -3);
+}
+
+void set_number(lua_State* L, set_function set, const char* key, uint32_t value) {
+  lua_pushstring(L, key);
+  set_value(L, set, value);
 }
 
 void set_detail(lua_State* L, set_function set, const uint8_t* record, const decoder_row& decoder, uint32_t id) {
@@ -27,13 +44,11 @@ void set_detail(lua_State* L, set_function set, const uint8_t* record, const dec
 }
 
 void set_error(lua_State* L, set_function set, const void* record, const decoder_row& decoder) {
-  if (!record) {
-    set_number(L, set, "error_id", 0);
-    return;
-  }
+  push_error_id(L);
+  if (!record) return set_value(L, set, 0);
   const auto* const bytes = static_cast<const uint8_t*>(record);
   const uint32_t id = swig_load(bytes + 2, 2);
-  set_number(L, set, "error_id", id);
+  set_value(L, set, id);
   set_number(L, set, "peripheral_address", swig_load(bytes, 2));
   if (id < FIRST_OWN_ERROR) {
     set_detail(L, set, bytes, decoder_rows[0], id);
@@ -45,6 +60,12 @@ void set_error(lua_State* L, set_function set, const void* record, const decoder
 }
 
 }  // namespace
+
+void rovk_values_open(lua_State* L) {
+  lua_pushlightuserdata(L, const_cast<char*>(&error_id_key));
+  lua_pushliteral(L, "error_id");
+  lua_rawset(L, LUA_REGISTRYINDEX);
+}
 
 ROVK_EXPORT void push_rovk_version_table(lua_State* L, rovk_version version) {
   lua_createtable(L, 0, 2);

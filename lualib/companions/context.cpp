@@ -18,6 +18,9 @@ const swig_type_entry* find_untyped_pointer(const swig_module_entry* head) {
   return nullptr;
 }
 
+// The entry found last. The ring and its entries stay as long as the process.
+ROVK_EARLY_THREAD_LOCAL thread_local const swig_type_entry* found = nullptr;
+
 // The entry of `void *`, or null when rovk_message was never opened in this state.
 const swig_type_entry* untyped_pointer(lua_State* L) {
   lua_pushliteral(L, "swig_runtime_data_type_pointer4");
@@ -25,9 +28,8 @@ const swig_type_entry* untyped_pointer(lua_State* L) {
   const auto* const head = static_cast<const swig_module_entry*>(lua_touserdata(L, -1));
   lua_pop(L, 1);
   if (!head) return nullptr;
-  // The search goes over all names, once: the ring and its entries stay as long as the process.
+  // The search goes over all names, once.
   ROVK_EARLY_THREAD_LOCAL static thread_local const swig_module_entry* searched_head = nullptr;
-  ROVK_EARLY_THREAD_LOCAL static thread_local const swig_type_entry* found = nullptr;
   if (head != searched_head) {
     found = find_untyped_pointer(head);
     searched_head = head;
@@ -39,7 +41,8 @@ const swig_type_entry* untyped_pointer(lua_State* L) {
 
 void* rovk_check_context(lua_State* L, int index) {
   const auto* const object = static_cast<const swig_object*>(lua_touserdata(L, index));
-  const bool is_object = object && lua_objlen(L, index) >= sizeof(swig_object) && object->type == untyped_pointer(L);
-  if (!is_object) luaL_typerror(L, index, "transaction context");
+  const bool is_wide = object && lua_objlen(L, index) >= sizeof(swig_object) && object->type;
+  if (!is_wide || (object->type != found && object->type != untyped_pointer(L)))
+    luaL_typerror(L, index, "transaction context");
   return object->pointer;
 }

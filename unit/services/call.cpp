@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <cstring>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -17,10 +18,19 @@ using catalogue::Record;
   throw std::logic_error(std::string(command.name) + " has no " + std::string(what));
 }
 
-const Field& field_of(const Command& command, const Record* record, std::string_view name) {
-  const Field* field = record ? catalogue::find_field(*record, name) : nullptr;
-  if (!field) defect(command, name);
-  return *field;
+bool is_called(const Field& field, std::string_view name) {
+  return std::strncmp(field.name, name.data(), name.size()) == 0 && field.name[name.size()] == '\0';
+}
+
+// Views name the fields of a record mostly in their order, so the search goes on behind the last one found.
+const Field& field_of(const Command& command, const Record* record, std::string_view name, unsigned& next) {
+  const std::size_t count = record ? record->fields.size() : 0;
+  for (std::size_t tried = 0; tried < count; ++tried) {
+    if (next >= count) next = 0;
+    const Field& field = record->fields[next++];
+    if (is_called(field, name)) return field;
+  }
+  defect(command, name);
 }
 
 }  // namespace
@@ -35,18 +45,20 @@ bool Call::has(std::string_view field) const {
   return command_.request && catalogue::find_field(*command_.request, field);
 }
 
-int64_t Call::number(std::string_view field) const {
-  return catalogue::load_number(request_, field_of(command_, command_.request, field));
+const Field& Call::input(std::string_view field) const {
+  return field_of(command_, command_.request, field, next_input_);
 }
 
+const Field& Call::output(std::string_view field) { return field_of(command_, command_.answer, field, next_output_); }
+
+int64_t Call::number(std::string_view field) const { return catalogue::load_number(request_, input(field)); }
+
 std::span<const uint8_t> Call::bytes(std::string_view field) const {
-  const Field& row = field_of(command_, command_.request, field);
+  const Field& row = input(field);
   return {request_ + row.offset, row.size()};
 }
 
-void Call::set(std::string_view field, int64_t value) {
-  catalogue::store_number(answer_, field_of(command_, command_.answer, field), value);
-}
+void Call::set(std::string_view field, int64_t value) { catalogue::store_number(answer_, output(field), value); }
 
 int64_t Call::number(const Field& field) const { return catalogue::load_number(request_, field); }
 
@@ -55,17 +67,17 @@ void Call::set(const Field& field, int64_t value) { catalogue::store_number(answ
 void Call::refuse_input(const Field& field) const { refuse("invalid_payload", {field.offset}); }
 
 void Call::set_bytes(std::string_view field, std::span<const uint8_t> value) {
-  const Field& row = field_of(command_, command_.answer, field);
+  const Field& row = output(field);
   std::copy_n(value.begin(), std::min<std::size_t>(value.size(), row.size()), answer_ + row.offset);
 }
 
 void Call::set_version(std::string_view field, rovk_version value) {
-  const Field& row = field_of(command_, command_.answer, field);
+  const Field& row = output(field);
   answer_[row.offset] = value.major;
   answer_[row.offset + 1] = value.minor;
 }
 
-void Call::refuse_input(std::string_view field) const { refuse_input(field_of(command_, command_.request, field)); }
+void Call::refuse_input(std::string_view field) const { refuse_input(input(field)); }
 
 void Call::refuse(std::string_view error, std::initializer_list<int64_t> detail) const {
   const catalogue::Error* row = catalogue::find_error(service_, error);

@@ -10,10 +10,9 @@ namespace rovk::unit {
 namespace {
 
 // A device is picked by an 8-bit index; a wider one, like that of a route, counts something else.
-bool picks_device(const Call& call) {
-  const catalogue::Field* const field =
-      call.command().request ? catalogue::find_field(*call.command().request, "index") : nullptr;
-  return field && field->width == 1;
+const catalogue::Field* device_field(const catalogue::Command& command) {
+  const catalogue::Field* const field = command.request ? catalogue::find_field(*command.request, "index") : nullptr;
+  return field && field->width == 1 ? field : nullptr;
 }
 
 }  // namespace
@@ -21,10 +20,16 @@ bool picks_device(const Call& call) {
 View::View(const Setup& setup, std::span<const Register> registers)
     : setup_(setup),
       registers_(setup.service, static_cast<unsigned>(setup.devices.size()), registers, setup.description.values),
-      entries_(setup.service.commands.size()) {}
+      entries_(setup.service.commands.size()) {
+  for (const catalogue::Command& command : setup.service.commands) entry(command).device = device_field(command);
+}
 
-void View::check(const Call& call) const {
-  if (picks_device(call) && call.number("index") >= static_cast<int64_t>(devices())) call.refuse_input("index");
+void View::check(Call& call) const {
+  const catalogue::Field* const field = entry(call.command()).device;
+  if (!field) return;
+  const auto index = static_cast<unsigned>(call.number(*field));
+  if (index >= devices()) call.refuse_input(*field);
+  call.pick_device(index);
 }
 
 void View::run(Call& call) {
@@ -39,14 +44,21 @@ void View::run(Call& call) {
 
 bool View::takes_time(const catalogue::Command& command) const { return entry(command).takes_time; }
 
-void View::on(std::string_view command, Handler handler) { entry(command) = {std::move(handler), false}; }
+void View::on(std::string_view command, Handler handler) { entry(command).handler = std::move(handler); }
 
-void View::queue(std::string_view command, Handler handler) { entry(command) = {std::move(handler), true}; }
+void View::queue(std::string_view command, Handler handler) {
+  entry(command).handler = std::move(handler);
+  entry(command).takes_time = true;
+}
 
 View::Entry& View::entry(std::string_view command) {
   const catalogue::Command* const row = catalogue::find_command(setup_.service, command);
   if (!row) throw std::logic_error(std::string(setup_.service.name) + " has no command " + std::string(command));
-  return entries_[static_cast<std::size_t>(row - setup_.service.commands.data())];
+  return entry(*row);
+}
+
+View::Entry& View::entry(const catalogue::Command& command) {
+  return entries_.at(static_cast<std::size_t>(&command - setup_.service.commands.data()));
 }
 
 const View::Entry& View::entry(const catalogue::Command& command) const {
@@ -57,7 +69,5 @@ void View::no_thing(unsigned device) const {
   throw DescriptionError(std::string("device ") + std::to_string(device) + " of " + setup_.service.name +
                          " shows what is on no board");
 }
-
-unsigned View::device(const Call& call) { return picks_device(call) ? static_cast<unsigned>(call.number("index")) : 0; }
 
 }  // namespace rovk::unit

@@ -95,6 +95,10 @@ class Call {
   // Refuses an input outside the limits, gives it back otherwise.
   int64_t within(std::string_view field, int64_t low, int64_t high) const;
 
+  // Which device it is about, once the view has looked at its inputs.
+  unsigned device() const { return device_; }
+  void pick_device(unsigned device) { device_ = device; }
+
   std::span<const uint8_t> answer() const;
   Time duration() const { return duration_; }
 
@@ -103,11 +107,17 @@ class Call {
   bool same_as(const Call& other) const;  // command, inputs and who asks
 
  private:
+  const catalogue::Field& input(std::string_view field) const;
+  const catalogue::Field& output(std::string_view field);
+
   const catalogue::Service& service_;
   const catalogue::Command& command_;
+  mutable unsigned next_input_ = 0;  // where the search for a field begins
+  unsigned next_output_ = 0;
   uint8_t request_[22] = {};
   uint8_t answer_[22] = {};
   uint16_t application_;
+  unsigned device_ = 0;
   Time duration_{0};
   Course* course_ = nullptr;
 };
@@ -242,13 +252,11 @@ class View {
   // Whether the command takes time, so that it waits for its turn in the peripheral's queue.
   bool takes_time(const catalogue::Command& command) const;
   // Refuses an index beyond the devices, which needs no waiting.
-  void check(const Call& call) const;
+  void check(Call& call) const;
 
   // Power-on state: of what the view keeps by get and set, and of the things that it shows. Whoever drives
   // things extends this.
   virtual void reset() { registers_.reset(); }
-  // Something outside changed that is not a thing yet. Most views do not care.
-  virtual void sense(Input, unsigned /*index*/, int64_t /*value*/) {}
   // What self_test finds. A disruptive test may move things.
   virtual bool self_test(bool /*disruptive*/) { return true; }
   // What is answered even with a fault: what only tells, where telling helps to find the cause.
@@ -288,7 +296,7 @@ class View {
     return all;
   }
   // The device that a call is about: its `index`, 0 when it has none.
-  static unsigned device(const Call& call);
+  static unsigned device(const Call& call) { return call.device(); }
 
   Registers& registers() { return registers_; }
   const Registers& registers() const { return registers_; }
@@ -299,8 +307,10 @@ class View {
   struct Entry {
     Handler handler;  // empty: plain get or set
     bool takes_time = false;
+    const catalogue::Field* device = nullptr;  // the input that picks one; null: it is the first
   };
   Entry& entry(std::string_view command);
+  Entry& entry(const catalogue::Command& command);
   const Entry& entry(const catalogue::Command& command) const;
   [[noreturn]] void no_thing(unsigned device) const;
 
