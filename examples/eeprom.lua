@@ -3,8 +3,8 @@
 local rovk = require "rovk"
 
 local unit = rovk.open()
-local raw = unit:device("eeprom_raw_0012", "EEPROM_RAW_PROCESSOR_BOARD")
-local table_of = unit:device("eeprom_partition_table_0013", "EEPROM_PARTITION_TABLE_PROCESSOR_BOARD")
+local raw = unit:need("eeprom_raw_0012", "EEPROM_RAW_PROCESSOR_BOARD")
+local table_of = unit:need("eeprom_partition_table_0013", "EEPROM_PARTITION_TABLE_PROCESSOR_BOARD")
 
 print(raw:size())
 for from = 0, 32, 16 do

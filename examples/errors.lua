@@ -4,7 +4,7 @@ local hand = require "rovk_unit"
 
 -- Half a second for an answer, and a clock that a wait moves forward at once.
 local unit = rovk.open "sim?timeout_ms=500&clock=virtual"
-local led = unit:device("led_0001", "LED_FRONT_PANEL_RED")
+local led = unit:need("led_0001", "LED_FRONT_PANEL_RED")
 
 -- The peripheral refuses: an error object tells what, and try_ gives it instead of raising it.
 local _, err = unit:device_at("led_0001", led.address, 99):try_get_state()

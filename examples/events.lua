@@ -4,9 +4,9 @@ local rovk = require "rovk"
 local hand = require "rovk_unit"
 
 local unit = rovk.open "sim?clock=virtual"
-local button = unit:device("button_0002", "BUTTON_RESET")
-local alarm = unit:device("alarm_0017", "ALARM_GPIO")
-local head = unit:device("positioning_002a", "POSITIONING_OPTICAL")
+local button = unit:need("button_0002", "BUTTON_RESET")
+local alarm = unit:need("alarm_0017", "ALARM_GPIO")
+local head = unit:need("positioning_002a", "POSITIONING_OPTICAL")
 
 local presses = button:on("state_change", function(event)
   print(("button %d %s"):format(event.index, event.pressed == 1 and "pressed" or "released"))

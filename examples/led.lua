@@ -2,8 +2,8 @@
 local rovk = require "rovk"
 
 local unit = rovk.open()
-local red = unit:device("led_0001", "LED_FRONT_PANEL_RED")
-for _, led in ipairs { unit:device("led_0001", "LED_FRONT_PANEL_GREEN"), red } do
+local red = unit:need("led_0001", "LED_FRONT_PANEL_RED")
+for _, led in ipairs { unit:need("led_0001", "LED_FRONT_PANEL_GREEN"), red } do
   led:set_state { on = 1, duty_cycle_on_ms = 0, duty_cycle_off_ms = 0 }
   print(led, led:get_state())
 end

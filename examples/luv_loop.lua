@@ -4,8 +4,8 @@ local rovk = require "rovk"
 local hand = require "rovk_unit"
 
 local unit = rovk.open "sim?latency_ms=20"
-local button = unit:device("button_0002", "BUTTON_RESET")
-local sensor = unit:device("temperature_sensor_0009", "TEMPERATURE_SENSOR_PROCESSOR")
+local button = unit:need("button_0002", "BUTTON_RESET")
+local sensor = unit:need("temperature_sensor_0009", "TEMPERATURE_SENSOR_PROCESSOR")
 
 -- All it takes: a step when the descriptor is readable, or when the unit's next timer is due.
 local watcher, timer = uv.new_poll(unit:fd()), uv.new_timer()

@@ -3,7 +3,7 @@ local rovk = require "rovk"
 
 -- Ten milliseconds for each answer: one after the other this would take four seconds.
 local unit = rovk.open "sim?latency_ms=10"
-local led = unit:device("led_0001", "LED_FRONT_PANEL_RED")
+local led = unit:need("led_0001", "LED_FRONT_PANEL_RED")
 
 local questions = {}
 for number = 1, 400 do

@@ -41,6 +41,8 @@ end
 -- Run as a script, not required by the test.
 if not ... then
   local unit = rovk.open "sim?clock=virtual"
+  unit:need("positioning_002a", "POSITIONING_OPTICAL")
+  unit:need("alarm_0017", "ALARM_GPIO")
   local places = {
     { name = "gate", pan = 10000, tilt = -5000, zoom = 20 },
     { name = "yard", pan = 90000, tilt = -20000, zoom = 10 },

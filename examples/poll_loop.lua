@@ -5,7 +5,7 @@ local rovk = require "rovk"
 local hand = require "rovk_unit"
 
 local unit = rovk.open "sim?latency_ms=20"
-local button = unit:device("button_0002", "BUTTON_RESET")
+local button = unit:need("button_0002", "BUTTON_RESET")
 
 local presses = button:on "state_change"
 unit:spawn(function()

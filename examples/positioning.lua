@@ -3,7 +3,7 @@ local rovk = require "rovk"
 
 -- The clock is one that our waiting moves, so that nobody waits for the motors.
 local unit = rovk.open "sim?clock=virtual"
-local head = unit:device("positioning_002a", "POSITIONING_OPTICAL")
+local head = unit:need("positioning_002a", "POSITIONING_OPTICAL")
 
 local function show(when)
   local at = head:get_position()

@@ -1,17 +1,16 @@
 -- Pictures of what the unit sees, fetched from its server and left as PNG files:
 --   ./rovk run examples/snapshot.lua [FOLDER]
 -- By day and by night, at two zooms. docs/frames.md tells what a frame's bytes are.
-local rovk = require "rovk_message"
-local unit = require "rovk_unit"
-local http = require "socket.http"
+local rovk = require "rovk"
+local hand = require "rovk_unit"
+local found, http = pcall(require, "socket.http")
+if not found then
+  io.stderr:write("socket.http is missing: install the Debian package lua-socket\n")
+  os.exit(1)
+end
 
 local folder = arg and arg[1] or "."
 local step = 3 -- every third pixel both ways: a person need not see all
-
-local function check(status, errors, ...)
-  assert(status == 0, ("status %d, error id %d"):format(status, errors.error_id))
-  return ...
-end
 
 -- A PNG file without compression. Its checksum wants an exclusive or, which Lua has not: a table of all.
 local xor = {}
@@ -103,43 +102,35 @@ local function rows_of(frame, width, height)
   return rows
 end
 
-local status, context = rovk.rovktrans_init("sim?clock=virtual", nil)
-assert(status == 0, "no unit")
-
-local function find(service, device)
-  return assert(rovk.rovktrans_find_device(context, rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"],
-    rovk["ROVK_PERIPHERAL_DEVICE_ID_" .. device]), "this unit has no " .. service)
-end
-
-local files, sensor = find("bulk_dump_000c", "NONE"), find("sensor_0023", "SENSOR_OPTICAL")
-local focus = find("lens_focus_001f", "FOCUS_OPTICAL")
-local head = find("positioning_002a", "POSITIONING_OPTICAL")
-local height, width = check(rovk.rovktrans_sensor_0023_get_dimensions(context, sensor.address, sensor.index))
-check(rovk.rovktrans_bulk_dump_000c_http_enable(context, files.address, 1))
-local port = check(rovk.rovktrans_bulk_dump_000c_http_port(context, files.address))
+local unit = rovk.open "sim?clock=virtual"
+local files, sensor = unit:need("bulk_dump_000c"), unit:need("sensor_0023", "SENSOR_OPTICAL")
+local focus = unit:need("lens_focus_001f", "FOCUS_OPTICAL")
+local head = unit:need("positioning_002a", "POSITIONING_OPTICAL")
+local size = sensor:get_dimensions()
+files:http_enable(1)
+local server = "http://127.0.0.1:" .. files:http_port().port
 
 local function snapshot(name)
-  check(rovk.rovktrans_bulk_dump_000c_get_frame(context, files.address, 0, { name:byte(1, -1) }))
-  local frame, answer = http.request(("http://127.0.0.1:%d/%s"):format(port, name))
+  files:get_frame { bayer = 0, filename = name }
+  local frame, answer = http.request(server .. "/" .. name)
   assert(answer == 200, "no frame from the server: " .. tostring(answer))
-  check(rovk.rovktrans_bulk_dump_000c_delete_file(context, files.address, { name:byte(1, -1) }))
+  files:delete_file(name)
   local path = ("%s/%s.png"):format(folder, name)
-  write_png(path, math.ceil(width / step), rows_of(frame, width, height))
-  print(("%s: %d bytes of %d x %d pixels"):format(path, #frame, width, height))
+  write_png(path, math.ceil(size.width / step), rows_of(frame, size.width, size.height))
+  print(("%s: %d bytes of %d x %d pixels"):format(path, #frame, size.width, size.height))
 end
 
 for _, time in ipairs { { "day", 320000 }, { "night", 40 } } do
-  assert(unit.set(context, "light", 0, time[2]))
+  assert(hand.set(unit.context, "light", 0, time[2]))
   for _, zoom_decix in ipairs { 10, 50 } do
     -- To where the chart hangs, and sharp there; exposure and filter take their time as well.
-    check(rovk.rovktrans_positioning_002a_set_position(context, head.address, head.index, 0, 0, 45000, 20000,
-      zoom_decix, 20))
-    assert(unit.advance(context, 60000))
-    check(rovk.rovktrans_lens_focus_001f_do_auto_focus(context, focus.address, focus.index))
-    assert(unit.advance(context, 10000))
+    head:set_position { pan_millidegrees = 0, tilt_millidegrees = 0, zoom_deciX = zoom_decix,
+      pan_millidegrees_per_second = 45000, tilt_millidegrees_per_second = 20000, zoom_deciX_per_second = 20 }
+    unit:sleep(60000)
+    focus:do_auto_focus()
+    unit:sleep(10000)
     snapshot(("%s-%dx"):format(time[1], zoom_decix / 10))
   end
 end
-local _, answer = http.request(("http://127.0.0.1:%d/../secret"):format(port))
-print("a name that leaves the folder: " .. tostring(answer))
-assert(rovk.rovktrans_deinit(context) == 0)
+print("a name that leaves the folder: " .. select(2, http.request(server .. "/../secret")))
+unit:close()

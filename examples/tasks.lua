@@ -2,8 +2,8 @@
 local rovk = require "rovk"
 
 local unit = rovk.open "sim?latency_ms=20"
-local led = unit:device("led_0001", "LED_FRONT_PANEL_RED")
-local sensor = unit:device("temperature_sensor_0009", "TEMPERATURE_SENSOR_PROCESSOR")
+local led = unit:need("led_0001", "LED_FRONT_PANEL_RED")
+local sensor = unit:need("temperature_sensor_0009", "TEMPERATURE_SENSOR_PROCESSOR")
 
 unit:spawn(function()
   for round = 1, 3 do

@@ -19,6 +19,16 @@ local function line(...)
   print("  " .. string.format(...))
 end
 
+-- A device is known by two numbers, its service's and its own; the unit says where it is. Without it a chapter ends.
+local function find(context, service, device)
+  local found = rovk.rovktrans_find_device(context, rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"],
+    rovk["ROVK_PERIPHERAL_DEVICE_ID_" .. device])
+  if not found then
+    line("this unit has no %s %s", service, device ~= "NONE" and device or "peripheral")
+  end
+  return found
+end
+
 -- Service names by peripheral id, from the module's own constants.
 local function services_by_id()
   local names = {}
@@ -31,28 +41,27 @@ local function services_by_id()
   return names
 end
 
--- Prints the unit's peripherals and gives their addresses back, by service.
+-- Prints the unit's peripherals.
 local function peripherals(context)
   chapter("What the unit is made of, as its router tells")
-  local names, addresses = services_by_id(), {}
+  local names = services_by_id()
   local router = rovk.ROVK_ROUTER_PERIPHERAL_ADDRESS
   local count = check(rovk.rovktrans_router_0000_get_count(context, router))
   for route = 0, count - 1 do
     local address = check(rovk.rovktrans_router_0000_get_route(context, router, route))
     local id, api, _, _, _, _, devices, board = check(rovk.rovktrans_common_get_peripheral_info(context, address))
-    local name = names[id] or tostring(id)
-    addresses[name] = addresses[name] or address
-    line("address %5d  %-28s API %d.%-3d devices %d, board %d", address, name, api.major, api.minor, devices, board)
+    line("address %5d  %-28s API %d.%-3d devices %d, board %d", address, names[id] or tostring(id), api.major,
+      api.minor, devices, board)
   end
   line("%d peripherals", count)
-  return addresses
 end
 
--- A device is known by two numbers, its service's and its own; the unit says where it is.
 local function lights(context)
   chapter("The red LED of the front panel")
-  local led = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
-    rovk.ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED)
+  local led = find(context, "led_0001", "LED_FRONT_PANEL_RED")
+  if not led then
+    return
+  end
   line("is device %d of the peripheral at address %d", led.index, led.address)
   check(rovk.rovktrans_led_0001_set_state(context, led.address, led.index, 1, 200, 800))
   local on, on_ms, off_ms = check(rovk.rovktrans_led_0001_get_state(context, led.address, led.index))
@@ -60,25 +69,33 @@ local function lights(context)
 end
 
 -- Units stand in the names: millidegrees, millilux, millivolts, microwatts.
-local function readings(context, addresses)
+local function readings(context)
   chapter("What the sensors read")
-  local sensor = rovk.rovktrans_find_device(context, rovk.ROVK_TEMPERATURE_SENSOR_0009_PERIPHERAL_ID,
-    rovk.ROVK_PERIPHERAL_DEVICE_ID_TEMPERATURE_SENSOR_PROCESSOR)
-  local temperature =
-    check(rovk.rovktrans_temperature_sensor_0009_get_millidegree_celsius(context, sensor.address, sensor.index))
-  line("processor %.1f degrees Celsius", temperature / 1000)
-  local light = check(rovk.rovktrans_light_sensor_0007_get_millilux(context, addresses.light_sensor_0007, 0))
-  line("surroundings %.1f lux", light / 1000)
-  local monitor = addresses.power_monitor_002e
-  local _, bus = check(rovk.rovktrans_power_monitor_002e_get_voltages(context, monitor, 0))
-  local power = check(rovk.rovktrans_power_monitor_002e_get_power(context, monitor, 0))
-  line("supply %.2f V, %.2f W", bus / 1000, power / 1000000)
+  local sensor = find(context, "temperature_sensor_0009", "TEMPERATURE_SENSOR_PROCESSOR")
+  if sensor then
+    local temperature =
+      check(rovk.rovktrans_temperature_sensor_0009_get_millidegree_celsius(context, sensor.address, sensor.index))
+    line("processor %.1f degrees Celsius", temperature / 1000)
+  end
+  local eye = find(context, "light_sensor_0007", "NONE")
+  if eye then
+    local light = check(rovk.rovktrans_light_sensor_0007_get_millilux(context, eye.address, eye.index))
+    line("surroundings %.1f lux", light / 1000)
+  end
+  local monitor = find(context, "power_monitor_002e", "NONE")
+  if monitor then
+    local _, bus = check(rovk.rovktrans_power_monitor_002e_get_voltages(context, monitor.address, monitor.index))
+    local power = check(rovk.rovktrans_power_monitor_002e_get_power(context, monitor.address, monitor.index))
+    line("supply %.2f V, %.2f W", bus / 1000, power / 1000000)
+  end
 end
 
 local function movement(context)
   chapter("Pan, tilt and zoom")
-  local head = rovk.rovktrans_find_device(context, rovk.ROVK_POSITIONING_002A_PERIPHERAL_ID,
-    rovk.ROVK_PERIPHERAL_DEVICE_ID_POSITIONING_OPTICAL)
+  local head = find(context, "positioning_002a", "POSITIONING_OPTICAL")
+  if not head then
+    return
+  end
   local function position()
     return check(rovk.rovktrans_positioning_002a_get_position(context, head.address, head.index))
   end
@@ -95,8 +112,10 @@ end
 
 local function memory(context)
   chapter("An EEPROM partition, tag by tag")
-  local eeprom = rovk.rovktrans_find_device(context, rovk.ROVK_EEPROM_PARTITION_TABLE_0013_PERIPHERAL_ID,
-    rovk.ROVK_PERIPHERAL_DEVICE_ID_EEPROM_PARTITION_TABLE_PROCESSOR_BOARD)
+  local eeprom = find(context, "eeprom_partition_table_0013", "EEPROM_PARTITION_TABLE_PROCESSOR_BOARD")
+  if not eeprom then
+    return
+  end
   local address, partition = eeprom.address, 1
   local id, size, free, _, used =
     check(rovk.rovktrans_eeprom_partition_table_0013_get_partition_info(context, address, partition))
@@ -117,17 +136,25 @@ local function memory(context)
   line("tag %d written and read back: %s", new_tag, string.char(unpack(data, 1, #text)))
 end
 
-local function picture(context, addresses)
+local function picture(context)
   chapter("A parameter of the picture, with its limits")
+  local control = find(context, "imgctrl_0006", "NONE")
+  if not control then
+    return
+  end
   local _, value, default, low, high, q_bits =
-    check(rovk.rovktrans_imgctrl_0006_get_param(context, addresses.imgctrl_0006, rovk.GENERAL_CONTRAST, 0))
+    check(rovk.rovktrans_imgctrl_0006_get_param(context, control.address, rovk.GENERAL_CONTRAST, control.index))
   line("contrast %d, from %d to %d, normally %d, %d bits behind the point", value, low, high, default, q_bits)
 end
 
 -- A refusal is no Lua error: the status says so and the table says why.
-local function refusal(context, addresses)
+local function refusal(context)
   chapter("A command that is refused")
-  local status, errors = rovk.rovktrans_led_0001_get_state(context, addresses.led_0001, 99)
+  local led = find(context, "led_0001", "LED_FRONT_PANEL_RED")
+  if not led then
+    return
+  end
+  local status, errors = rovk.rovktrans_led_0001_get_state(context, led.address, 99)
   line("LED 99: status %d", status)
   for _, key in ipairs { "error_id", "peripheral_address", "payload_index" } do
     line("%s = %s", key, tostring(errors[key]))
@@ -150,13 +177,13 @@ end
 
 local status, context = rovk.rovktrans_init(nil, nil)
 assert(status == 0, "no unit")
-local addresses = peripherals(context)
+peripherals(context)
 lights(context)
-readings(context, addresses)
+readings(context)
 movement(context)
 memory(context)
-picture(context, addresses)
-refusal(context, addresses)
+picture(context)
+refusal(context)
 message()
 chapter("A line in the log")
 rovk.rovktrans_log_message(context, rovk.ROVK_LOG_PRIORITY_NOTICE, "the tour ends here")

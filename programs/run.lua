@@ -1,12 +1,18 @@
 -- Runs a script as the interpreter itself would, and besides lets no error in a callback pass unseen: such an
 -- error is printed where it happens, with a traceback, and the script ends with status 1 when it ends.
 --
--- run.lua [-e TEXT] [SCRIPT [ARGUMENT...]]
+-- run.lua [--unit TEXT] [-e TEXT] [SCRIPT [ARGUMENT...]]
+
+local own_folder = arg[0]:gsub("[^/]*$", "")
+local taken, unit_text = 0, nil
+if arg[1] == "--unit" then
+  taken, unit_text = 2, arg[2]
+end
 
 -- The script sees its own name and arguments.
 local arguments, chunks = {}, {}
 for position, value in pairs(arg) do
-  arguments[position - 1] = value
+  arguments[position - 1 - taken] = value
 end
 
 local function add(chunk, message)
@@ -17,10 +23,10 @@ local function add(chunk, message)
   chunks[#chunks + 1] = chunk
 end
 
-if arg[1] == "-e" then
-  add(loadstring(arg[2], "=(command line)"))
+if arguments[0] == "-e" then
+  add(loadstring(arguments[1], "=(command line)"))
   for position = -1, #arg do
-    arguments[position] = arg[position + 3]
+    arguments[position] = arg[position + 3 + taken]
   end
 end
 local script = arguments[0]
@@ -28,6 +34,9 @@ if script then
   add(loadfile(script))
 end
 rawset(_G, "arg", arguments)
+if unit_text then
+  dofile(own_folder .. "unit_text.lua").impose(unit_text)
+end
 
 local failed = false
 require("rovk_loop").on_error(function(value, traceback)

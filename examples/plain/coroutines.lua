@@ -5,6 +5,17 @@ local loop = require "rovk_loop"
 
 local status, context = rovk.rovktrans_init("sim?latency_ms=20", nil)
 assert(status == 0, "no unit")
+
+local function find(service, device)
+  local found = rovk.rovktrans_find_device(context, rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"],
+    rovk["ROVK_PERIPHERAL_DEVICE_ID_" .. device])
+  if not found then
+    io.stderr:write(("%s has no device %s on this unit\n"):format(service, device))
+    os.exit(1)
+  end
+  return found
+end
+
 -- An error in a callback would else leave one line in the log and nothing more.
 loop.on_error(function(message, traceback)
   io.stderr:write(tostring(message), "\n", traceback, "\n")
@@ -35,10 +46,8 @@ local function start(task, ...)
   end), ...))
 end
 
-local led = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED)
-local sensor = rovk.rovktrans_find_device(context, rovk.ROVK_TEMPERATURE_SENSOR_0009_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_TEMPERATURE_SENSOR_PROCESSOR)
+local led = find("led_0001", "LED_FRONT_PANEL_RED")
+local sensor = find("temperature_sensor_0009", "TEMPERATURE_SENSOR_PROCESSOR")
 
 start(function()
   for round = 1, 3 do

@@ -9,10 +9,19 @@ end
 
 local status, context = rovk.rovktrans_init(nil, nil)
 assert(status == 0, "no unit")
-local raw = rovk.rovktrans_find_device(context, rovk.ROVK_EEPROM_RAW_0012_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_EEPROM_RAW_PROCESSOR_BOARD)
-local address = rovk.rovktrans_find_device(context, rovk.ROVK_EEPROM_PARTITION_TABLE_0013_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_EEPROM_PARTITION_TABLE_PROCESSOR_BOARD).address
+
+local function find(service, device)
+  local found = rovk.rovktrans_find_device(context, rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"],
+    rovk["ROVK_PERIPHERAL_DEVICE_ID_" .. device])
+  if not found then
+    io.stderr:write(("%s has no device %s on this unit\n"):format(service, device))
+    os.exit(1)
+  end
+  return found
+end
+
+local raw = find("eeprom_raw_0012", "EEPROM_RAW_PROCESSOR_BOARD")
+local address = find("eeprom_partition_table_0013", "EEPROM_PARTITION_TABLE_PROCESSOR_BOARD").address
 
 print(("%d bytes, beginning with"):format(check(rovk.rovktrans_eeprom_raw_0012_size(context, raw.address, raw.index))))
 for from = 0, 32, 16 do

@@ -7,6 +7,10 @@ local status, context = rovk.rovktrans_init("sim?timeout_ms=500&clock=virtual", 
 assert(status == 0, "no unit")
 local led = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
   rovk.ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED)
+if not led then
+  io.stderr:write("led_0001 has no device LED_FRONT_PANEL_RED on this unit\n")
+  os.exit(1)
+end
 
 local function tell(what, result, errors)
   local keys = {}

@@ -13,8 +13,13 @@ loop.on_error(function(message, traceback)
 end)
 
 local function find(service, device)
-  return rovk.rovktrans_find_device(context, rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"],
+  local found = rovk.rovktrans_find_device(context, rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"],
     rovk["ROVK_PERIPHERAL_DEVICE_ID_" .. device])
+  if not found then
+    io.stderr:write(("%s has no device %s on this unit\n"):format(service, device))
+    os.exit(1)
+  end
+  return found
 end
 
 local subscriptions = {}

@@ -6,15 +6,24 @@ local unit = require "rovk_unit"
 
 local status, context = rovk.rovktrans_init("sim?latency_ms=20", nil)
 assert(status == 0, "no unit")
+
+local function find(service, device)
+  local found = rovk.rovktrans_find_device(context, rovk["ROVK_" .. service:upper() .. "_PERIPHERAL_ID"],
+    rovk["ROVK_PERIPHERAL_DEVICE_ID_" .. device])
+  if not found then
+    io.stderr:write(("%s has no device %s on this unit\n"):format(service, device))
+    os.exit(1)
+  end
+  return found
+end
+
 -- An error in a callback would else leave one line in the log and nothing more.
 loop.on_error(function(message, traceback)
   io.stderr:write(tostring(message), "\n", traceback, "\n")
   os.exit(1)
 end)
-local button = rovk.rovktrans_find_device(context, rovk.ROVK_BUTTON_0002_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_BUTTON_RESET)
-local sensor = rovk.rovktrans_find_device(context, rovk.ROVK_TEMPERATURE_SENSOR_0009_PERIPHERAL_ID,
-  rovk.ROVK_PERIPHERAL_DEVICE_ID_TEMPERATURE_SENSOR_PROCESSOR)
+local button = find("button_0002", "BUTTON_RESET")
+local sensor = find("temperature_sensor_0009", "TEMPERATURE_SENSOR_PROCESSOR")
 
 local watcher = uv.new_poll(loop.fd(context))
 watcher:start("r", function()

@@ -13,6 +13,10 @@ loop.on_error(function(message, traceback)
 end)
 local led = rovk.rovktrans_find_device(context, rovk.ROVK_LED_0001_PERIPHERAL_ID,
   rovk.ROVK_PERIPHERAL_DEVICE_ID_LED_FRONT_PANEL_RED)
+if not led then
+  io.stderr:write("led_0001 has no device LED_FRONT_PANEL_RED on this unit\n")
+  os.exit(1)
+end
 
 -- Answers come in any order; each callback knows the place of its own.
 local count, open, results = 400, 0, {}

@@ -14,6 +14,10 @@ loop.on_error(function(message, traceback)
 end)
 local button = rovk.rovktrans_find_device(context, rovk.ROVK_BUTTON_0002_PERIPHERAL_ID,
   rovk.ROVK_PERIPHERAL_DEVICE_ID_BUTTON_RESET)
+if not button then
+  io.stderr:write("button_0002 has no device BUTTON_RESET on this unit\n")
+  os.exit(1)
+end
 
 local left = 2
 local handle = rovk.rovktrans_button_0002_state_change_register_callback_lua(context, button.address,

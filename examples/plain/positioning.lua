@@ -12,6 +12,10 @@ local status, context = rovk.rovktrans_init("sim?clock=virtual", nil)
 assert(status == 0, "no unit")
 local head = rovk.rovktrans_find_device(context, rovk.ROVK_POSITIONING_002A_PERIPHERAL_ID,
   rovk.ROVK_PERIPHERAL_DEVICE_ID_POSITIONING_OPTICAL)
+if not head then
+  io.stderr:write("positioning_002a has no device POSITIONING_OPTICAL on this unit\n")
+  os.exit(1)
+end
 
 -- Calls one of the service's commands: position "get_position", then its inputs behind the index.
 local function positioning(command, ...)

@@ -210,6 +210,24 @@ function unit:try_device(service, name)
     devices.name_of[id] or ("number %d"):format(id), #names > 0 and table.concat(names, ", ") or "none")
 end
 
+--- A device that a script cannot do without; without a name, the first peripheral of the service. Where the unit has
+-- none, one line says so and the program ends with status 1.
+function unit:need(service, name)
+  local found, err
+  if name == nil then
+    found, err = self:try_peripheral(service)
+  else
+    found, err = self:try_device(service, name)
+  end
+  if not found then
+    self:close()
+    io.stdout:flush()
+    io.stderr:write(err.message, "\n")
+    os.exit(1)
+  end
+  return found
+end
+
 --- The device at a place of a peripheral: an address and an index that are known from elsewhere.
 function unit:device_at(service, address, index)
   local wanted = service_of(service)
