@@ -89,7 +89,7 @@ said() { [[ $(cat "$work/err") == *"$1"* ]]; }
 last_said() { [[ $(tail -n 1 "$work/err") == *"$1"* ]]; }
 printed() { [[ $(cat "$work/out") == *"$1"* ]]; }
 
-build=(g++ cmake ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libcpp-httplib-dev)
+build=(g++ cmake ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libevent-dev)
 
 fresh
 call
@@ -107,8 +107,8 @@ if ((EUID == 0)); then
   fresh g++ cmake
   call run examples/tour.lua one "two words"
   expect "the first run ends well" ended 0
-  expect "says what it installs" said "installing ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libcpp-httplib-dev"
-  expect "installs what is missing" logged "install -y --no-install-recommends ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libcpp-httplib-dev"
+  expect "says what it installs" said "installing ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libevent-dev"
+  expect "installs what is missing" logged "install -y --no-install-recommends ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libevent-dev"
   expect "and no more" not_logged "busted"
   expect "configures" logged "cmake --preset release"
   expect "builds what a script needs" logged "release rovk_scripts"
@@ -159,7 +159,7 @@ if ((EUID == 0)); then
   settings=(INSTALL_STATUS=100)
   call run examples/tour.lua
   expect "a failed installation does" ended 1
-  expect "with what to do" last_said "cannot install g++ cmake ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libcpp-httplib-dev: apt-get failed"
+  expect "with what to do" last_said "cannot install g++ cmake ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libevent-dev: apt-get failed"
   expect "and nothing is run" not_logged "tour.lua"
   as_user=("$(command -v setpriv)" --reuid=65534 --clear-groups)
 else
@@ -170,7 +170,7 @@ settings=(LC_ALL=C)
 fresh g++
 call run examples/tour.lua
 expect "neither root nor sudo: refused" ended 1
-expect "with the command to type" last_said "as root run: apt-get install cmake ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libcpp-httplib-dev"
+expect "with the command to type" last_said "as root run: apt-get install cmake ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libevent-dev"
 fake sudo <<'END'
 exec "$@"
 END

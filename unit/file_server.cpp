@@ -1,13 +1,18 @@
 #include "unit/file_server.h"
 
-#include <httplib.h>
+#include <event2/buffer.h>
+#include <event2/event.h>
+#include <event2/http.h>
+#include <fcntl.h>
+#include <netinet/in.h>
 #include <pthread.h>
+#include <sys/eventfd.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <atomic>
-#include <chrono>
 #include <csignal>
-#include <fstream>
-#include <iterator>
+#include <cstdlib>
+#include <memory>
 #include <string>
 #include <system_error>
 #include <thread>
@@ -19,20 +24,9 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int not_found = 404, forbidden = 403;
-constexpr time_t patience_seconds = 1;
-
-// The library turns the process's SIGPIPE off; the process is the script's, and its signals are too.
-class KeepSignal {
- public:
-  KeepSignal() { sigaction(SIGPIPE, nullptr, &kept_); }
-  ~KeepSignal() { sigaction(SIGPIPE, &kept_, nullptr); }
-  KeepSignal(const KeepSignal&) = delete;
-  KeepSignal& operator=(const KeepSignal&) = delete;
-
- private:
-  struct sigaction kept_ = {};
-};
+constexpr int forbidden = 403;
+constexpr int patience_seconds = 1;
+constexpr int most_header_bytes = 8192;
 
 // What is started meanwhile takes no signals: they go to the script's thread, and a client that has gone
 // shows as a failed write.
@@ -51,28 +45,72 @@ class BlockSignals {
   sigset_t kept_ = {};
 };
 
-// Links are not followed: they may lead out of the folder.
-void hand_out(const fs::path& folder, const std::string& name, httplib::Response& answer) {
-  if (!things::FileStore::good_name(name)) {
-    answer.status = forbidden;
-    return answer.set_content("no file of this folder has such a name\n", "text/plain");
-  }
-  std::error_code failed;
-  std::ifstream file;
-  if (fs::symlink_status(folder / name, failed).type() == fs::file_type::regular)
-    file.open(folder / name, std::ios::binary);
-  if (!file.is_open()) {
-    answer.status = not_found;
-    return answer.set_content("no such file\n", "text/plain");
-  }
-  answer.set_content(std::string{std::istreambuf_iterator<char>(file), {}}, "application/octet-stream");
+void refuse(evhttp_request* request, int status, const char* reason) {
+  evbuffer* const body = evhttp_request_get_output_buffer(request);
+  evbuffer_add_printf(body, "%s\n", reason);
+  evhttp_send_reply(request, status, reason, nullptr);
 }
+
+// What stands behind the first slash, decoded. Empty for what cannot be decoded.
+std::string name_in(evhttp_request* request) {
+  const char* const path = evhttp_uri_get_path(evhttp_request_get_evhttp_uri(request));
+  if (!path || path[0] != '/') return {};
+  std::size_t size = 0;
+  char* const decoded = evhttp_uridecode(path + 1, 0, &size);
+  std::string name = decoded ? std::string(decoded, size) : std::string();
+  std::free(decoded);
+  return name;
+}
+
+// Links are not followed: they may lead out of the folder.
+void hand_out(evhttp_request* request, void* folder) {
+  const std::string name = name_in(request);
+  if (!things::FileStore::good_name(name)) {
+    return refuse(request, forbidden, "no file of this folder has such a name");
+  }
+  const fs::path path = *static_cast<const fs::path*>(folder) / name;
+  const int file = open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
+  struct stat about = {};
+  if (file < 0 || fstat(file, &about) != 0 || !S_ISREG(about.st_mode)) {
+    if (file >= 0) close(file);
+    return refuse(request, HTTP_NOTFOUND, "no such file");
+  }
+  // The buffer closes the file, when it takes it.
+  if (evbuffer_add_file(evhttp_request_get_output_buffer(request), file, 0, about.st_size) != 0) {
+    close(file);
+    return refuse(request, HTTP_INTERNAL, "cannot read the file");
+  }
+  evhttp_add_header(evhttp_request_get_output_headers(request), "Content-Type", "application/octet-stream");
+  evhttp_send_reply(request, HTTP_OK, "OK", nullptr);
+}
+
+uint16_t port_of(evhttp_bound_socket* socket) {
+  sockaddr_in address = {};
+  socklen_t size = sizeof address;
+  const int descriptor = evhttp_bound_socket_get_fd(socket);
+  return getsockname(descriptor, reinterpret_cast<sockaddr*>(&address), &size) == 0 ? ntohs(address.sin_port)
+                                                                                    : uint16_t{0};
+}
+
+template <auto release>
+struct Release {
+  template <typename Thing>
+  void operator()(Thing* thing) const {
+    release(thing);
+  }
+};
 
 }  // namespace
 
 struct FileServer::Running {
-  httplib::Server server;
-  std::atomic<bool> ended = false;
+  ~Running() {
+    if (stopper >= 0) close(stopper);
+  }
+  fs::path folder;
+  int stopper = -1;  // readable: it is over
+  std::unique_ptr<event_base, Release<event_base_free>> base;
+  std::unique_ptr<event, Release<event_free>> stop;
+  std::unique_ptr<evhttp, Release<evhttp_free>> http;
   std::thread thread;
 };
 
@@ -81,43 +119,38 @@ FileServer::~FileServer() { stop(); }
 
 uint16_t FileServer::start(const fs::path& folder, uint16_t port) {
   if (running_) return port_;
-  const KeepSignal signal;
-  auto running = std::make_unique<Running>();
-  httplib::Server& server = running->server;
-  server.new_task_queue = [] { return new httplib::ThreadPool(1); };
-  // One client after another: none keeps the only thread by its silence.
-  server.set_keep_alive_max_count(1);
-  server.set_read_timeout(patience_seconds);
-  server.set_write_timeout(patience_seconds);
-  // Without the library's own options, which would let two servers listen at one port.
-  server.set_socket_options([](socket_t socket) {
-    const int on = 1;
-    setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &on, sizeof on);
-  });
-  server.Get("/(.*)", [folder](const httplib::Request& request, httplib::Response& answer) {
-    hand_out(folder, request.matches[1], answer);
-  });
-  constexpr const char* loopback = "127.0.0.1";
-  const int taken = port == 0 ? server.bind_to_any_port(loopback) : server.bind_to_port(loopback, port) ? port : 0;
-  if (taken <= 0) return 0;
+  auto made = std::make_unique<Running>();
+  made->folder = folder;
+  made->stopper = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  made->base.reset(event_base_new());
+  if (made->stopper < 0 || !made->base) return 0;
+  event_base* const base = made->base.get();
+  const auto end = [](evutil_socket_t, short, void* of) { event_base_loopbreak(static_cast<event_base*>(of)); };
+  made->stop.reset(event_new(base, made->stopper, EV_READ, end, base));
+  made->http.reset(evhttp_new(base));
+  if (!made->stop || event_add(made->stop.get(), nullptr) != 0 || !made->http) return 0;
+  evhttp* const http = made->http.get();
+  evhttp_set_allowed_methods(http, EVHTTP_REQ_GET | EVHTTP_REQ_HEAD);
+  evhttp_set_max_headers_size(http, most_header_bytes);
+  evhttp_set_max_body_size(http, 0);
+  evhttp_set_timeout(http, patience_seconds);
+  evhttp_set_gencb(http, hand_out, &made->folder);
+  evhttp_bound_socket* const socket = evhttp_bind_socket_with_handle(http, "127.0.0.1", port);
+  const uint16_t taken = socket ? port_of(socket) : uint16_t{0};
+  if (taken == 0) return 0;
   try {
     const BlockSignals blocked;
-    running->thread = std::thread([&here = *running] {
-      here.server.listen_after_bind();
-      here.ended = true;
-    });
+    made->thread = std::thread([base] { event_base_dispatch(base); });
   } catch (const std::system_error&) {
     return 0;  // the machine has no thread left
   }
-  // A server that does not run yet would not hear a stop.
-  while (!server.is_running() && !running->ended) std::this_thread::sleep_for(std::chrono::microseconds(100));
-  running_ = std::move(running);
-  return port_ = static_cast<uint16_t>(taken);
+  running_ = std::move(made);
+  return port_ = taken;
 }
 
 void FileServer::stop() {
   if (!running_) return;
-  running_->server.stop();
+  eventfd_write(running_->stopper, 1);
   running_->thread.join();
   running_.reset();
   port_ = 0;

@@ -19,7 +19,7 @@ class FileServer {
   // Listens when it returns. `port` 0 takes any that is free; the result is the one taken, 0 when there is
   // none. A server that runs goes on as it is.
   uint16_t start(const std::filesystem::path& folder, uint16_t port);
-  // Has ended when it returns; a transfer under way is given a second. Nothing happens when none runs.
+  // Has ended when it returns, and cuts off what is under way. Nothing happens when none runs.
   void stop();
   uint16_t port() const { return port_; }  // 0 while nobody listens
 

@@ -48,6 +48,7 @@ rovk_transport::~rovk_transport() {
   for (const auto& [when, action] : actions_) action.run(action.pointer, 0);
   const std::lock_guard lock(shared_->mutex);
   std::erase(shared_->connections, this);
+  std::erase(shared_->watched, this);
   shared_->unit.leave(application_);
   shared_->changed();
   if (timer_ >= 0) close(timer_);
@@ -57,6 +58,7 @@ int32_t rovk_transport::descriptor(uint64_t wake_ns) {
   if (timer_ < 0) {
     timer_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
     if (timer_ < 0) return -errno;
+    shared_->watched.push_back(this);
   }
   wake_ns_ = wake_ns;
   arm();
@@ -100,7 +102,6 @@ uint64_t rovk_transport::due() {
 }
 
 void rovk_transport::arm() {
-  if (timer_ < 0) return;
   const uint64_t when = due();
   // Setting a timer makes it unreadable until it fires, so one that is right already is left alone.
   if (when == armed_ns_) return;

@@ -25,7 +25,7 @@ struct rovk_transport {
   int32_t descriptor(uint64_t wake_ns);
   // Whether events were lost since the last call.
   bool has_lost_events();
-  // Sets the timer behind the descriptor to when there is something to do next.
+  // Sets the timer behind the descriptor, which there is, to when there is something to do next.
   void arm();
 
   // Actions at a time of the unit's clock. They run without the mutex, since they act on the unit, and

@@ -68,7 +68,7 @@ SharedUnit::SharedUnit(const Options& options)
 }
 
 void SharedUnit::changed() {
-  for (rovk_transport* connection : connections) connection->arm();
+  for (rovk_transport* connection : watched) connection->arm();
   woken.notify_all();
 }
 

@@ -25,6 +25,7 @@ struct SharedUnit {
   std::condition_variable woken;
   unit::Unit unit;
   std::vector<rovk_transport*> connections;
+  std::vector<rovk_transport*> watched;  // of these the ones with a descriptor
 };
 
 // Null: there is a unit of that name, and it was opened with other options than those given here.
