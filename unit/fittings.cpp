@@ -21,26 +21,37 @@ std::string hex(uint16_t address) {
 
 // Of a unit file, where the peripheral stands in it.
 [[noreturn]] void fail(const PeripheralDescription& peripheral, const std::string& text) {
-  throw DescriptionError((peripheral.where.empty() ? "" : peripheral.where + ": ") + text);
+  fail_at({peripheral.where}, text);
 }
 
 class Addresses {
  public:
+  // Told at the one that a file speaks of, where it speaks of one alone.
   void take(uint16_t address, const PeripheralDescription& peripheral) {
-    const auto [row, is_new] = taken_.emplace(address, peripheral.service);
-    if (!is_new)
-      fail(peripheral, "address " + hex(address) + " of " + peripheral.service + " is taken by " + row->second);
+    const auto [row, is_new] = taken_.emplace(address, Owner{peripheral.service, peripheral.where});
+    if (is_new) return;
+    const bool told_here = !peripheral.where.empty() || row->second.where.empty();
+    const Owner own = {peripheral.service, peripheral.where};
+    const Owner& one = told_here ? own : row->second;
+    const Owner& other = told_here ? row->second : own;
+    fail_at({one.where}, "address " + hex(address) + " of " + one.service + " is taken by " + other.service +
+                             (other.where.empty() ? "" : " at " + other.where));
   }
   uint16_t next_free(const catalogue::Service& service, const PeripheralDescription& peripheral) {
     for (unsigned address = first_address + static_cast<unsigned>(service.id); address <= UINT16_MAX;
          address += next_address) {
-      if (taken_.emplace(static_cast<uint16_t>(address), service.name).second) return static_cast<uint16_t>(address);
+      if (taken_.emplace(static_cast<uint16_t>(address), Owner{service.name, ""}).second)
+        return static_cast<uint16_t>(address);
     }
     fail(peripheral, std::string("no address is left for ") + service.name);
   }
 
  private:
-  std::map<uint16_t, std::string> taken_ = {{ROVK_ROUTER_PERIPHERAL_ADDRESS, "router_0000"}};
+  struct Owner {
+    std::string service;
+    std::string where;
+  };
+  std::map<uint16_t, Owner> taken_ = {{ROVK_ROUTER_PERIPHERAL_ADDRESS, {"router_0000", ""}}};
 };
 
 const catalogue::Service& service_of(const PeripheralDescription& peripheral) {
@@ -61,6 +72,13 @@ void check(const PeripheralDescription& peripheral) {
 }
 
 }  // namespace
+
+void fail_at(std::initializer_list<std::string_view> places, const std::string& text) {
+  for (const std::string_view place : places) {
+    if (!place.empty()) throw DescriptionError(std::string(place) + ": " + text);
+  }
+  throw DescriptionError(text);
+}
 
 std::vector<Fitting> fittings(const UnitDescription& unit) {
   if (unit.boards.empty()) throw DescriptionError("a unit wants a board");

@@ -2,7 +2,10 @@
 #pragma once
 
 #include <cstdint>
+#include <initializer_list>
 #include <stdexcept>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "catalogue/catalogue.h"
@@ -15,6 +18,9 @@ class DescriptionError : public std::runtime_error {
  public:
   using std::runtime_error::runtime_error;
 };
+
+// Throws one that begins with the first of these places ("FILE:LINE") that is known.
+[[noreturn]] void fail_at(std::initializer_list<std::string_view> places, const std::string& text);
 
 struct Fitting {
   const catalogue::Service* service;

@@ -20,6 +20,7 @@
 #include "unit/services/common.h"
 #include "unit/services/router.h"
 #include "unit/services/views.h"
+#include "unit/things/file_store.h"
 #include "wire/message.h"
 #include "wire/queue.h"
 
@@ -70,12 +71,11 @@ void fill(uint8_t* bytes, const catalogue::Record* record, std::span<const int64
 }
 
 // A description that the view cannot be made of is told with its place in the unit file.
-std::unique_ptr<View> make_view(const Setup& setup) {
+std::unique_ptr<View> make_view(const Setup& setup, const std::string& board) {
   try {
     return find_maker(setup.service.name)(setup);
   } catch (const DescriptionError& error) {
-    if (setup.description.where.empty()) throw;
-    throw DescriptionError(setup.description.where + ": " + error.what());
+    fail_at({setup.description.where, board}, error.what());
   }
 }
 
@@ -134,7 +134,7 @@ struct Unit::State final : Host, Answers {
         router = own_view.get();
         peripheral->view = std::move(own_view);
       } else {
-        peripheral->view = make_view(setup);
+        peripheral->view = make_view(setup, description.boards[fitting.board].where);
       }
     }
     for (const auto& peripheral : peripherals) peripheral->view->reset();
@@ -472,6 +472,9 @@ struct Unit::State final : Host, Answers {
           // A limit that has changed since: the device stays as it is made.
         }
       }
+    }
+    for (unsigned i = 0; i < whole.count<things::FileStore>(); ++i) {
+      whole.find<things::FileStore>(i)->keep_in(path + ".files" + (i == 0 ? "" : "." + std::to_string(i)));
     }
     for (const auto& [location, eeprom] : boards) {
       const auto bytes = eeprom->memory().bytes();

@@ -90,7 +90,8 @@ class Unit {
   // Disturbs the next `count` answers to an application: "lose", "duplicate", "delay" (by `value`
   // milliseconds), "corrupt" (another type byte), "misdirect" (another uuid). False: no such disturbance.
   bool disturb(uint16_t application, std::string_view what, uint32_t count, uint32_t value);
-  // Goes on from what the file at `path` has kept, and keeps settings and EEPROMs there from now on. Throws
+  // Goes on from what the file at `path` has kept, and keeps settings and EEPROMs there from now on, files in
+  // the folder `path`.files beside it unless the description names another one. Throws
   // DescriptionError when the file is damaged, of another unit or in use.
   void keep_state(const std::string& path);
   // From now on messages meet with what these rules say, in place of the rules before.

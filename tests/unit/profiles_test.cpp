@@ -8,6 +8,7 @@
 #include "bench.h"
 #include "unit/fittings.h"
 #include "unit/profiles/reader.h"
+#include "unit/things/file_store.h"
 
 namespace rovk::unit {
 namespace {
@@ -44,9 +45,21 @@ TEST(UnitFile, TellsWhatIsWrongAndWhere) {
       {base + "light = [{}, { most_ms = 'x' }]", "a.toml:3: a whole number from 1 to 65535 is wanted"},
       {base + "rail = { 0 = { millivolts = -1 } }", "a.toml:3: a whole number from 0 to 2147483647 is wanted, not -1"},
       {base + "heater = { 0 = { reaches = 1.5 } }", "a.toml:3: a number from 0 to 1 is wanted, not 1.5"},
-      {base + "[[board.processor.converter]]\nchannel = [{ alarm_line = 9 }]", "a converter is wired to alarm line 9"},
+      {base + "[[board.processor.converter]]\nchannel = [{ alarm_line = 9 }]",
+       "a.toml:3: it is wired to alarm line 9, "},
+      {base + "fan = { 0 = { senses = 99 } }", "a.toml:3: it is wired to temperature sensor 99, which is not there"},
+      {base + "heater = [{ rail = 4 }]", "a.toml:3: it is wired to rail 4, which is not there"},
+      {base + "temperature_sensor = { 0 = { on = 'sun' } }", "a.toml:3: there is no thermal mass sun"},
+      {base + "head = [{ lens = 40 }]", "a.toml:3: it is wired to lens 40, which is not there"},
+      {base + "lens = [{ warmth = 40 }]", "a.toml:3: it is wired to temperature sensor 40"},
+      {base + "lens = [{ focus = { high = 5 } }]", "a.toml:3: way and speed of a lens motor do not agree"},
+      {base + "light = 2", "a.toml:2: "},  // fewer than its peripheral shows
+      {base + "temperature_sensor = 0", "a.toml:"},
+      {base + "[[board.processor.eeprom]]\nsize = 256\ntag = [{ partition = 1, id = 1, data = 'x' }]", "a.toml:3: "},
       {base + "[[board.processor.eeprom]]\nimage = 'none.bin'", "a.toml:4: cannot read the image none.bin"},
-      {led + "address = 0xffff", "address 0xffff of "},
+      {led + "address = 0xffff", "a.toml:3: address 0xffff of led_0001 is taken by unittest_ffff"},
+      {base + "[board.processor.peripheral]\nalarm_0004 = { address = 5 }\nled_0001 = { address = 5 }",
+       "a.toml:4: address 0x0005 of alarm_0004 is taken by led_0001 at a.toml:5"},
       {led + "address = 0x222\naliases = [0x222]", "a.toml:3: address 0x0222 of led_0001 is taken by led_0001"},
       {led + "devices = ['LED_FRONT_PANEL_RED',\n2]", "a.toml:5: device 2 stands here twice"},
       {led + "devices = ['NO_SUCH']", "a.toml:4: no constant is called ROVK_PERIPHERAL_DEVICE_ID_NO_SUCH"},
@@ -205,6 +218,7 @@ TEST(State, OutlivesTheUnitOrIsLeftAsItIs) {
     bench.send("eeprom_partition_table_0013", "format_eeprom");
     bench.advance(60s);
     bench.reset(address_of("relay_0005"));
+    EXPECT_EQ(things::FileStore::Failure::none, bench.unit.body().find<things::FileStore>()->write("a.raw", {}));
     Bench other;
     EXPECT_EQ("state file kept.state is in use by another unit that runs", opened(other));
   }
@@ -219,6 +233,7 @@ TEST(State, OutlivesTheUnitOrIsLeftAsItIs) {
     const auto& body = bench.unit.body();
     EXPECT_TRUE(body.find<things::Light>(1)->lit() && body.find<things::Light>(2)->lit());
     EXPECT_FALSE(body.find<things::Relay>(1)->energised()) << "was reset";
+    EXPECT_EQ(std::vector<std::string>{"a.raw"}, body.find<things::FileStore>()->names());
     const things::Settings& picture = body.find<things::Imager>()->settings();
     EXPECT_EQ(14, picture.get(things::Setting::contrast) + picture.get(things::Setting::hue));
     EXPECT_EQ(kept, content(path));
@@ -232,6 +247,7 @@ TEST(State, OutlivesTheUnitOrIsLeftAsItIs) {
   EXPECT_EQ("state file kept.state is damaged and was left as it is; remove it to begin anew", opened(bench));
   EXPECT_EQ(kept.substr(0, kept.size() / 2), content(path));
   std::filesystem::remove(path);
+  std::filesystem::remove_all(path + ".files");
 }
 
 TEST(State, RefusesWhatTheDiskHasNoRoomFor) {

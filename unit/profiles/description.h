@@ -7,6 +7,7 @@
 #include <rovk/types.h>
 
 #include <cstdint>
+#include <map>
 #include <optional>
 #include <string>
 #include <vector>
@@ -101,6 +102,8 @@ struct BoardDescription {
 
   std::vector<PeripheralDescription> peripherals = {};
   std::string where = {};  // "FILE:LINE" of a unit file
+  // The same for its things, by the file's name for their kind; those that no file speaks of have none.
+  std::map<std::string, std::vector<std::string>> places = {};
 };
 
 struct UnitDescription {

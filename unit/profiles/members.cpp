@@ -378,7 +378,11 @@ template <>
 const Members<FileStore::Build>& members() {
   using B = FileStore::Build;
   static const auto rows = Members<B>()
-                               .add("folder", &B::folder)
+                               .add("folder",
+                                    [](const Node& node, B& build) {
+                                      build.folder =
+                                          (std::filesystem::path(*node.file).parent_path() / node.word()).string();
+                                    })
                                .add("most_bytes", &B::most_bytes, 0, most)
                                .add("http_port", &B::http_port, 0, 65'535);
   return rows;

@@ -119,7 +119,8 @@ void reading::assign_all(const Node& node, std::vector<Value>& values) {
     values.clear();
     for (const auto& [key, item] : node.entries) assign(item, values.emplace_back(), 0, 0);
   } else {
-    for (const auto& [key, item] : node.table().entries) {
+    if (node.kind != Node::Kind::table) node.fail("a number of them, a list or a table by places is wanted");
+    for (const auto& [key, item] : node.entries) {
       std::size_t place = 0;
       for (const char digit : key)
         place = digit >= '0' && digit <= '9' && place <= most ? place * 10 + static_cast<std::size_t>(digit - '0')

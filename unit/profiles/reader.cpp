@@ -105,6 +105,9 @@ class Reader {
       unit.plan.seed = static_cast<uint64_t>(seed->whole(0, std::numeric_limits<int64_t>::max()));
     }
     if (const Node* const faults = root.find("fault")) read_faults(*faults, unit.plan);
+    for (BoardDescription& board : unit.boards) {
+      if (board.where.empty()) board.where = root.place();
+    }
     if (unit.boards.empty()) root.fail("a unit wants a board, as in [board.processor], or based_on another");
     return unit;
   }
@@ -141,6 +144,12 @@ class Reader {
       for (BoardDescription& board : unit.boards) {
         gone += std::erase_if(board.peripherals, [&name](const auto& own) { return own.service == name; });
       }
+      // What another board has lost, it lost by this.
+      for (BoardDescription& board : unit.boards) {
+        board.where = item.place();
+        board.places.clear();
+        for (PeripheralDescription& own : board.peripherals) own.where = item.place();
+      }
       if (gone == 0) item.fail("there is no board and no peripheral " + name + " to leave out");
     }
   }
@@ -156,6 +165,22 @@ class Reader {
       }
       board->where = item.place();
       members<BoardDescription>().read(item, *board);
+      note_places(item, *board);
+    }
+  }
+
+  // Where the things stand, for what shows only when all boards are there.
+  static void note_places(const Node& node, BoardDescription& board) {
+    for (const auto& [kind, item] : node.entries) {
+      if (kind == "peripheral" || kind == "location") continue;
+      std::vector<std::string>& places = board.places[kind];
+      if (item.kind == Node::Kind::integer) places.assign(static_cast<std::size_t>(item.integer), item.place());
+      if (item.kind == Node::Kind::list) places.clear();
+      for (const auto& [key, thing] : item.entries) {
+        const std::size_t place = item.kind == Node::Kind::list ? places.size() : std::stoul(key);
+        if (place >= places.size()) places.resize(place + 1);
+        places[place] = thing.place();
+      }
     }
   }
 

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <fstream>
 #include <iterator>
 #include <system_error>
@@ -18,23 +19,39 @@ namespace fs = std::filesystem;
 
 constexpr std::string_view unfinished = ".unfinished";
 
-bool write_whole(const fs::path& path, std::span<const uint8_t> bytes) {
+bool write_whole(const fs::path& path, std::span<const uint8_t> bytes, bool lasting) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC | O_NOFOLLOW, 0644);
   if (file < 0) return false;
   std::size_t done = 0;
   while (done < bytes.size()) {
     const ssize_t count = ::write(file, bytes.data() + done, bytes.size() - done);
+    if (count < 0 && errno == EINTR) continue;
     if (count <= 0) break;
     done += static_cast<std::size_t>(count);
   }
-  return close(file) == 0 && done == bytes.size();
+  const bool written = done == bytes.size() && (!lasting || fsync(file) == 0);
+  return close(file) == 0 && written;
+}
+
+// A name is on the disk when its folder is.
+void settle(const fs::path& folder) {
+  const int directory = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  if (directory < 0) return;
+  fsync(directory);
+  close(directory);
 }
 
 }  // namespace
 
 FileStore::~FileStore() {
   std::error_code ignored;
-  if (build_.folder.empty() && !folder_.empty()) fs::remove_all(folder_, ignored);
+  if (!lasting_ && !folder_.empty()) fs::remove_all(folder_, ignored);
+}
+
+void FileStore::keep_in(const fs::path& folder) {
+  if (lasting_) return;
+  folder_ = folder;
+  lasting_ = true;
 }
 
 bool FileStore::good_name(std::string_view name) {
@@ -68,9 +85,12 @@ FileStore::Failure FileStore::write(std::string_view name, std::span<const uint8
   const uint64_t others = used_bytes() - (failed ? 0 : replaced);
   if (others > build_.most_bytes || bytes.size() > build_.most_bytes - others) return Failure::full;
   const fs::path draft = folder_ / unfinished;
-  const bool written = write_whole(draft, bytes);
+  const bool written = write_whole(draft, bytes, lasting_);
   if (written) fs::rename(draft, path, failed);
-  if (written && !failed) return Failure::none;
+  if (written && !failed) {
+    if (lasting_) settle(folder_);
+    return Failure::none;
+  }
   std::error_code ignored;
   fs::remove(draft, ignored);
   return Failure::io;
