@@ -279,6 +279,8 @@ local function emit_companion(out, service)
     out:line('---@field try_%s fun(self: rovk.unit, service: "%s", %s): %s?, rovk.error?', kind, service.name, last,
       class)
     out:line('---@field %ss fun(self: rovk.unit, service: "%s"): %s[]', kind, service.name, class)
+    out:line('---@field need fun(self: rovk.unit, service: "%s"%s): %s', service.name,
+      kind == "device" and ", " .. last or "", class)
     out:line("")
   end
 end

@@ -3,10 +3,9 @@
 --
 -- run.lua [--unit TEXT] [-e TEXT] [SCRIPT [ARGUMENT...]]
 
-local own_folder = arg[0]:gsub("[^/]*$", "")
-local taken, unit_text = 0, nil
+local taken, unit_text, own_folder = 0, nil, nil
 if arg[1] == "--unit" then
-  taken, unit_text = 2, arg[2]
+  taken, unit_text, own_folder = 2, arg[2], arg[0]:gsub("[^/]*$", "")
 end
 
 -- The script sees its own name and arguments.

@@ -138,6 +138,29 @@ struct Unit::State final : Host, Answers {
       }
     }
     for (const auto& peripheral : peripherals) peripheral->view->reset();
+    for (const auto& peripheral : peripherals) check_values(*peripheral->view);
+  }
+
+  // A value that the file describes, of a subject that a thing knows and the view keeps no value of.
+  static void check_values(View& view) {
+    for (const ValueDescription& value : view.setup().description.values) {
+      const catalogue::Service& service = view.service();
+      const catalogue::Command* const row = catalogue::find_command(service, "get_" + value.subject);
+      const catalogue::Field* const field =
+          row && row->answer ? catalogue::find_field(*row->answer, value.field) : nullptr;
+      if (!value.initial || !field) continue;
+      const std::vector<uint8_t> zeros(ROVK_MESSAGE_PAYLOAD_SIZE);
+      Call call(service, *row, zeros, 0);
+      try {
+        view.run(call);
+      } catch (const Refusal&) {
+        continue;  // it wants to be told more
+      }
+      if (catalogue::load_number(call.answer().data(), *field) == *value.initial) continue;
+      fail_at({view.setup().description.where}, std::string(service.name) + " shows a thing by " + value.subject + "." +
+                                                    value.field + "; what it begins with is told of the thing");
+    }
+  }
   }
 
   // Host

@@ -64,6 +64,35 @@ describe("a hand for bad days", function()
     })
   end)
 
+  it("sees where lens and head are, and lets go what it has set", function()
+    local device = require("rovk").attach(context)
+    local head, iris = device:device("positioning_002a", "POSITIONING_OPTICAL"), device:peripheral("iris_0010")
+    local focus = device:device("linear_actuator_0028", "LINEAR_ACTUATOR_FOCUS")
+    local night = device:peripheral("day_night_001d")
+    local function seen()
+      local list = {}
+      for place, what in ipairs { "pan", "tilt", "zoom", "focus", "iris", "filter" } do
+        list[place] = assert(unit.probe(context, what))
+      end
+      return list
+    end
+    head:set_position(10000, -5000, 45000, 45000, 30, 20)
+    iris:set_position { index = 0, position = 250 }
+    night:set_manual_filter_position_day { index = 0, day = 0 }
+    night:set_manual_mode_enable { index = 0, enable = 1 }
+    assert(unit.advance(context, 10000)) -- the filter has the lens focus again
+    focus:set_position(1234, 2000)
+    assert(unit.advance(context, 5000))
+    assert.same({ 10000, -5000, 200, 1234, 250, 1000 }, seen())
+    local own = unit.get(context, "temperature", 0)
+    assert(unit.set(context, "temperature", 0, 80000))
+    assert.equal(80000, unit.probe(context, "temperature"))
+    assert(unit.set(context, "temperature", 0, nil))
+    assert.is_true(math.abs(unit.probe(context, "temperature") - own) < 1000)
+    assert.equal(-22, select(3, unit.set(context, "button", 0, nil)))
+    device:close()
+  end)
+
   it("calls at a time of the clock, in order, and frees what never runs", function()
     local calls = {}
     local start = unit.now(context)

@@ -55,5 +55,24 @@ TEST(UnitHand, SetsInputsClockAndFaults) {
   EXPECT_EQ(0, rovktrans_common_clear_fault(session.handle, unittest, nullptr));
   EXPECT_EQ(0, add_one(session.handle, 1));
 
+  EXPECT_EQ(0, rovk_unit_release_input(session.handle, "temperature", 2));
+  EXPECT_EQ(0, rovk_unit_probe(session.handle, "temperature", 2, 0, &value));
+  EXPECT_GT(value, 0);
+  EXPECT_EQ(-EINVAL, rovk_unit_release_input(session.handle, "button", 0));
+  EXPECT_EQ(-ENXIO, rovk_unit_release_input(session.handle, "current", 9));
+
+  EXPECT_EQ(0, rovk_unit_power(session.handle, 0));
+  EXPECT_EQ(-ETIMEDOUT, add_one(session.handle, 1));
+  EXPECT_EQ(0, rovk_unit_power(session.handle, 1));
+  EXPECT_EQ(ROVK_COMMON_ERROR_BUSY, add_one(session.handle, 1)) << "it boots";
+  EXPECT_EQ(0, rovk_unit_advance(session.handle, 1000 * millisecond));
+  EXPECT_EQ(0, add_one(session.handle, 1));
+
+  for (const char* what : {"focus", "zoom", "iris", "filter", "pan", "tilt"}) {
+    EXPECT_EQ(0, rovk_unit_probe(session.handle, what, 0, 0, &value)) << what;
+    EXPECT_EQ(-ENXIO, rovk_unit_probe(session.handle, what, 99, 0, &value)) << what;
+    EXPECT_EQ(-EINVAL, rovk_unit_probe(session.handle, what, 0, 1, &value)) << what;
+  }
+
   EXPECT_EQ(-EPERM, rovk_unit_advance(Session("timeout_ms=9", "real").handle, 1));
 }

@@ -66,6 +66,7 @@ TEST(UnitFile, TellsWhatIsWrongAndWhere) {
       {led + "devices = [1, 2, 28, 0]", "a.toml:3: "},  // more than there are lights
       {led + "service = 'led_9'", "a.toml:3: there is no service led_9"},
       {led + "value.nosuch.field = 1", "a.toml:3: "},
+      {led + "value.state.on = 5", "a.toml:3: led_0001 shows a thing by state.on"},
       {"[[fault]]\non = 'event'\ndo = 'refuse'\nerror = 'busy'", "a.toml:1: it wants 'on'"},
       {"[[fault]]\ndo = 'refuse'\non = 'command'\nerror = 'bsuy'", "a.toml:4: there is no error bsuy"},
       {"[[fault]]\nservice = 'led_0001'\ncommand = 'get'\ndo = 'drop'", "a.toml:3: led_0001 has no command get"},
@@ -188,6 +189,37 @@ TEST(Plan, DoesWhatItsRulesSay) {
     const bool refuses = rule.find("refuse") != std::string::npos || rule.find("power") != std::string::npos;
     EXPECT_EQ(refuses ? 1U : 0U, refused);
   }
+}
+
+// All that reaches an application of a unit with shuffled addresses and a plan by chance, with the times.
+std::vector<uint8_t> happens(uint64_t seed) {
+  UnitDescription unit = everything();
+  shuffle_addresses(unit, seed);
+  Bench bench(Time{0}, unit);
+  std::string rules = "fault_seed = " + std::to_string(seed) + "\n";
+  for (const char* kind : {"'drop'", "'duplicate'", "'delay'\nms = 7", "'reorder'\nms = 9", "'corrupt'"}) {
+    rules += std::string("[[fault]]\nprobability = 0.1\ndo = ") + kind + "\n";
+  }
+  bench.unit.set_plan(read_plan(rules, "plan"));
+  std::vector<uint8_t> seen;
+  for (const Fitting& row : fittings(unit)) {
+    for (unsigned number = 0; number < 8; ++number) {
+      bench.unit.submit(bench.application, Bench::compose("common", "echo", {}, row.address, 0x20000000 + number));
+      bench.advance(3ms);
+      rovk_message message;
+      while (bench.unit.take(bench.application, message)) {
+        const auto* const bytes = reinterpret_cast<const uint8_t*>(&message);
+        seen.insert(seen.end(), bytes, bytes + sizeof message);
+        seen.push_back(static_cast<uint8_t>(number));
+      }
+    }
+  }
+  return seen;
+}
+
+TEST(Plan, IsTheSameForTheSameSeed) {
+  EXPECT_EQ(happens(4), happens(4));
+  EXPECT_NE(happens(4), happens(5));
 }
 
 std::string content(const std::string& path) {
