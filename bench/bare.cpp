@@ -174,8 +174,23 @@ int give_reset(lua_State* L) {
   return 0;
 }
 
-int reset(lua_State* L) {
-  lua_pushnumber(L, rovk_unit_reset(context(L), number<uint16_t>(L, 2), number<uint16_t>(L, 3)));
+void was_pressed(void*, uint16_t, uint8_t index, uint8_t pressed, void* user) {
+  auto* const callback = static_cast<Callback*>(user);
+  lua_rawgeti(callback->state, LUA_REGISTRYINDEX, callback->function);
+  lua_pushnumber(callback->state, index);
+  lua_pushnumber(callback->state, pressed);
+  if (lua_pcall(callback->state, 2, 0, 0) != 0) lua_pop(callback->state, 1);
+}
+
+int on_press(lua_State* L) {
+  Callback* const callback = keep(L, 3);
+  rovktrans_button_0002_state_change_register_callback(context(L), number<uint16_t>(L, 2), was_pressed, callback);
+  lua_pushlightuserdata(L, callback);
+  return 1;
+}
+
+int set(lua_State* L) {
+  lua_pushnumber(L, rovk_unit_set_input(context(L), lua_tostring(L, 2), number<uint32_t>(L, 3), number<int64_t>(L, 4)));
   return 1;
 }
 
@@ -224,7 +239,8 @@ extern "C" __attribute__((visibility("default"))) int luaopen_rovk_bare(lua_Stat
                     {"get_state_async", get_state_async},
                     {"on_reset", on_reset},
                     {"give_reset", give_reset},
-                    {"reset", reset},
+                    {"on_press", on_press},
+                    {"set", set},
                     {"dispatch", dispatch},
                     {"direct", direct}});
   lua_createtable(L, 0, 1);

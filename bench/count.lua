@@ -24,7 +24,11 @@ for path in io.popen(("ls '%s'"):format(folder)):lines() do
   end
 end
 
-local failures = {}
+-- Rows are taken out of `counts` as they are told.
+local known, failures = {}, {}
+for name, count in pairs(counts) do
+  known[name] = count
+end
 local function row(...)
   print(("%-56s %10s %10s %10s %10s %s"):format(...))
 end
@@ -37,10 +41,12 @@ for _, number in ipairs(numbers) do
     verdict = "not counted"
   elseif count > number.hold * SLACK then
     verdict = "too many"
+  elseif number.times and count > number.times[1] * (known[number.times[2]] or 0) then
+    verdict = ("more than %g times %s"):format(number.times[1], number.times[2])
   elseif count < number.hold / SLACK then
     verdict = "fewer: lower the number to hold"
   end
-  if not count or count > number.hold * SLACK then
+  if not count or verdict:find("^too many") or verdict:find("^more than") then
     failures[#failures + 1] = number.name
   end
   row(number.name, count and ("%.0f"):format(count) or "-", hand and ("%.0f"):format(hand) or "", number.hold,

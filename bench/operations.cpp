@@ -23,7 +23,8 @@ local m = {
   get_state_async = rovk.rovktrans_led_0001_get_state_async_lua,
   on_reset = rovk.rovktrans_common_reset_occurred_register_callback_lua,
   give_reset = rovk.internal_rovktrans_common_reset_occurred_event_callback,
-  reset = unit.reset,
+  on_press = rovk.rovktrans_button_0002_state_change_register_callback_lua,
+  set = unit.set,
   dispatch = loop.dispatch,
 }
 )lua";
@@ -32,7 +33,7 @@ constexpr const char* bare = "local m = require 'rovk_bare'\n";
 
 // An LED of the simulated unit, at an address and index that both sides see alike.
 constexpr const char* both = R"lua(
-m.address, m.index, m.other_address = ...
+m.address, m.index, m.other_address, m.button = ...
 function m.receive(context, open)
   while open() > 0 do
     assert(m.dispatch(context, 1000) > 0, "nothing came")
@@ -53,8 +54,10 @@ repeat
   local handle = other_address ~= address
     and rovk.rovktrans_common_reset_occurred_register_callback_lua(context, other_address, print)
 until handle
+local button = rovk.rovktrans_find_device(context, rovk.ROVK_BUTTON_0002_PERIPHERAL_ID,
+  rovk.ROVK_PERIPHERAL_DEVICE_ID_BUTTON_RESET).address
 assert(rovk.rovktrans_deinit(context) == 0)
-return address, index, other_address
+return address, index, other_address, button
 )lua";
 
 constexpr Operation list[] = {
@@ -104,17 +107,17 @@ constexpr Operation list[] = {
      10000, 0},
     {"event from the unit to a Lua function",
      "local m = ... local context, open = m.open('sim'), 0 "
-     "local reset, address, dispatch = m.reset, m.address, m.dispatch "
-     "m.on_reset(context, address, function() open = open - 1 end) "
-     "return function(n) for _ = 1, n do reset(context, address, 1) open = open + 1 dispatch(context, 1000) end "
+     "local set, dispatch = m.set, m.dispatch "
+     "m.on_press(context, m.button, function() open = open - 1 end) "
+     "return function(n) for i = 1, n do set(context, 'button', 0, i % 2) open = open + 1 dispatch(context, 1000) end "
      "assert(open == 0) end",
      1000, 0},
     {"the same with 1000 other subscriptions",
      "local m = ... local context, open = m.open('sim'), 0 local function other() end "
      "for _ = 1, 1000 do assert(m.on_reset(context, m.other_address, other)) end "
-     "local reset, address, dispatch = m.reset, m.address, m.dispatch "
-     "m.on_reset(context, address, function() open = open - 1 end) "
-     "return function(n) for _ = 1, n do reset(context, address, 1) open = open + 1 dispatch(context, 1000) end "
+     "local set, dispatch = m.set, m.dispatch "
+     "m.on_press(context, m.button, function() open = open - 1 end) "
+     "return function(n) for i = 1, n do set(context, 'button', 0, i % 2) open = open + 1 dispatch(context, 1000) end "
      "assert(open == 0) end",
      200, 0},
     {"blocking command, 1000 contexts on the unit",
@@ -132,6 +135,11 @@ constexpr Operation list[] = {
      "return function(n) for _ = 1, n do m.get_state_async(context, m.address, done, m.index) end open = n "
      "m.receive(context, function() return open end) end",
      100, 100},
+    {"a command with 10000 in flight",
+     "local m = ... local context, open = m.open('sim'), 0 local function done() open = open - 1 end "
+     "return function(n) for _ = 1, n do m.get_state_async(context, m.address, done, m.index) end open = n "
+     "m.receive(context, function() return open end) end",
+     10000, 10000},
     {"a command with 30000 in flight",
      "local m = ... local context, open = m.open('sim'), 0 local function done() open = open - 1 end "
      "return function(n) for _ = 1, n do m.get_state_async(context, m.address, done, m.index) end open = n "
@@ -164,17 +172,17 @@ State::State(const char* folder, Side side) : L_(luaL_newstate()) {
   }
   lua_pop(L_, 1);
   // Found once and by the module, in a state of its own, so that the bare side has nothing of it.
-  static double led[3];
+  static double led[4];
   static bool found = false;
   if (!found) {
     found = true;
     const State finder(folder, Side::ours);
-    run_chunk(finder.lua(), find_led, 0, 3);
-    for (int i = 0; i < 3; ++i) led[i] = lua_tonumber(finder.lua(), i - 3);
+    run_chunk(finder.lua(), find_led, 0, 4);
+    for (int i = 0; i < 4; ++i) led[i] = lua_tonumber(finder.lua(), i - 4);
   }
   for (const double number : led) lua_pushnumber(L_, number);
   const std::string text = std::string(side == Side::ours ? ours : bare) + both;
-  run_chunk(L_, text.c_str(), 3, 1);
+  run_chunk(L_, text.c_str(), 4, 1);
 }
 
 int State::prepare(const Operation& operation) {

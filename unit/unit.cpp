@@ -161,7 +161,6 @@ struct Unit::State final : Host, Answers {
                                                     value.field + "; what it begins with is told of the thing");
     }
   }
-  }
 
   // Host
   Time now() const override { return present; }

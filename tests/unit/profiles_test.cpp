@@ -114,7 +114,8 @@ second = { service = "led_0001" }
   EXPECT_TRUE(bench.unit.body().find<things::Light>(3)->lit());
 }
 
-// Whatever is not there, the others answer: no command of any peripheral is a crash or goes without an answer.
+// Whatever is not there, the others answer: no command of any peripheral, be its inputs all low or all high, is a crash
+// or goes without an answer, and neither is a reset, a model of the peripheral's own or not.
 TEST(Profiles, AnswerEveryCommand) {
   for (const std::string& name : profile_names()) {
     SCOPED_TRACE(name);
@@ -126,15 +127,24 @@ TEST(Profiles, AnswerEveryCommand) {
     Bench bench(Time{0}, unit);
     for (const Fitting& row : fitted) {
       EXPECT_EQ(row.address, fitting(fittings(again), row.service->name, row.board).address);
-      for (const catalogue::Command& command : row.service->commands) {
-        bench.unit.submit(bench.application, Bench::compose(row.service->name, command.name, {}, row.address));
+      std::vector<std::pair<const char*, uint8_t>> asked;
+      for (const uint8_t inputs : {uint8_t{0}, uint8_t{0xff}}) {
+        for (const catalogue::Command& command : row.service->commands) asked.emplace_back(command.name, inputs);
+        asked.emplace_back("reset", inputs);
+      }
+      for (const auto& [command, inputs] : asked) {
+        const bool is_reset = std::string_view(command) == "reset";
+        rovk_message sent = Bench::compose(is_reset ? "common" : row.service->name, command, {}, row.address);
+        auto* const sent_bytes = reinterpret_cast<uint8_t*>(&sent);
+        std::fill(sent_bytes + ROVK_OFFSET_PAYLOAD, sent_bytes + sizeof sent, inputs);
+        bench.unit.submit(bench.application, sent);
         bench.advance(600s);
         rovk_message message;
         bool answered = false;
         while (bench.unit.take(bench.application, message)) {
           answered = answered || reinterpret_cast<const uint8_t*>(&message)[ROVK_OFFSET_TYPE] == ROVK_TYPE_RESPONSE;
         }
-        EXPECT_TRUE(answered) << row.service->name << " " << command.name;
+        EXPECT_TRUE(answered) << row.service->name << " " << command << " " << int{inputs};
       }
     }
   }
