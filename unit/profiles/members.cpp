@@ -3,6 +3,7 @@
 #include <rovk/constants.h>
 
 #include <filesystem>
+#include <limits>
 #include <system_error>
 
 namespace rovk::unit {
@@ -13,6 +14,60 @@ constexpr double day_ms = 86'400'000;
 constexpr double coldest = -273.15;
 
 }  // namespace
+
+namespace reading {
+
+std::string Table::keys() const {
+  std::string all;
+  for (const Row& row : rows_) all += (all.empty() ? "" : ", ") + std::string(row.key);
+  return all;
+}
+
+void Table::read(const Node& node, void* build) const {
+  for (const auto& [key, value] : node.table().entries) {
+    const Row* found = nullptr;
+    for (const Row& row : rows_) {
+      if (key == row.key) found = &row;
+    }
+    if (!found) value.fail("no key '" + key + "' belongs here; there are " + keys());
+    found->read(value, static_cast<char*>(build) + found->offset, found->low, found->high, found->more);
+  }
+  if (check_) check_(node, build, 0, 0, check_more_);
+}
+
+void assign_all(const Node& node, void* list, const List& type) {
+  constexpr std::size_t longest = 255;  // an index is a byte
+  const auto read = [&](const Node& item, std::size_t place) {
+    type.read(item, type.data(list) + place * type.step, 0, 0, nullptr);
+  };
+  if (node.kind == Node::Kind::integer) {
+    const auto count = static_cast<std::size_t>(node.whole(0, longest));
+    type.resize(list, 0);
+    type.resize(list, count);
+  } else if (node.kind == Node::Kind::list) {
+    if (node.entries.size() > longest) node.fail("at most 255 can stand here");
+    type.resize(list, 0);
+    type.resize(list, node.entries.size());
+    for (std::size_t place = 0; place < node.entries.size(); ++place) read(node.entries[place].second, place);
+  } else {
+    if (node.kind != Node::Kind::table) node.fail("a number of them, a list or a table by places is wanted");
+    for (const auto& [key, item] : node.entries) {
+      std::size_t place = key.empty() ? longest + 1 : 0;
+      for (const char digit : key) {
+        const bool goes_on = digit >= '0' && digit <= '9' && place <= longest;
+        place = goes_on ? place * 10 + static_cast<std::size_t>(digit - '0') : longest + 1;
+      }
+      const std::size_t size = type.size(list);
+      if (place > size || place >= longest) {
+        item.fail("'" + key + "' is no place; there are 0 to " + std::to_string(size) + ", the last to add one");
+      }
+      if (place == size) type.resize(list, size + 1);
+      read(item, place);
+    }
+  }
+}
+
+}  // namespace reading
 
 using namespace things;
 
@@ -103,18 +158,18 @@ const Members<Relay::Build>& members() {
   return rows;
 }
 
+template <ConverterDescription::Source source>
+static void wire(const Node& node, ConverterDescription::Channel& channel) {
+  channel.source = source;
+  channel.thing = static_cast<unsigned>(node.whole(0, 255));
+}
+
 template <>
 const Members<ConverterDescription::Channel>& members() {
   using B = ConverterDescription::Channel;
-  static const auto wire = [](ConverterDescription::Source source) {
-    return [source](const Node& node, B& channel) {
-      channel.source = source;
-      channel.thing = static_cast<unsigned>(node.whole(0, 255));
-    };
-  };
   static const auto rows = Members<B>()
-                               .add("alarm_line", wire(ConverterDescription::Source::alarm_line))
-                               .add("temperature_sensor", wire(ConverterDescription::Source::temperature))
+                               .add("alarm_line", wire<ConverterDescription::Source::alarm_line>)
+                               .add("temperature_sensor", wire<ConverterDescription::Source::temperature>)
                                .add("millivolts", [](const Node& node, B& channel) {
                                  channel.source = ConverterDescription::Source::free;
                                  channel.millivolts = node.whole(0, std::numeric_limits<int16_t>::max());
@@ -303,16 +358,18 @@ const Members<Head::Limits>& members() {
   return rows;
 }
 
+template <Head::Axis which>
+static void read_axis(const Node& node, Head::Build& build) {
+  reading::assign(node, build.limits[which], 0, 0);
+}
+
 template <>
 const Members<Head::Build>& members() {
   using B = Head::Build;
-  static const auto axis = [](Head::Axis which) {
-    return [which](const Node& node, B& build) { reading::assign(node, build.limits[which], 0, 0); };
-  };
   static const auto rows = Members<B>()
-                               .add("pan", axis(Head::pan))
-                               .add("tilt", axis(Head::tilt))
-                               .add("zoom", axis(Head::zoom))
+                               .add("pan", read_axis<Head::pan>)
+                               .add("tilt", read_axis<Head::tilt>)
+                               .add("zoom", read_axis<Head::zoom>)
                                .add("load_milliwatts", &B::load_milliwatts, 0, most)
                                .add("lens", &B::lens, 0, 255);
   return rows;
@@ -349,7 +406,7 @@ const Members<EepromBuild::Tag>& members() {
 template <>
 const Members<EepromBuild>& members() {
   using B = EepromBuild;
-  static const auto check_image = [](const Node& node, const B& build) {
+  static const auto check_image = [](const Node& node, B& build) {
     const Node* const named = node.find("image");
     if (!named) return;
     std::error_code error;

@@ -1,11 +1,11 @@
 // How the keys of a unit file become the members of the things' Build structs. Each struct has its table
 // of rows in members.cpp: key, member, and for a number the lowest and the highest value. A new member is
-// one more row.
+// one more row. What reads a table knows no types; the templates here only say where a member lies and which
+// function reads it, since there are too many structs for code of their own.
 #pragma once
 
-#include <algorithm>
-#include <functional>
-#include <limits>
+#include <bit>
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <type_traits>
@@ -27,6 +27,50 @@ const Members<Build>& members();
 
 namespace reading {
 
+using Plain = void (*)();
+// Reads into a value of a type that it knows. `more` is what add() was given with it.
+using Read = void (*)(const Node& node, void* value, double low, double high, Plain more);
+
+// A vector, seen without its type. resize() makes values without anything of their own.
+struct List {
+  void (*resize)(void* list, std::size_t size);
+  std::size_t (*size)(const void* list);
+  char* (*data)(void* list);
+  std::size_t step;
+  Read read;  // one value
+};
+// A list takes the place of what was there; a table changes entries by their place, or adds the next one;
+// a number makes so many without anything of their own.
+void assign_all(const Node& node, void* list, const List& type);
+
+class Table {
+ public:
+  void add(const char* key, std::ptrdiff_t offset, Read reader, double low, double high, Plain more) {
+    rows_.push_back({key, offset, reader, low, high, more});
+  }
+  void then(Read check, Plain more) {
+    check_ = check;
+    check_more_ = more;
+  }
+  // Changes what the node's table names. Throws DescriptionError.
+  void read(const Node& node, void* build) const;
+
+ private:
+  struct Row {
+    const char* key;
+    std::ptrdiff_t offset;
+    Read read;
+    double low;
+    double high;
+    Plain more;
+  };
+  std::string keys() const;
+
+  std::vector<Row> rows_;
+  Read check_ = nullptr;
+  Plain check_more_ = nullptr;
+};
+
 template <typename Value>
 struct IsOptional : std::false_type {};
 template <typename Value>
@@ -36,10 +80,22 @@ struct IsVector : std::false_type {};
 template <typename Value>
 struct IsVector<std::vector<Value>> : std::true_type {};
 
-// A list takes the place of what was there; a table changes entries by their place, or adds the next one;
-// a number makes so many without anything of their own.
 template <typename Value>
-void assign_all(const Node& node, std::vector<Value>& values);
+void assign(const Node& node, Value& value, double low, double high);
+
+template <typename Value>
+void assign_any(const Node& node, void* value, double low, double high, Plain) {
+  assign(node, *static_cast<Value*>(value), low, high);
+}
+
+template <typename Value>
+constexpr List list_of = {
+    [](void* list, std::size_t size) { static_cast<std::vector<Value>*>(list)->resize(size); },
+    [](const void* list) { return static_cast<const std::vector<Value>*>(list)->size(); },
+    [](void* list) { return reinterpret_cast<char*>(static_cast<std::vector<Value>*>(list)->data()); },
+    sizeof(Value),
+    assign_any<Value>,
+};
 
 template <typename Value>
 void assign(const Node& node, Value& value, double low, double high) {
@@ -56,7 +112,7 @@ void assign(const Node& node, Value& value, double low, double high) {
     assign(node, given, low, high);
     value = given;
   } else if constexpr (IsVector<Value>::value) {
-    assign_all(node, value);
+    assign_all(node, &value, list_of<typename Value::value_type>);
   } else {
     members<Value>().read(node, value);
   }
@@ -67,72 +123,35 @@ void assign(const Node& node, Value& value, double low, double high) {
 template <typename Build>
 class Members {
  public:
+  // Reads what a single member cannot hold, or looks at the whole.
+  using Own = void (*)(const Node& node, Build& build);
+
   // Of a struct that Build is or has as a base.
   template <typename Owner, typename Value>
   Members& add(const char* key, Value Owner::*member, double low = 0, double high = 0) {
-    return add(
-        key, [member, low, high](const Node& node, Build& build) { reading::assign(node, build.*member, low, high); });
+    Value Build::*const own = member;
+    table_.add(key, std::bit_cast<std::ptrdiff_t>(own), reading::assign_any<Value>, low, high, nullptr);
+    return *this;
   }
-  Members& add(const char* key, std::function<void(const Node&, Build&)> read) {
-    rows_.push_back({key, std::move(read)});
+  Members& add(const char* key, Own own) {
+    table_.add(key, 0, call, 0, 0, reinterpret_cast<reading::Plain>(own));
     return *this;
   }
 
   // Looks at the whole when all keys have been read.
-  Members& then(std::function<void(const Node&, Build&)> check) {
-    check_ = std::move(check);
+  Members& then(Own check) {
+    table_.then(call, reinterpret_cast<reading::Plain>(check));
     return *this;
   }
 
-  // Changes what the table names. Throws DescriptionError.
-  void read(const Node& node, Build& build) const {
-    for (const auto& [key, value] : node.table().entries) {
-      const auto found =
-          std::find_if(rows_.begin(), rows_.end(), [&key = key](const Row& row) { return row.key == key; });
-      if (found == rows_.end()) value.fail("no key '" + key + "' belongs here; there are " + keys());
-      found->read(value, build);
-    }
-    if (check_) check_(node, build);
-  }
+  void read(const Node& node, Build& build) const { table_.read(node, &build); }
 
  private:
-  struct Row {
-    const char* key;
-    std::function<void(const Node&, Build&)> read;
-  };
-  std::string keys() const {
-    std::string all;
-    for (const Row& row : rows_) all += (all.empty() ? "" : ", ") + std::string(row.key);
-    return all;
+  static void call(const Node& node, void* build, double, double, reading::Plain own) {
+    reinterpret_cast<Own>(own)(node, *static_cast<Build*>(build));
   }
-  std::vector<Row> rows_;
-  std::function<void(const Node&, Build&)> check_;
-};
 
-template <typename Value>
-void reading::assign_all(const Node& node, std::vector<Value>& values) {
-  constexpr int64_t most = 255;  // an index is a byte
-  if (node.kind == Node::Kind::integer) {
-    values.assign(static_cast<std::size_t>(node.whole(0, most)), Value{});
-  } else if (node.kind == Node::Kind::list) {
-    if (node.entries.size() > most) node.fail("at most 255 can stand here");
-    values.clear();
-    for (const auto& [key, item] : node.entries) assign(item, values.emplace_back(), 0, 0);
-  } else {
-    if (node.kind != Node::Kind::table) node.fail("a number of them, a list or a table by places is wanted");
-    for (const auto& [key, item] : node.entries) {
-      std::size_t place = 0;
-      for (const char digit : key)
-        place = digit >= '0' && digit <= '9' && place <= most ? place * 10 + static_cast<std::size_t>(digit - '0')
-                                                              : most + 1;
-      if (place > values.size() || place >= most) {
-        item.fail("'" + key + "' is no place; there are 0 to " + std::to_string(values.size()) +
-                  ", the last to add one");
-      }
-      if (place == values.size()) values.emplace_back();
-      assign(item, values[place], 0, 0);
-    }
-  }
-}
+  reading::Table table_;
+};
 
 }  // namespace rovk::unit
