@@ -6,7 +6,10 @@ extern "C" {
 #include <lua.h>
 }
 
-// barrier(thread): "other" when the caller does not run in that coroutine; else the innermost function of C under which
-// it runs in it, such as pcall; nothing when there is none. Asked with each command of a task, so it makes no tables,
-// as debug.getinfo would.
+// Puts on the stack the innermost function of C, such as pcall, between the function that called this one and the
+// beginning of its coroutine. False, and nothing on the stack: there is none. Asked with each command of a task, so it
+// makes no tables, as debug.getinfo would.
+bool rovk_find_barrier(lua_State* L);
+
+// barrier(thread): "other" when the caller does not run in that coroutine; else what rovk_find_barrier finds.
 int rovk_barrier(lua_State* L);

@@ -16,6 +16,7 @@
 #include "barrier.h"
 #include "context.h"
 #include "elements.h"
+#include "look.h"
 #include "results.h"
 #include "runtime/numbers.h"
 
@@ -252,6 +253,7 @@ const luaL_Reg functions[] = {
     {"close", close},
     {"sabotage", sabotage},
     {"barrier", rovk_barrier},
+    {"look_for", rovk_look_for},
     {nullptr, nullptr},
 };
 

@@ -10,8 +10,7 @@ local any_way = rawget(_G, "jit") ~= nil
 barriers.any_way = any_way
 
 --- Why the coroutine cannot yield here, find(thread): "other" when it is not the one that runs, or the function of C
--- that stands
--- between here and its beginning; nil when it can.
+-- that stands between here and its beginning; nil when it can.
 local function search(thread)
   if running() ~= thread then
     return "other"
@@ -28,7 +27,11 @@ local function search(thread)
 end
 
 local has_companion, companion = pcall(require, "rovk_companion")
-barriers.find = not any_way and has_companion and companion.barrier or search
+local native = not any_way and has_companion and companion or {}
+barriers.find = native.barrier or search
+
+--- The native half's look at a whole call, of which this is a part; nil where there is none.
+barriers.look_for = native.look_for
 
 --- What stands in the way, for a message: "cannot wait " .. it.
 function barriers.describe(action)

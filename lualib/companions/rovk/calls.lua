@@ -4,26 +4,27 @@ local compile = require("rovk.compile")
 local errors = require("rovk.errors")
 local schedulers = require("rovk.scheduler")
 local timers = require("rovk.timers")
+local turns = require("rovk.turns")
 local waiting = require("rovk.waiting")
 
 local calls = {}
 errors.room()
 
-local ask = schedulers.ask
+local ask = turns.ask
 
 local function give_up(task)
-  if schedulers.forget_answer(task) then
+  if turns.forget_answer(task) then
     task.came, task.refused = nil, errors.ETIMEDOUT
-    schedulers.ready(task)
+    turns.ready(task)
   end
 end
 
--- A command in a task that did not just succeed: refused, late, or its task cancelled.
-local function failure_in_task(form, target, limit_ms)
-  local task = schedulers.current()
+--- A command in a task that did not just succeed: refused, late, or its task cancelled.
+function calls.failure_in_task(form, target, limit_ms)
+  local task = turns.current()
   local told, status = task.told, task.refused
   task.told, task.refused = nil, nil
-  schedulers.check_cancelled(task)
+  turns.check_cancelled(task)
   return nil, errors.of_command(form.command, target, status, told, status == errors.ETIMEDOUT and limit_ms or nil)
 end
 
@@ -68,7 +69,7 @@ end
 
 -- In a task, with a time limit.
 local function ask_in_time(scheduler, form, limit_ms, answer_for, ...)
-  local task = schedulers.current()
+  local task = turns.current()
   local entry = limit_ms and task
     and timers.add(scheduler.timers, scheduler.platform.now() + limit_ms, give_up, task)
   local asked, values = ask(scheduler, answer_for, form.async, ...)
@@ -78,7 +79,7 @@ local function ask_in_time(scheduler, form, limit_ms, answer_for, ...)
   return asked, values
 end
 
---- Sends a command and waits for its answer, where `schedulers.ask` had no task to ask for: in a task with options,
+--- Sends a command and waits for its answer, where `turns.ask` had no task to ask for: in a task with options,
 -- or in the main program, which blocks.
 -- @param options of the target
 -- @param ... what `commands.arguments` gave
@@ -97,9 +98,9 @@ function calls.command(scheduler, form, target, options, ...)
   if values then
     return values
   elseif asked then
-    return failure_in_task(form, target, limit_ms)
+    return calls.failure_in_task(form, target, limit_ms)
   end
-  local _, why = schedulers.enter(scheduler)
+  local _, why = turns.enter(scheduler)
   if limit_ms then
     return ask_with_limit(scheduler, form, target, options, why, ...)
   end

@@ -172,6 +172,7 @@ local function build(command, own_index)
   form.bytes_first = form.input_count > 0 and form.inputs[1].bytes
   form.inputs_text = #texts > 0 and table.concat(texts, ", ") or "no inputs"
   form.named, form.listed = compile.inputs(form, form.inputs, form.own_index, check, unknown_input)
+  form.look = compile.look(form, commands.arguments)
   commands.add_values(form, command.values, form.title)
   return form
 end

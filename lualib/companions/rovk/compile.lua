@@ -2,6 +2,8 @@
 -- knowledge with each call would cost more than the command itself. The texts are made of names and limits of the
 -- catalogue alone.
 
+local barriers = require("rovk.barrier")
+
 local compile = {}
 
 local function numbered(prefix, count)
@@ -57,12 +59,11 @@ function compile.answer(names, printed)
     "  local answer, queue",
     "  queue = task.queue",
     ("  function answer(%stold)"):format(leading(values)),
-    "    if task.answer ~= answer then return end",
-    "    task.answer = nil",
+    "    if task.waits ~= answer then return end",
     "    if told.error_id == 0 then task.came = " .. result,
     "    else task.came, task.told = nil, told end",
-    -- The scheduler's `ready`: a task with an answer under way is not queued.
-    "    task.queued = true",
+    -- What `ready` does.
+    "    task.waits = false",
     "    local last = queue.last + 1",
     "    queue.last = last",
     "    queue[last] = task",
@@ -120,6 +121,63 @@ function compile.inputs(form, inputs, own_index, check, unknown)
     lines[#lines + 1] = "end"
   end
   return make(named, form, inputs, check, unknown, type, next), make(listed, form, inputs, check, unknown, type, next)
+end
+
+-- Looks at a call without the native half; what is wrong is raised.
+local function look_in_lua(form, arguments)
+  local find_barrier = barriers.find
+  return function(thread, class, self, ...)
+    if getmetatable(self) == class and not find_barrier(thread) then
+      return true, arguments(form, self.index, ...)
+    end
+  end
+end
+
+--- Makes look(thread, class, self, ...): true and the inputs of the native function where the call is right, `self`
+-- of that class and the coroutine one that can yield here; nothing, or an error, anywhere else.
+-- @param form with its inputs
+-- @param arguments arguments(form, index, ...) gives the inputs or raises
+function compile.look(form, arguments)
+  local names, lows, highs = {}, {}, {}
+  local native = barriers.look_for
+  for place, input in ipairs(form.inputs) do
+    names[place], lows[place], highs[place] = input.name, input.low, input.high
+    native = not input.bytes and native
+  end
+  return native and native(names, lows, highs, form.own_index or 0) or look_in_lua(form, arguments)
+end
+
+--- Makes method(self, ...): sends a command in the task that may ask and waits, where all is as it should be.
+-- @param count the native function's inputs
+-- @param given what it needs, by name: `look`, `class`, `asking`, `options` that are no others, `answer_for`,
+--   `native`, `yield`, `WAITS`, failed(self) where the answer was no good, slow(self, ...) for any other call
+function compile.method(count, given)
+  local values = table.concat(numbered("v", count), ", ")
+  local more = count > 0 and ", " .. values or ""
+  return make({
+    "local given = ...",
+    "local look, class, asking, options, answer_for = given.look, given.class, given.asking, given.options, "
+      .. "given.answer_for",
+    "local native, yield, WAITS, failed, slow = given.native, given.yield, given.WAITS, given.failed, given.slow",
+    "return function(self, ...)",
+    "  local task = asking.task",
+    "  if task then",
+    -- In rovk.pcall the root is not the coroutine that runs, and any call is one for `slow`.
+    ("    local right%s = look(task.root, class, self, ...)"):format(more),
+    "    if right and asking.scheduler == self.scheduler and self.options == options then",
+    "      local answer = task[answer_for]",
+    "      if not answer then",
+    "        answer = answer_for(task)",
+    "        task[answer_for] = answer",
+    "      end",
+    ("      local came = yield(WAITS, native, self.address, answer%s)"):format(more),
+    "      if came then return came end",
+    "      return failed(self)",
+    "    end",
+    "  end",
+    "  return slow(self, ...)",
+    "end",
+  }, given)
 end
 
 return compile

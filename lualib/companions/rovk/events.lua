@@ -4,7 +4,7 @@ local catalogue = require("rovk_catalogue")
 local commands = require("rovk.commands")
 local errors = require("rovk.errors")
 local rovk = require("rovk_message")
-local schedulers = require("rovk.scheduler")
+local turns = require("rovk.turns")
 local waiting = require("rovk.waiting")
 local tasks = require("rovk.tasks")
 
@@ -73,7 +73,7 @@ end
 --- Subscribes to an event of a device, which hears its own alone, or of a peripheral.
 -- @param action started as a task with the event's values by name and the target; nil: events are kept for `wait`
 function events.subscribe(scheduler, subscriptions, target, event, action)
-  schedulers.check_open(scheduler, schedulers.current())
+  turns.check_open(scheduler, turns.current())
   local self = setmetatable({ scheduler = scheduler, all = subscriptions, target = target, event = event,
     form = form_of(event), action = action, queue = {}, first = 1, last = 0, dropped = 0 }, subscription)
   self.handle = self.form.register(scheduler.context, target.address, function(...)

@@ -1,218 +1,13 @@
--- The scheduler of a unit: which task runs next, and what is waited for when none can.
---
--- The libraries' callbacks never run a script's code: they leave what came with the task that waits for it and put
--- the task in the queue of those that are ready. The scheduler resumes tasks from its own loop, between deliveries.
--- So a task, and the function of an event or a timer, which is started as a task, may do anything: block, wait, fail,
--- close the unit.
---
--- A task asks for a command by yielding its native function and the inputs, and the scheduler calls it: where a
--- coroutine cannot yield, nothing was sent yet.
+-- The scheduler of a unit: rounds of turns, and what is waited for when no task is ready.
 
-local barriers = require("rovk.barrier")
 local errors = require("rovk.errors")
 local timers = require("rovk.timers")
+local turns = require("rovk.turns")
 
 local schedulers = {}
 errors.room()
 
-local create, resume, yield = coroutine.create, coroutine.resume, coroutine.yield
-local find_barrier = barriers.find
-
--- The task that runs now, whatever its unit.
-local current
-
--- What a task yields first: nobody else has it, so a function that returns is told from one that waits.
-local WAITS = {}
-schedulers.WAITS = WAITS
-
---- The task that runs now, of any unit; nil in the main program.
-function schedulers.current()
-  return current
-end
-
---- Begins something that waits: gives the task of this scheduler that can wait here; nil, and the reason where there
--- is one. Raises where the unit is closed, and, once, what the task was cancelled with.
-function schedulers.enter(scheduler)
-  local task, why = current, nil
-  if task then
-    local found = task.scheduler ~= scheduler and "unit" or find_barrier(task.thread)
-    if found then
-      task, why = nil, barriers.describe(found)
-    end
-  end
-  if scheduler.closed or task and task.cancelled then
-    schedulers.check_open(scheduler, task)
-  end
-  return task, why
-end
-
---- Has a command sent for the task that runs now, if it is one of this scheduler that can wait here, and waits.
--- @param answer answer_for(task) makes the callback, kept for the task under this key
--- @return true, and what came, or nothing where the answer was no good; false: there is no such task here
-function schedulers.ask(scheduler, answer_for, native, address, ...)
-  local task = current
-  if not task or task.scheduler ~= scheduler or scheduler.closed or task.cancelled or find_barrier(task.thread) then
-    return false
-  end
-  local answer = task.answers[answer_for]
-  if not answer then
-    answer = answer_for(task)
-    task.answers[answer_for] = answer
-  end
-  return true, yield(WAITS, native, address, answer, ...)
-end
-
---- True where a wait is possible: in a task of the scheduler, or in the main program outside of any callback.
-function schedulers.can_wait(scheduler)
-  if current then
-    return current.scheduler == scheduler and not find_barrier(current.thread)
-  end
-  return not scheduler.pumping
-end
-
--- Tasks, ready and ended ----------------------------------------------------------------------------
-
--- A task that has ended counts as queued, so that nothing makes it ready any more.
-local function ready(task)
-  if not task.queued then
-    task.queued = true
-    local queue = task.queue
-    local last = queue.last + 1
-    queue.last = last
-    queue[last] = task
-  end
-end
-schedulers.ready = ready
-
-local function keep_results(task, ...)
-  task.results = { n = select("#", ...), ... }
-end
-
---- Makes a task of a function; it begins at the next turn.
--- @param class metatable of the task
-function schedulers.spawn(scheduler, class, action, ...)
-  scheduler.number = scheduler.number + 1
-  local task = setmetatable({ scheduler = scheduler, queue = scheduler.queue, number = scheduler.number,
-    state = "alive", answers = {} }, class)
-  local arguments, count = { ... }, select("#", ...)
-  task.root = create(function()
-    schedulers.check_cancelled(task)
-    local given = arguments
-    arguments = nil
-    keep_results(task, action(unpack(given, 1, count)))
-  end)
-  task.thread = task.root
-  scheduler.tasks[task] = true
-  scheduler.alive = scheduler.alive + 1
-  ready(task)
-  return task
-end
-
-local function end_task(task, state)
-  local scheduler = task.scheduler
-  task.state, task.queued = state, true
-  task.root, task.thread, task.answer, task.answers, task.came = nil, nil, nil, nil, nil
-  if scheduler.tasks[task] then
-    scheduler.tasks[task] = nil
-    scheduler.alive = scheduler.alive - 1
-  end
-  local watchers = task.watchers
-  task.watchers = nil
-  for _, watcher in ipairs(watchers or {}) do
-    watcher(task)
-  end
-end
-
---- Has the task wait for its answer no longer; a late one finds that it is not wanted. False: there was none to come.
-function schedulers.forget_answer(task)
-  if not task.answer then
-    return false
-  end
-  task.answers, task.answer = {}, nil
-  return true
-end
-
---- Has what a task waits for raise `err` in it. False: the task had ended.
-function schedulers.cancel(task, err)
-  if task.state ~= "alive" then
-    return false
-  end
-  task.cancelled, task.came = err, nil
-  -- An answer that is under way is not wanted any more.
-  schedulers.forget_answer(task)
-  if current ~= task then
-    ready(task)
-  end
-  return true
-end
-
-local function report(scheduler, err, traceback)
-  if scheduler.on_error then
-    local ok, message = pcall(scheduler.on_error, err, traceback)
-    if ok then
-      return
-    end
-    err, traceback = message, ""
-  end
-  table.insert(scheduler.failures, { err, traceback })
-end
-
--- A failure belongs to who waits for the task; where nobody does, to on_error or to `run`.
-local function failed(task, err)
-  if type(err) == "string" and err:find("attempt to yield across", 1, true) then
-    err = err .. "; a task cannot wait in a metamethod or in the function of a for loop under plain Lua 5.1"
-  end
-  local traceback = debug and debug.traceback(task.root) or ""
-  local watched = task.watchers and #task.watchers > 0
-  local given_up = errors.is(err, "cancelled") or errors.is(err, "closed")
-  task.failure = err
-  end_task(task, given_up and "cancelled" or "failed")
-  if not watched and not given_up then
-    report(task.scheduler, err, traceback)
-  end
-end
-
--- What became of a task that was resumed: it asks for a command, waits for something that will make it ready (native
--- is nil), failed or ended.
-local function settle(task, context, ok, first, native, address, answer, ...)
-  if first ~= WAITS then
-    if ok then
-      end_task(task, "done")
-    else
-      failed(task, first)
-    end
-  elseif native then
-    task.answer = answer
-    local status = native(context, address, answer, ...)
-    if status ~= 0 then
-      task.answer, task.came, task.refused = nil, nil, status
-      ready(task)
-    end
-  end
-end
-
--- Runs those that are ready now; what they make ready is left for the next round.
-local function run_ready(scheduler)
-  local queue, context = scheduler.queue, scheduler.context
-  local first, last = queue.first, queue.last
-  local before = current
-  for place = first, last do
-    local task = queue[place]
-    queue[place] = nil
-    local root = task.root
-    if root then
-      task.queued = false
-      current = task
-      settle(task, context, resume(root, task.came))
-    end
-  end
-  current = before
-  if queue.last > last then
-    queue.first = last + 1
-  else
-    queue.first, queue.last = 1, 0
-  end
-end
+local run_ready = turns.run_ready
 
 local function has_ready(scheduler)
   return scheduler.queue.last >= scheduler.queue.first
@@ -314,30 +109,6 @@ function schedulers.check_free(scheduler)
   end
 end
 
--- Closed and cancelled --------------------------------------------------------------------------------
-
---- Raises where the unit is closed, and, once, what the task was cancelled with.
-function schedulers.check_open(scheduler, task)
-  if scheduler.closed then
-    -- A task that goes on regardless is left where it is.
-    if task and task.told_closed then
-      yield(WAITS)
-    elseif task then
-      task.told_closed = true
-    end
-    error(errors.plain("closed", "the unit is closed"), 0)
-  end
-  schedulers.check_cancelled(task)
-end
-
-function schedulers.check_cancelled(task)
-  local cancelled = task and task.cancelled
-  if cancelled then
-    task.cancelled = nil
-    error(cancelled, 0)
-  end
-end
-
 -- Running -------------------------------------------------------------------------------------------
 
 function schedulers.new(context, platform)
@@ -354,10 +125,10 @@ end
 --- Runs until nothing is left, `stopped` is set or the unit is closed.
 -- @return "done", "stopped", "closed", or "stalled": tasks are left that wait for what cannot come
 function schedulers.run(scheduler)
-  if current then
+  if turns.current() then
     errors.mistake("unit:run inside a task; it belongs to the main program")
   end
-  schedulers.check_open(scheduler)
+  turns.check_open(scheduler)
   scheduler.stopped = false
   return alone(scheduler, rounds)
 end
@@ -379,7 +150,7 @@ end
 --- One turn without waiting, for a loop of one's own.
 -- @return milliseconds after which it wants to be called even if the descriptor stays silent; nil: not before
 function schedulers.step(scheduler)
-  if current then
+  if turns.current() then
     errors.mistake("unit:step inside a task; it belongs to the main program")
   end
   return alone(scheduler, one_step)
@@ -401,7 +172,7 @@ end
 --- Runs several schedulers in turn until none has anything left. They have no common wait: where no unit has
 -- anything to do, each is waited for a little.
 function schedulers.run_all(list)
-  if current then
+  if turns.current() then
     errors.mistake("rovk.run inside a task; it belongs to the main program")
   end
   for _, scheduler in ipairs(list) do
@@ -429,9 +200,12 @@ end
 function schedulers.close(scheduler)
   scheduler.closed = true
   scheduler.timers, scheduler.beats = timers.new(), 0
+  turns.asking.task = nil
+  local running = turns.current()
   for task in pairs(scheduler.tasks) do
-    if task ~= current then
-      task.answer, task.told_closed = nil, true
+    if task ~= running then
+      turns.forget_answer(task)
+      task.told_closed = true
     end
   end
 end
@@ -445,9 +219,10 @@ local function unwind(scheduler)
   table.sort(list, function(one, other)
     return one.number < other.number
   end)
+  local running = turns.current()
   for _, task in ipairs(list) do
-    if task ~= current then
-      schedulers.cancel(task, errors.plain("closed", "the unit was closed"))
+    if task ~= running then
+      turns.cancel(task, errors.plain("closed", "the unit was closed"))
     end
   end
 end
@@ -455,7 +230,8 @@ end
 --- The last part of closing, when the context is gone.
 function schedulers.sweep(scheduler)
   unwind(scheduler)
-  if scheduler.pumping or current and current.scheduler == scheduler then
+  local running = turns.current()
+  if scheduler.pumping or running and running.scheduler == scheduler then
     return
   end
   alone(scheduler, run_ready)

@@ -4,8 +4,10 @@
 local commands = require("rovk.commands")
 local calls = require("rovk.calls")
 local catalogue = require("rovk_catalogue")
+local compile = require("rovk.compile")
 local errors = require("rovk.errors")
 local events = require("rovk.events")
+local turns = require("rovk.turns")
 
 local targets = {}
 errors.room()
@@ -105,25 +107,17 @@ local function method_of(class, service, key)
       errors.mistake("%s is called with a colon: device:%s(...)", form.title, form.command.name)
     end
   end
-  if form.input_count == 0 and form.own_index then
-    return function(self, given, ...)
-      if getmetatable(self) ~= class then
-        check_self(self)
-      elseif given ~= nil then
-        arguments(form, self.index, given, ...)
-      end
-      local options = self.options
-      local values, err = command_of(self.scheduler, form, self, options, self.index)
-      if values and not options.positional then
-        return values
-      end
-      return end_call(self, values, err)
-    end
-  end
-  return function(self, ...)
-    check_self(self)
-    return end_call(self, command_of(self.scheduler, form, self, self.options, arguments(form, self.index, ...)))
-  end
+  return compile.method(#command.inputs, {
+    look = form.look, class = class, asking = turns.asking, options = DEFAULTS, answer_for = form.record_for,
+    native = form.async, yield = coroutine.yield, WAITS = turns.WAITS,
+    failed = function(self)
+      return end_call(self, calls.failure_in_task(form, self))
+    end,
+    slow = function(self, ...)
+      check_self(self)
+      return end_call(self, command_of(self.scheduler, form, self, self.options, arguments(form, self.index, ...)))
+    end,
+  })
 end
 
 local function make_class(service, of_device)

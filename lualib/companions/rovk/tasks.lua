@@ -1,8 +1,8 @@
 -- Tasks and timers as a script holds them: what can be done with one, and with many.
 
 local errors = require("rovk.errors")
-local schedulers = require("rovk.scheduler")
 local timers = require("rovk.timers")
+local turns = require("rovk.turns")
 local waiting = require("rovk.waiting")
 
 local tasks = {}
@@ -17,7 +17,7 @@ end
 
 --- Starts a function as a task, at the next turn of the scheduler.
 function tasks.spawn(scheduler, action, ...)
-  return schedulers.spawn(scheduler, task_class, action, ...)
+  return turns.spawn(scheduler, task_class, action, ...)
 end
 
 local function is_task(value)
@@ -29,13 +29,13 @@ function task_class:status()
   if self.state ~= "alive" then
     return self.state
   end
-  return schedulers.current() == self and "running" or "waiting"
+  return turns.current() == self and "running" or "waiting"
 end
 
 --- Ends a task: what it waits for, or waits for next, raises an error of kind "cancelled" in it.
 -- @return false: it had ended
 function task_class:cancel()
-  return schedulers.cancel(self, errors.plain("cancelled", "task %d was cancelled", self.number))
+  return turns.cancel(self, errors.plain("cancelled", "task %d was cancelled", self.number))
 end
 
 -- Calls `watcher(task)` when the task has ended, at once if it has.
@@ -53,7 +53,7 @@ end
 -- @return what its function returned; nil and an error object when the time has passed. Raises what it failed with.
 function task_class:wait(limit_ms)
   errors.check_ms("task:wait", "limit_ms", limit_ms, true)
-  if schedulers.current() == self then
+  if turns.current() == self then
     errors.mistake("task:wait: a task cannot wait for itself")
   end
   local waiter = {}
@@ -167,7 +167,7 @@ end
 
 --- Starts `action` as a task after so many milliseconds, and, with a period, again and again.
 function tasks.timer(scheduler, ms, action, period)
-  schedulers.check_open(scheduler)
+  turns.check_open(scheduler)
   local due = scheduler.platform.now() + ms
   local timer = setmetatable({ scheduler = scheduler, action = action, period = period, due = due }, timer_class)
   timer.entry = timers.add(scheduler.timers, due, strike, timer)

@@ -8,6 +8,7 @@ local rovk = require("rovk_message")
 local schedulers = require("rovk.scheduler")
 local targets = require("rovk.targets")
 local tasks = require("rovk.tasks")
+local turns = require("rovk.turns")
 local waiting = require("rovk.waiting")
 
 local units = {}
@@ -61,7 +62,7 @@ local function service_of(given)
 end
 
 local function check_open(self)
-  schedulers.check_open(self.scheduler, schedulers.current())
+  turns.check_open(self.scheduler, turns.current())
 end
 
 -- What the unit is made of ---------------------------------------------------------------------------
@@ -74,7 +75,7 @@ local function gather(self, count, action)
       results[place] = action(place) or false
     end
   end
-  if self.scheduler.platform.loop and schedulers.can_wait(self.scheduler) then
+  if self.scheduler.platform.loop and turns.can_wait(self.scheduler) then
     tasks.all(self.scheduler, list)
   else
     for place = 1, count do

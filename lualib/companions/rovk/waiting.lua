@@ -4,6 +4,7 @@ local barriers = require("rovk.barrier")
 local errors = require("rovk.errors")
 local schedulers = require("rovk.scheduler")
 local timers = require("rovk.timers")
+local turns = require("rovk.turns")
 
 local waiting = {}
 errors.room()
@@ -17,7 +18,7 @@ function waiting.finish(waiter, result)
   end
   waiter.done, waiter.result = true, result
   if waiter.task then
-    schedulers.ready(waiter.task)
+    turns.ready(waiter.task)
   end
 end
 
@@ -34,7 +35,7 @@ end
 -- @param limit_ms nil: no limit
 -- @return true; false: the time has passed, or nothing can come any more
 function waiting.await(scheduler, waiter, what, limit_ms)
-  local task, why = schedulers.enter(scheduler)
+  local task, why = turns.enter(scheduler)
   if why then
     errors.mistake("%s cannot wait %s", what, why)
   elseif not task then
@@ -47,7 +48,7 @@ function waiting.await(scheduler, waiter, what, limit_ms)
   waiter.task = task
   local ok, failure = true, nil
   if task then
-    yield(schedulers.WAITS)
+    yield(turns.WAITS)
   else
     ok, failure = pcall(schedulers.pump, scheduler, waiter)
   end
@@ -59,9 +60,9 @@ function waiting.await(scheduler, waiter, what, limit_ms)
   if not ok then
     error(failure, 0)
   end
-  schedulers.check_cancelled(task)
+  turns.check_cancelled(task)
   if not answered then
-    schedulers.check_open(scheduler, task)
+    turns.check_open(scheduler, task)
   end
   return answered
 end
@@ -70,7 +71,7 @@ end
 
 --- pcall that a task can wait in. Plain Lua 5.1 cannot leave its own and come back.
 function waiting.pcall(action, ...)
-  local task = schedulers.current()
+  local task = turns.current()
   if barriers.any_way or not task or running() ~= task.thread then
     return pcall(action, ...)
   end
