@@ -200,6 +200,7 @@ void count_all(const char* folder) {
     for (const Operation& operation : operations()) {
       if (operation.counted) count_operation(ours, operation, "");
     }
+    for (const Operation& operation : task_operations()) count_operation(ours, operation, "");
   }
   State bare(folder, Side::bare);
   for (const Operation& operation : operations()) {

@@ -1,4 +1,5 @@
--- Prints what was counted beside the numbers to hold, and fails when one is exceeded.
+-- Prints what was counted beside the numbers to hold, and fails when one is exceeded, or when something takes more
+-- than so many times what its plain form does.
 --   count.lua FOLDER [NAME=BYTES...]   the folder has callgrind's files, one an operation; sizes follow
 
 local folder = ...
@@ -24,38 +25,41 @@ for path in io.popen(("ls '%s'"):format(folder)):lines() do
   end
 end
 
--- Rows are taken out of `counts` as they are told.
-local known, failures = {}, {}
-for name, count in pairs(counts) do
-  known[name] = count
-end
+local failures = {}
 local function row(...)
   print(("%-56s %10s %10s %10s %10s %s"):format(...))
 end
 
+-- What is wrong with a count, or nil.
+local function excess(number, count)
+  if not count then
+    return "not counted"
+  elseif count > number.hold * SLACK then
+    return "too many"
+  elseif number.times and count > number.times[1] * (counts[number.times[2]] or 0) then
+    return ("more than %g times %s"):format(number.times[1], number.times[2])
+  end
+end
+
 row("bytes and instructions", "counted", "by hand", "hold", "aim", "")
+local held = {}
 for _, number in ipairs(numbers) do
   local count, hand = counts[number.name], counts[number.name .. ", by hand"]
-  local verdict = ""
-  if not count then
-    verdict = "not counted"
-  elseif count > number.hold * SLACK then
-    verdict = "too many"
-  elseif number.times and count > number.times[1] * (known[number.times[2]] or 0) then
-    verdict = ("more than %g times %s"):format(number.times[1], number.times[2])
+  local wrong, note = excess(number, count), ""
+  if wrong then
+    failures[#failures + 1] = number.name .. ": " .. wrong
   elseif count < number.hold / SLACK then
-    verdict = "fewer: lower the number to hold"
-  end
-  if not count or verdict:find("^too many") or verdict:find("^more than") then
-    failures[#failures + 1] = number.name
+    note = "fewer: lower the number to hold"
+  elseif number.times then
+    note = ("%.2f times %s"):format(count / counts[number.times[2]], number.times[2])
   end
   row(number.name, count and ("%.0f"):format(count) or "-", hand and ("%.0f"):format(hand) or "", number.hold,
-    number.aim or "", verdict)
-  counts[number.name] = nil
+    number.aim or "", wrong or note)
+  held[number.name] = true
 end
 for name in pairs(counts) do
-  if not name:match(", by hand$") then
-    failures[#failures + 1] = name .. " (no number to hold)"
+  if not held[name] and not name:match(", by hand$") then
+    failures[#failures + 1] = name .. ": no number to hold"
   end
 end
 if #failures > 0 then

@@ -25,6 +25,12 @@ return {
   { name = "a command with 100 in flight", hold = 8747 },
   { name = "a command with 10000 in flight", hold = 9313, times = { 1.15, "a command with 100 in flight" } },
   { name = "a command with 30000 in flight", hold = 9616, times = { 1.15, "a command with 100 in flight" } },
+  { name = "values by name in a task, plain", hold = 10085 },
+  { name = "inputs in a task, plain", hold = 10738 },
+  -- The companion's tasks, and how often the cost of the plain form they may take.
+  { name = "values by name in a task", hold = 19326, times = { 2.2, "values by name in a task, plain" } },
+  { name = "inputs by place in a task", hold = 19073, times = { 2.2, "inputs in a task, plain" } },
+  { name = "inputs by name in a task", hold = 21295, times = { 2.2, "inputs in a task, plain" } },
   { name = "open in a fresh state", hold = 9759774, aim = 9000000 },
   { name = "first open in the process", hold = 10237429 },
 }

@@ -21,6 +21,7 @@ local m = {
   close = rovk.rovktrans_deinit,
   get_state = rovk.rovktrans_led_0001_get_state,
   get_state_async = rovk.rovktrans_led_0001_get_state_async_lua,
+  set_state_async = rovk.rovktrans_led_0001_set_state_async_lua,
   on_reset = rovk.rovktrans_common_reset_occurred_register_callback_lua,
   give_reset = rovk.internal_rovktrans_common_reset_occurred_event_callback,
   on_press = rovk.rovktrans_button_0002_state_change_register_callback_lua,
@@ -147,6 +148,32 @@ constexpr Operation list[] = {
      30000, 30000},
 };
 
+// A hundred tasks, or chains of callbacks, that do n commands together.
+#define IN_TASKS(command)                                                          \
+  "local unit = require 'rovk'.open 'sim' "                                        \
+  "local led = unit:device('led_0001', 'LED_FRONT_PANEL_RED') return function(n) " \
+  "for _ = 1, 100 do unit:spawn(function() for _ = 1, n / 100 do " command         \
+  " end end) end assert(unit:run() == 'done') end"
+
+#define IN_CALLBACKS(call, inputs)                                                          \
+  "local m = ... local context, open = m.open('sim'), 0 local call, address, index = " call \
+  ", m.address, m.index return function(n) for _ = 1, 100 do local left = n / 100 "         \
+  "local function answered(...) assert(select(-1, ...).error_id == 0) left = left - 1 "     \
+  "if left > 0 then assert(call(context, address, answered, " inputs                        \
+  ") == 0) else open = open - 1 end end "                                                   \
+  "open = open + 1 assert(call(context, address, answered, " inputs                         \
+  ") == 0) end "                                                                            \
+  "m.receive(context, function() return open end) end"
+
+constexpr Operation task_list[] = {
+    {"values by name in a task", IN_TASKS("led:get_state()"), 3000, 100},
+    {"values by name in a task, plain", IN_CALLBACKS("m.get_state_async", "index"), 3000, 100},
+    {"inputs by place in a task", IN_TASKS("led:set_state(1, 200, 800)"), 3000, 100},
+    {"inputs by name in a task", IN_TASKS("led:set_state { on = 1, duty_cycle_on_ms = 200, duty_cycle_off_ms = 800 }"),
+     3000, 100},
+    {"inputs in a task, plain", IN_CALLBACKS("m.set_state_async", "index, 1, 200, 800"), 3000, 100},
+};
+
 // Runs a chunk that gives `results` values.
 void run_chunk(lua_State* L, const char* text, int arguments, int results) {
   if (luaL_loadstring(L, text) != 0) stop(L);
@@ -157,6 +184,8 @@ void run_chunk(lua_State* L, const char* text, int arguments, int results) {
 }  // namespace
 
 std::span<const Operation> operations() { return list; }
+
+std::span<const Operation> task_operations() { return task_list; }
 
 void stop(lua_State* L) {
   std::fprintf(stderr, "bench: %s\n", lua_tostring(L, -1));

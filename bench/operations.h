@@ -16,6 +16,9 @@ struct Operation {
 
 std::span<const Operation> operations();
 
+// Commands in tasks of the companion, and by the functions of the module that it stands on: on our side alone.
+std::span<const Operation> task_operations();
+
 // The functions under measurement, under one set of names: those of the module, or those of rovk_bare.
 enum class Side { ours, bare };
 
