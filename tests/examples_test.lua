@@ -8,6 +8,23 @@ local EXPECTED = {
     "address +0 +router_0000",
     "address +%d+ +led_0001 +API 0%.6 +devices 3",
     "^  %d+ peripherals",
+    "is led_0001 LED_FRONT_PANEL_RED %(address %d+, index %d%)",
+    "set and read back: on 1 %(on%), duty_cycle_on_ms 200 ms, duty_cycle_off_ms 800 ms",
+    "processor %-?%d+%.%d degrees",
+    { "supply %d+%.%d%d V", "power_monitor_002e" },
+    { "moved to pan_millidegrees %d+", "positioning_002a" },
+    "tag %d+ written and read back: hello, unit",
+    { "contrast .*current_val %d+.* max_val %d+", "imgctrl_0006" },
+    "led_0001.get_state on address %d+: invalid payload, input index",
+    "status 8, at the byte 0 of the command, index",
+    "reads %d+%.%d degrees", "the LED is on", "reads %d+%.%d degrees",
+    "command led_0001.set_state to 7: index 1, on 1",
+    "written at priority 5",
+  },
+  ["plain/tour"] = {
+    "address +0 +router_0000",
+    "address +%d+ +led_0001 +API 0%.6 +devices 3",
+    "^  %d+ peripherals",
     "set and read back: on 1, 200 ms lit, 800 ms dark",
     "processor %-?%d+%.%d degrees",
     { "supply %d+%.%d%d V", "power_monitor_002e" },
@@ -102,7 +119,7 @@ local EXPECTED = {
 }
 
 -- Whatever it misses, it goes on with the rest.
-local GOES_ON = { tour = true }
+local GOES_ON = { tour = true, ["plain/tour"] = true }
 
 local interpreter, modules, folder, name = ...
 local example = ("%s/examples/%s.lua"):format(folder, name)
@@ -122,9 +139,11 @@ local function asked_for()
     text:gsub("()" .. call .. '"([%l_]+_%x%x%x%x)", "([%u%d_]+)"', add)
   end
   text:gsub("()ROVK_([%u_]+_%x%x%x%x)_PERIPHERAL_ID,%s*rovk%.ROVK_PERIPHERAL_DEVICE_ID_([%u%d_]+)", add)
-  text:gsub('()need%("([%l_]+_%x%x%x%x)"(%))', function(place, service)
-    add(place, service, "NONE")
-  end)
+  for _, call in ipairs { "need", "find" } do
+    text:gsub("()" .. call .. '%("([%l_]+_%x%x%x%x)"%)', function(place, service)
+      add(place, service, "NONE")
+    end)
+  end
   table.sort(list, function(one, other)
     return one.place < other.place
   end)
