@@ -38,4 +38,11 @@ if(ROVK_BUILD_LIBRARIES)
   install(DIRECTORY unit/profiles/ DESTINATION ${CMAKE_INSTALL_DATADIR}/rovk/profiles COMPONENT desk
           FILES_MATCHING PATTERN "*.toml")
   install(TARGETS rovk-unit RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR} COMPONENT desk)
+  # Made when asked for, by the targets docs and annotations; what was not made is left out.
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/docs/man/ DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT desk OPTIONAL
+          FILES_MATCHING PATTERN "*.7")
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/docs/html DESTINATION ${CMAKE_INSTALL_DOCDIR} COMPONENT desk OPTIONAL
+          PATTERN .doctrees EXCLUDE)
+  install(DIRECTORY ${PROJECT_BINARY_DIR}/annotations DESTINATION ${CMAKE_INSTALL_DATADIR}/rovk COMPONENT desk OPTIONAL
+          FILES_MATCHING PATTERN "*.lua")
 endif()

@@ -273,7 +273,7 @@ local function emit_companion(out, service)
   emit_target(out, service, "rovk.peripheral." .. service.name, false)
   for _, kind in ipairs { "device", "peripheral" } do
     local class = ("rovk.%s.%s"):format(kind, service.name)
-    local last = kind == "device" and "name: rovk.device_name|integer" or "where?: rovk.board|integer"
+    local last = kind == "device" and "name?: rovk.device_name|integer" or "where?: rovk.board|integer"
     out:line("---@class rovk.unit")
     out:line('---@field %s fun(self: rovk.unit, service: "%s", %s): %s', kind, service.name, last, class)
     out:line('---@field try_%s fun(self: rovk.unit, service: "%s", %s): %s?, rovk.error?', kind, service.name, last,

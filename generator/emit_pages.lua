@@ -6,7 +6,9 @@ local examples = require("examples")
 local pages = require("pages")
 local styles = require("page_styles")
 
-local GUIDES = { "rovk", "guide", "testing", "editors", "integrators", "catalogue", "protocol" }
+-- Guides in this order; any other that lies in the folder follows.
+local GUIDES = { "rovk", "guide", "console", "editors", "testing", "unit", "unit-file", "faults", "frames",
+  "integrators", "catalogue", "protocol" }
 
 local function put(path, text)
   local file = assert(io.open(path, "wb"))
@@ -14,7 +16,21 @@ local function put(path, text)
   file:close()
 end
 
-local function index()
+local function guides(folder)
+  local list, known = {}, {}
+  for place, name in ipairs(GUIDES) do
+    list[place], known[name] = name, true
+  end
+  for name in io.popen(("cd '%s' && ls -- *.md"):format(folder)):lines() do
+    name = name:gsub("%.md$", "")
+    if not known[name] then
+      list[#list + 1] = name
+    end
+  end
+  return list
+end
+
+local function index(folder)
   local out = styles.rst()
   out:heading(1, "rovk_message")
   out:raw("Command of the peripherals of an embedded unit, from Lua: every service with its commands, events, errors, "
@@ -22,7 +38,7 @@ local function index()
   local function tree(caption, names)
     out:raw((".. toctree::\n   :caption: %s\n   :hidden:\n\n   %s"):format(caption, table.concat(names, "\n   ")))
   end
-  tree("Guides", GUIDES)
+  tree("Guides", guides(folder))
   local names, list = {}, {}
   for place, service in ipairs(catalogue.services) do
     names[place] = "services/" .. service.name
@@ -36,7 +52,7 @@ local function index()
 end
 
 return function(_, folder)
-  put(folder .. "/index.rst", index())
+  put(folder .. "/index.rst", index(folder))
   put(folder .. "/services/protocol.rst", pages.protocol(styles.rst()))
   local unit = examples.open()
   for _, service in ipairs(catalogue.services) do

@@ -23,6 +23,12 @@ done
 [[ $("$work/usr/bin/rovk-unit" check "$work"/usr/share/rovk/profiles/*.toml | grep -c "no fault") == 4 ]] ||
   { echo "the shipped unit files are not as they should be"; exit 1; }
 
+# What was made beside the build, when it was, is there whole.
+for made in docs/man:man docs/html/index.html:doc/rovk_message/html/index.html annotations:rovk/annotations; do
+  from=$build/${made%%:*} to=$work/usr/share/${made#*:}
+  [[ ! -e $from ]] || diff -rq -x stamp "$from" "$to" || { echo "not installed as it was made: ${made%%:*}"; exit 1; }
+done
+
 cd /
 LUA_CPATH="$work/usr/lib/lua/5.1/?.so" LUA_PATH="$work/usr/share/lua/5.1/?.lua" \
   "$interpreter" "$repository/examples/events.lua" | grep -q "button 0 pressed"

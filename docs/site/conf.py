@@ -34,6 +34,8 @@ def join_files(app, failed):
     """Debian's furo leaves its script as modules and its style with an import from a web server's root, neither of which
     a browser loads from a folder: in one piece they work. Its style has also lost the dark colours of a browser that is
     dark by itself; they are the same as those of the button."""
+    if failed:
+        return
     static = Path(app.outdir, "_static")
     script, scroll = static / "scripts/furo.js", static / "scripts/gumshoe-patched.js"
     text = script.read_text()

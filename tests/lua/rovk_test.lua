@@ -105,6 +105,8 @@ describe("the companion", function()
     mistake("got 23 bytes", function() led:echo(("x"):rep(23)) end)
     mistake("no service 'led_01'; did you mean 'led_0001'?", function() unit:device("led_01", RED) end)
     mistake("no device 'LED_RED'", function() unit:device("led_0001", "LED_RED") end)
+    mistake("unit:device: led_0001 has 3 devices; name one of LED_", function() unit:device "led_0001" end)
+    assert.are.equal("heater_000a", unit:device("heater_000a").service)
     mistake("led_0001 has no device BUTTON_RESET on this unit; it has LED_FRONT_PANEL_GREEN, ",
       function() unit:device("led_0001", "BUTTON_RESET") end)
     mistake("no board 'IMAGER_9_BOARD'; did you mean", function() unit:peripheral("led_0001", "IMAGER_9_BOARD") end)

@@ -177,7 +177,7 @@ function unit:devices(service)
   return list
 end
 
---- A device by its name, "LED_FRONT_PANEL_RED", or its number.
+--- A device by its name, "LED_FRONT_PANEL_RED", or its number; without one the only device of the service.
 function unit:device(service, name)
   local found, err = self:try_device(service, name)
   if not found then
@@ -186,21 +186,39 @@ function unit:device(service, name)
   return found
 end
 
+-- The devices of a service for a message.
+local function name_devices(list)
+  local names = {}
+  for place, other in ipairs(list) do
+    names[place] = other.name or ("number %d"):format(other.id)
+  end
+  return #names > 0 and table.concat(names, ", ") or "none"
+end
+
+local function only_device(self, wanted)
+  local list = self:devices(wanted.name)
+  if #list > 1 then
+    errors.mistake("unit:device: %s has %d devices; name one of %s", wanted.name, #list, name_devices(list))
+  elseif #list == 0 then
+    return nil, errors.plain("missing", "%s has no device on this unit", wanted.name)
+  end
+  return list[1]
+end
+
 --- The same; nil and an error object where the unit has none.
 function unit:try_device(service, name)
   local wanted = service_of(service)
+  if name == nil then
+    return only_device(self, wanted)
+  end
   local id = number_of("unit:device: there is no device", name, devices, DEVICE_PREFIX)
   check_open(self)
   local found = rovk.rovktrans_find_device(self.context, wanted.id, id)
   if found then
     return device(self, wanted, found.address, found.index, id)
   end
-  local names = {}
-  for _, other in ipairs(self:devices(wanted.name)) do
-    names[#names + 1] = other.name or ("number %d"):format(other.id)
-  end
   return nil, errors.plain("missing", "%s has no device %s on this unit; it has %s", wanted.name,
-    devices.name_of[id] or ("number %d"):format(id), #names > 0 and table.concat(names, ", ") or "none")
+    devices.name_of[id] or ("number %d"):format(id), name_devices(self:devices(wanted.name)))
 end
 
 --- A device that a script cannot do without; without a name, the first peripheral of the service. Where the unit has
