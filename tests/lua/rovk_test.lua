@@ -37,14 +37,24 @@ describe("the companion", function()
   end)
   helper.watch(before_each, after_each)
 
-  -- `action` raises a text that begins with this file and line, and contains the words.
-  local function mistake(words, action)
-    local ok, message = pcall(action)
+  -- `action` raised a text that begins with this file and line, and contains the words.
+  local function check_mistake(words, action, ok, message)
     assert.is_false(ok)
     assert.is_string(message)
     local line = debug.getinfo(action, "S").linedefined
     assert.is_truthy(message:find(("rovk_test.lua:%d: "):format(line), 1, true), message)
     assert.is_truthy(message:find(words, 1, true), message)
+  end
+
+  local function mistake(words, action)
+    check_mistake(words, action, pcall(action))
+  end
+
+  -- In a task, where commands take another way, as well.
+  local function refused(words, action)
+    mistake(words, action)
+    unit:spawn(action)
+    check_mistake(words, action, pcall(unit.run, unit))
   end
 
   it("finds devices and peripherals by name, number and place", function()
@@ -68,61 +78,66 @@ describe("the companion", function()
   end)
 
   it("takes inputs by name and by position, gives values by name and by position", function()
-    assert.is_true(led:set_state { on = 1, duty_cycle_on_ms = 200, duty_cycle_off_ms = 800 })
-    local values = { on = 1, duty_cycle_on_ms = 200, duty_cycle_off_ms = 800 }
-    assert.are.same(values, bare(led:get_state()))
-    assert.are.same(values, bare(led:try_get_state {}))
-    assert.is_true(led:set_state("on", 500, 0)) -- a value by the name that the catalogue has for it
-    assert.are.same({ n = 3, 1, 500, 0 }, helper.pack(led:with({ positional = true }):get_state()))
-    local bytes = led:echo("abc").payload_out
-    assert.are.same({ 22, 97, 99, 0 }, { #bytes, bytes[1], bytes[3], bytes[4] })
-    assert.are.equal(255, led:echo({ 255, 0 }).payload_out[1])
-    assert.are.equal(7, led:echo({ payload_in = { 7 } }).payload_out[1])
-    assert.are.equal("on 1 (on), duty_cycle_on_ms 500 ms, duty_cycle_off_ms 0 ms", tostring(led:get_state()))
+    local function take()
+      assert.is_true(led:set_state { on = 1, duty_cycle_on_ms = 200, duty_cycle_off_ms = 800 })
+      local values = { on = 1, duty_cycle_on_ms = 200, duty_cycle_off_ms = 800 }
+      assert.are.same(values, bare(led:get_state()))
+      assert.are.same(values, bare(led:try_get_state {}))
+      assert.is_true(led:set_state("on", 500, 0)) -- a value by the name that the catalogue has for it
+      assert.are.same({ n = 3, 1, 500, 0 }, helper.pack(led:with({ positional = true }):get_state()))
+      local bytes = led:echo("abc").payload_out
+      assert.are.same({ 22, 97, 99, 0 }, { #bytes, bytes[1], bytes[3], bytes[4] })
+      assert.are.equal(255, led:echo({ 255, 0 }).payload_out[1])
+      assert.are.equal(7, led:echo({ payload_in = { 7 } }).payload_out[1])
+      assert.are.equal("on 1 (on), duty_cycle_on_ms 500 ms, duty_cycle_off_ms 0 ms", tostring(led:get_state()))
+    end
+    take()
+    unit:spawn(take)
+    assert.are.equal("done", unit:run())
   end)
 
   it("refuses every mistake at the caller's line and sends nothing", function()
     led:set_state(1, 2, 3)
     local moved = 0
     local red = unit:peripheral "led_0001"
-    mistake("no command 'set_stat'; did you mean 'set_state'?", function() led:set_stat() end)
-    mistake("no input 'on_ms'; did you mean 'duty_cycle_on_ms'?", function() led:set_state { on = 0, on_ms = 1 } end)
+    refused("no command 'set_stat'; did you mean 'set_state'?", function() led:set_stat() end)
+    refused("no input 'on_ms'; did you mean 'duty_cycle_on_ms'?", function() led:set_state { on = 0, on_ms = 1 } end)
     local all = { on = 0, duty_cycle_on_ms = 0, duty_cycle_off_ms = 0, more = 1 }
-    mistake("no input 'more'", function() led:set_state(all) end)
-    mistake("input index: a device brings its own", function() led:get_state { index = 1 } end)
-    mistake("input on is missing", function() led:set_state { duty_cycle_on_ms = 0, duty_cycle_off_ms = 0 } end)
-    mistake("input index: got 256; allowed is a whole number from 0 to 255", function() red:get_state(256) end)
+    refused("no input 'more'", function() led:set_state(all) end)
+    refused("input index: a device brings its own", function() led:get_state { index = 1 } end)
+    refused("input on is missing", function() led:set_state { duty_cycle_on_ms = 0, duty_cycle_off_ms = 0 } end)
+    refused("input index: got 256; allowed is a whole number from 0 to 255", function() red:get_state(256) end)
     for _, value in ipairs { -1, 65536, 0.5, 0 / 0, 1 / 0, "7", true, {} } do
-      mistake("set_state: input duty_cycle_on_ms: got ", function() led:set_state(0, value, 0) end)
+      refused("set_state: input duty_cycle_on_ms: got ", function() led:set_state(0, value, 0) end)
     end
-    mistake("input on: got 'onn' (a string); allowed is a whole number from 0 to 65535, or one of off, on",
+    refused("input on: got 'onn' (a string); allowed is a whole number from 0 to 65535, or one of off, on",
       function() led:set_state("onn", 0, 0) end)
-    mistake("got 2 inputs; it takes on (0 to 65535), ", function() led:set_state(0, 0) end)
-    mistake("got 1 input; it takes no inputs", function() led:get_state(1) end)
-    mistake("is called with a colon", function() led.get_state() end)
-    mistake("is called with a colon", function() led.get_state(unit:device("button_0002", "BUTTON_RESET")) end)
-    mistake("got 256 at place 2; allowed is a text or a list of at most 22 bytes", function() led:echo { 1, 256 } end)
-    mistake("got 23 bytes", function() led:echo(("x"):rep(23)) end)
-    mistake("no service 'led_01'; did you mean 'led_0001'?", function() unit:device("led_01", RED) end)
-    mistake("no device 'LED_RED'", function() unit:device("led_0001", "LED_RED") end)
-    mistake("unit:device: led_0001 has 3 devices; name one of LED_", function() unit:device "led_0001" end)
+    refused("got 2 inputs; it takes on (0 to 65535), ", function() led:set_state(0, 0) end)
+    refused("got 1 input; it takes no inputs", function() led:get_state(1) end)
+    refused("is called with a colon", function() led.get_state() end)
+    refused("is called with a colon", function() led.get_state(unit:device("button_0002", "BUTTON_RESET")) end)
+    refused("got 256 at place 2; allowed is a text or a list of at most 22 bytes", function() led:echo { 1, 256 } end)
+    refused("got 23 bytes", function() led:echo(("x"):rep(23)) end)
+    refused("no service 'led_01'; did you mean 'led_0001'?", function() unit:device("led_01", RED) end)
+    refused("no device 'LED_RED'", function() unit:device("led_0001", "LED_RED") end)
+    refused("unit:device: led_0001 has 3 devices; name one of LED_", function() unit:device "led_0001" end)
     assert.are.equal("heater_000a", unit:device("heater_000a").service)
-    mistake("led_0001 has no device BUTTON_RESET on this unit; it has LED_FRONT_PANEL_GREEN, ",
+    refused("led_0001 has no device BUTTON_RESET on this unit; it has LED_FRONT_PANEL_GREEN, ",
       function() unit:device("led_0001", "BUTTON_RESET") end)
-    mistake("no board 'IMAGER_9_BOARD'; did you mean", function() unit:peripheral("led_0001", "IMAGER_9_BOARD") end)
-    mistake("address: got 65536", function() unit:device_at("led_0001", 65536, 0) end)
-    mistake("no event 'reset'; did you mean 'reset_occurred'?", function() led:on("reset", print) end)
-    mistake("there is no event 'nothing'", function() unit:wait("nothing") end)
-    mistake("write button_0002.state_change", function() unit:wait("state_change") end)
-    mistake("gives no value 'duty'; did you mean", function() moved = led:get_state().duty end)
-    mistake("has no option 'timeout'; did you mean 'timeout_ms'?", function() led:with { timeout = 1 } end)
-    mistake("ms: got -1; allowed is a number of milliseconds", function() unit:sleep(-1) end)
-    mistake("unit:every: ms: got 0", function() unit:every(0, print) end)
-    mistake("unit:spawn: got 1; allowed is a function", function() unit:spawn(1) end)
-    mistake("unit:all: got 'x' (a string) under 1", function() unit:all { "x" } end)
-    mistake("rovk has no 'opn'; did you mean 'open'?", function() moved = rovk.opn end)
-    mistake("rovk.open: got a table", function() rovk.open {} end)
-    mistake("rovk.attach: got 5", function() rovk.attach(5) end)
+    refused("no board 'IMAGER_9_BOARD'; did you mean", function() unit:peripheral("led_0001", "IMAGER_9_BOARD") end)
+    refused("address: got 65536", function() unit:device_at("led_0001", 65536, 0) end)
+    refused("no event 'reset'; did you mean 'reset_occurred'?", function() led:on("reset", print) end)
+    refused("there is no event 'nothing'", function() unit:wait("nothing") end)
+    refused("write button_0002.state_change", function() unit:wait("state_change") end)
+    refused("gives no value 'duty'; did you mean", function() moved = led:get_state().duty end)
+    refused("has no option 'timeout'; did you mean 'timeout_ms'?", function() led:with { timeout = 1 } end)
+    refused("ms: got -1; allowed is a number of milliseconds", function() unit:sleep(-1) end)
+    refused("unit:every: ms: got 0", function() unit:every(0, print) end)
+    refused("unit:spawn: got 1; allowed is a function", function() unit:spawn(1) end)
+    refused("unit:all: got 'x' (a string) under 1", function() unit:all { "x" } end)
+    refused("rovk has no 'opn'; did you mean 'open'?", function() moved = rovk.opn end)
+    refused("rovk.open: got a table", function() rovk.open {} end)
+    refused("rovk.attach: got 5", function() rovk.attach(5) end)
     assert.are.same({ 0, 1 }, { moved, led:get_state().on })
   end)
 
