@@ -219,7 +219,10 @@ describe("the companion", function()
       local _, err = quick:try_set_state(1, 0, 0)
       assert.are.same({ -110, 5 }, { err.status, slow:now() - start })
       assert.is_truthy(tostring(err):find("no answer within 5 ms", 1, true))
-      assert.are.equal(1, light:get_state().on) -- the late answer is not taken for this one
+      start = slow:now()
+      light:set_state(1, 0, 0)
+      assert.are.equal(20, slow:now() - start) -- the late answer is not taken for this one
+      assert.are.equal(1, light:get_state().on)
     end
     check()
     slow:spawn(check):wait()
@@ -237,7 +240,14 @@ describe("the companion", function()
     end)
     slow:after(90, function() endless:cancel() end)
     assert.are.equal("done", slow:run())
-    assert.are.same({ "cancelled", 7, false }, { kind, light:get_state().duty_cycle_off_ms, failed })
+    local own
+    own = slow:spawn(function()
+      own:cancel()
+      light:set_state(0, 0, 9)
+    end)
+    assert.are.equal("done", slow:run())
+    assert.are.same({ "cancelled", "cancelled", 7, false }, { kind, own:status(), light:get_state().duty_cycle_off_ms,
+      failed })
     assert.is_false(endless:cancel())
     local unborn = slow:spawn(function() kind = "born" end)
     unborn:cancel()
@@ -319,12 +329,12 @@ describe("the companion", function()
     end)
     assert.are.equal("done", unit:run())
     assert.are.same({ true, true, 1, nil, 3 }, results)
-    local refused
+    local refusal
     plain.rovktrans_common_nop_async_lua(unit.context, led.address, function()
-      refused = { pcall(unit.sleep, unit, 1) }
+      refusal = { pcall(unit.sleep, unit, 1) }
     end, 0)
     unit:sleep(50)
-    assert.is_truthy(not refused[1] and refused[2]:find("inside a callback of rovk_message", 1, true))
+    assert.is_truthy(not refusal[1] and refusal[2]:find("inside a callback of rovk_message", 1, true))
   end)
 
   it("closes in any state, and more than once", function()
@@ -382,6 +392,10 @@ describe("the companion", function()
       end
     end
     assert.is_true(done and steps < 50)
+    unit:spawn(function()
+      light:set_state(1, 2, 3)
+    end):wait()
+    assert.are.same({ 2, 0 }, { light:get_state().duty_cycle_on_ms, led:get_state().duty_cycle_on_ms })
     local counts = { 0, 0 }
     for place, one in ipairs { unit, real } do
       local timer

@@ -20,8 +20,8 @@ local find_barrier = barriers.find
 -- The task that runs now, whatever its unit.
 local current
 
--- The same as `task`, where it may ask for a command at once, and its scheduler: it is not cancelled, and its unit is
--- open and one with a loop.
+-- The same as `task`, where it may ask for a command at once, and its scheduler: its unit is open and one with a loop,
+-- and it was not cancelled by itself. One that others have cancelled is told of that when it is resumed.
 local asking = {}
 turns.asking = asking
 
@@ -34,7 +34,7 @@ turns.WAITS = WAITS
 --   thread    the coroutine that runs in it: another one within rovk.pcall
 --   waits     the callback whose answer it waits for; true where it waits for something else; false where nothing
 --             makes it ready: it is ready, runs, or has ended
---   came      what it is resumed with; nil where it is cancelled, so most need not look at `cancelled`
+--   came      what it is resumed with
 --   and under answer_for, as `ask` has it, the callback made by it
 
 --- The task that runs now, of any unit; nil in the main program.
@@ -228,11 +228,10 @@ function turns.run_ready(scheduler)
     queue[place] = nil
     local root = task.root
     if root then
-      local came = task.came
       current = task
-      asking.task = may_ask and (came or not task.cancelled) and not scheduler.closed and task or nil
+      asking.task = may_ask and not scheduler.closed and task or nil
       asking.scheduler = scheduler
-      settle(task, context, resume(root, came))
+      settle(task, context, resume(root, task.came))
     end
   end
   current, asking.task = before, nil
