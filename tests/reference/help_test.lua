@@ -47,6 +47,7 @@ describe("help", function()
     end
     for name, message in pairs {
       ["led_0001.set_stat"] = "there is nothing called 'led_0001.set_stat', did you mean 'led_0001.set_state'?",
+      relay = "there is nothing called 'relay' alone; services named after it: relay_0005, relay_0019",
       led_001 = "there is nothing called 'led_001', did you mean 'led_0001'?",
       ["?????????"] = "there is nothing called '?????????'",
     } do

@@ -271,6 +271,17 @@ function help.find(name)
   if found then
     return found
   end
+  -- A kind of thing, as "relay": the services that are named after it.
+  local kinds = {}
+  for _, service in ipairs(catalogue.services) do
+    if ("_" .. service.name):find("_" .. name:lower() .. "_", 1, true) then
+      kinds[#kinds + 1] = service.name
+    end
+  end
+  if #kinds > 0 then
+    return nil, ("there is nothing called '%s' alone; services named after it: %s"):format(name,
+      table.concat(kinds, ", "))
+  end
   -- Those of as many parts as were asked for: the others are no near misses, only many.
   local _, parts = name:gsub("%.", "")
   local alike = {}
