@@ -131,6 +131,7 @@ plain.rovk_led_0001_initialize_set_state_command(command, 7, 1, 1, 500, 500)
 line("%s", rovk.dump(command, { service = "led_0001" }))
 
 chapter("A line in the log")
+io.stdout:flush() -- the log has a way of its own to the screen
 plain.rovktrans_log_message(unit.context, plain.ROVK_LOG_PRIORITY_NOTICE, "the tour ends here")
 line("written at priority %d", plain.ROVK_LOG_PRIORITY_NOTICE)
 unit:close()

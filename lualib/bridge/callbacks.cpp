@@ -70,7 +70,6 @@ void run_delivery(delivery& call) {
 void rovk_bridge_open(lua_State* L) {
   rovk_protected_open(L);
   rovk_references_open(L);
-  rovk_values_open(L);
   // A module that is opened again may be inside a callback: what is there stays.
   lua_pushlightuserdata(L, const_cast<char*>(&carrier_key));
   lua_rawget(L, LUA_REGISTRYINDEX);

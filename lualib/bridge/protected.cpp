@@ -1,5 +1,5 @@
 // The one function through which protected work runs, kept in the registry so that a run allocates nothing.
-// Its upvalue is the key of the error handler, so that looking for one costs no search for the string.
+// Its upvalues are the key of the error handler and that of error tables, which then need not be hashed anew.
 #include "protected.h"
 
 #include <rovk/bridge.h>
@@ -21,7 +21,8 @@ int run(lua_State* L) {
 
 void push_runner(lua_State* L) {
   lua_pushstring(L, ROVK_ON_ERROR_KEY);
-  lua_pushcclosure(L, run, 1);
+  lua_pushliteral(L, "error_id");
+  lua_pushcclosure(L, run, 2);
 }
 
 void push_ready_runner(lua_State* L) {
@@ -71,6 +72,12 @@ bool rovk_run_handled(lua_State* L, rovk_protected_work work, void* data) {
   if (status != 0) rovk_drop_error(L, status, handler);
   lua_settop(L, top);
   return status == 0;
+}
+
+void rovk_push_error_id(lua_State* L) {
+  push_ready_runner(L);
+  lua_getupvalue(L, -1, 2);
+  lua_remove(L, -2);
 }
 
 void rovk_drop_error(lua_State* L, int status, int handler) {

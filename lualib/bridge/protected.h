@@ -17,6 +17,9 @@ bool rovk_run_protected(lua_State* L, rovk_protected_work work, void* data, int 
 // The same without a value, and what a script has left under ROVK_ON_ERROR_KEY is told of an error.
 bool rovk_run_handled(lua_State* L, rovk_protected_work work, void* data);
 
+// Pushes the key that every error table has, "error_id".
+void rovk_push_error_id(lua_State* L);
+
 // Pops the error of a call that has failed with `status`. The function at index `handler` (0: none), with
 // which the call was made, is told now where it could not be told before.
 void rovk_drop_error(lua_State* L, int status, int handler);

@@ -4,6 +4,7 @@
 #include <rovk/bridge.h>
 #include <stdio.h>
 
+#include "protected.h"
 #include "runtime/numbers.h"
 
 namespace {
@@ -11,18 +12,6 @@ namespace {
 enum { FIRST_OWN_ERROR = 32 };
 
 using set_function = void (*)(lua_State* L, int index);
-
-// Registry key of the string that every error table has as a key: found there, it is not hashed anew.
-const char error_id_key = 0;
-
-void push_error_id(lua_State* L) {
-  lua_pushlightuserdata(L, const_cast<char*>(&error_id_key));
-  lua_rawget(L, LUA_REGISTRYINDEX);
-  if (lua_isstring(L, -1)) return;
-  // A state in which the module was never opened.
-  lua_pop(L, 1);
-  lua_pushliteral(L, "error_id");
-}
 
 // Pops the key on top.
 void set_value(lua_State* L, set_function set, uint32_t value) {
@@ -44,7 +33,7 @@ void set_detail(lua_State* L, set_function set, const uint8_t* record, const dec
 }
 
 void set_error(lua_State* L, set_function set, const void* record, const decoder_row& decoder) {
-  push_error_id(L);
+  rovk_push_error_id(L);
   if (!record) return set_value(L, set, 0);
   const auto* const bytes = static_cast<const uint8_t*>(record);
   const uint32_t id = swig_load(bytes + 2, 2);
@@ -60,12 +49,6 @@ void set_error(lua_State* L, set_function set, const void* record, const decoder
 }
 
 }  // namespace
-
-void rovk_values_open(lua_State* L) {
-  lua_pushlightuserdata(L, const_cast<char*>(&error_id_key));
-  lua_pushliteral(L, "error_id");
-  lua_rawset(L, LUA_REGISTRYINDEX);
-}
 
 ROVK_EXPORT void push_rovk_version_table(lua_State* L, rovk_version version) {
   lua_createtable(L, 0, 2);

@@ -3,9 +3,6 @@
 
 #include "runtime/tables.h"
 
-// Makes the keys of error tables ready.
-void rovk_values_open(lua_State* L);
-
 // Pushes one value: a number, a version table, or a table of an array's elements (empty for null).
 void rovk_push_value(lua_State* L, const value_row& row, const native_value& value);
 
