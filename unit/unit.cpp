@@ -10,6 +10,7 @@
 #include <stdexcept>
 #include <string>
 #include <unordered_map>
+#include <utility>
 
 #include "catalogue/fields.h"
 #include "unit/build.h"
@@ -98,6 +99,7 @@ struct Unit::State final : Host, Answers {
     wire::Queue inbox;
     std::deque<Disturbed> disturbed;
     std::map<Direction, Held> held;
+    bool told = false;  // stands in `reached`
   };
   using Due = std::pair<Time, uint64_t>;  // when, and which was made first
 
@@ -330,15 +332,16 @@ struct Unit::State final : Host, Answers {
 
   void send(uint16_t application, const rovk_message& message, Time when) {
     // Due at once, and nothing is due before it: it need not wait in the queue.
-    if (when <= present && (queue.empty() || queue.begin()->first.first > present)) {
-      const auto found = applications.find(application);
-      if (found != applications.end()) found->second.inbox.push(message);
-      return;
-    }
-    at(when, [this, application, message] {
-      const auto found = applications.find(application);
-      if (found != applications.end()) found->second.inbox.push(message);
-    });
+    if (when <= present && (queue.empty() || queue.begin()->first.first > present))
+      return deliver(application, message);
+    at(when, [this, application, message] { deliver(application, message); });
+  }
+
+  void deliver(uint16_t application, const rovk_message& message) {
+    const auto found = applications.find(application);
+    if (found == applications.end()) return;
+    found->second.inbox.push(message);
+    if (!std::exchange(found->second.told, true)) reached.push_back(application);
   }
 
   void answer(uint16_t application, rovk_message message, Time when) {
@@ -640,6 +643,7 @@ struct Unit::State final : Host, Answers {
   std::unordered_map<uint16_t, Peripheral*> by_address;  // with their aliases
   Router* router = nullptr;
   std::map<uint16_t, Application> applications;
+  std::vector<uint16_t> reached;  // who got something since somebody asked
   uint16_t last_joined = 0;
 };
 
@@ -705,6 +709,14 @@ bool Unit::take(uint16_t application, rovk_message& message) {
 bool Unit::waiting(uint16_t application) const {
   const auto found = state_->applications.find(application);
   return found != state_->applications.end() && !found->second.inbox.empty();
+}
+
+std::vector<uint16_t> Unit::take_arrived() {
+  for (const uint16_t application : state_->reached) {
+    const auto found = state_->applications.find(application);
+    if (found != state_->applications.end()) found->second.told = false;
+  }
+  return std::exchange(state_->reached, {});
 }
 
 void Unit::run() { state_->run_until(state_->clock.now()); }

@@ -8,6 +8,7 @@
 #include <optional>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "rovk/types.h"
 #include "unit/clock.h"
@@ -59,6 +60,9 @@ class Unit {
   bool take(uint16_t application, rovk_message& message);
   // Whether the inbox holds a message, as of the last call that did what was due.
   bool waiting(uint16_t application) const;
+
+  // The applications into whose inboxes something has come since the last call.
+  std::vector<uint16_t> take_arrived();
 
   // Does all that is due at the clock's present reading.
   void run();

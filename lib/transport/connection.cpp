@@ -48,7 +48,7 @@ rovk_transport::~rovk_transport() {
   for (const auto& [when, action] : actions_) action.run(action.pointer, 0);
   const std::lock_guard lock(shared_->mutex);
   std::erase(shared_->connections, this);
-  std::erase(shared_->watched, this);
+  shared_->watched.erase(application_);
   shared_->unit.leave(application_);
   shared_->changed();
   if (timer_ >= 0) close(timer_);
@@ -58,7 +58,7 @@ int32_t rovk_transport::descriptor(uint64_t wake_ns) {
   if (timer_ < 0) {
     timer_ = timerfd_create(CLOCK_MONOTONIC, TFD_NONBLOCK | TFD_CLOEXEC);
     if (timer_ < 0) return -errno;
-    shared_->watched.push_back(this);
+    shared_->watched[application_] = this;
   }
   wake_ns_ = wake_ns;
   arm();

@@ -23,6 +23,7 @@ struct rovk_transport {
   // The descriptor, made when it is first asked for. -errno when there can be none.
   // This and the two below are called with the unit's mutex held.
   int32_t descriptor(uint64_t wake_ns);
+  bool watched() const { return timer_ >= 0; }
   // Whether events were lost since the last call.
   bool has_lost_events();
   // Sets the timer behind the descriptor, which there is, to when there is something to do next.

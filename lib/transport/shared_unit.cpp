@@ -67,8 +67,20 @@ SharedUnit::SharedUnit(const Options& options)
   if (!options.state.empty()) unit.keep_state(options.state);
 }
 
-void SharedUnit::changed() {
-  for (rovk_transport* connection : watched) connection->arm();
+// A due time concerns all; else only those are looked at to whom something has come, however many there are. On a
+// virtual clock it is time itself that may have moved.
+void SharedUnit::changed(rovk_transport* own) {
+  const auto next = unit.clock().is_virtual() ? unit.clock().now() : unit.next_due();
+  const std::vector<uint16_t> arrived = unit.take_arrived();
+  if (next != armed_until) {
+    armed_until = next;
+    for (const auto& [application, connection] : watched) connection->arm();
+  } else if (!watched.empty()) {
+    for (const uint16_t application : arrived) {
+      if (const auto found = watched.find(application); found != watched.end()) found->second->arm();
+    }
+    if (own && own->watched()) own->arm();
+  }
   woken.notify_all();
 }
 

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <condition_variable>
+#include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <vector>
 
 #include "rovk/transport.h"
@@ -17,15 +19,17 @@ namespace rovk::transport {
 struct SharedUnit {
   explicit SharedUnit(const Options& options);
 
-  // To be called after whatever may have put a message into an inbox or moved a due time: brings the
-  // descriptors up to date and wakes the threads that wait.
-  void changed();
+  // To be called after whatever may have put a message into an inbox or moved a due time, with the
+  // connection whose inbox may have been emptied: brings the descriptors up to date and wakes the threads
+  // that wait.
+  void changed(rovk_transport* own = nullptr);
 
   std::mutex mutex;
   std::condition_variable woken;
   unit::Unit unit;
   std::vector<rovk_transport*> connections;
-  std::vector<rovk_transport*> watched;  // of these the ones with a descriptor
+  std::map<uint16_t, rovk_transport*> watched;  // of these the ones with a descriptor, by application
+  std::optional<unit::Time> armed_until;        // what all of them know of the unit's next due time
 };
 
 // Null: there is a unit of that name, and it was opened with other options than those given here.

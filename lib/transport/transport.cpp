@@ -85,7 +85,7 @@ int32_t rovk_transport_send(rovk_transport* transport, const rovk_message* messa
     SharedUnit& shared = transport->shared();
     const std::lock_guard lock(shared.mutex);
     shared.unit.submit(transport->application(), *message);
-    shared.changed();
+    shared.changed(transport);
     return 0;
   });
 }
@@ -107,7 +107,7 @@ int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message,
       const bool is_late = deadline == Time::zero() || shared.unit.clock().now() >= deadline;
       status = is_late ? -ETIMEDOUT : wait(shared, lock, deadline);
     } while (status == 0);
-    shared.changed();
+    shared.changed(transport);
     return status;
   });
   if (transport->doomed()) delete transport;
