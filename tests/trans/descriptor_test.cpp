@@ -81,3 +81,24 @@ TEST(Descriptor, WakesALoopOnTheRealClock) {
   EXPECT_EQ(0, rovktrans_deinit(session.handle));
   EXPECT_EQ(-1, fcntl(fd, F_GETFD)) << "closed with its context";
 }
+
+// Nobody but the one to whom something comes; on the real clock, where time tells the others nothing.
+TEST(Descriptor, WakesWhoeverAnotherContextGivesSomething) {
+  const Session giver("unit=descriptors", "real");
+  const Session taker("unit=descriptors", "real");
+  const Session other("unit=descriptors", "real");
+  const int given = rovktrans_fd(giver.handle), taken = rovktrans_fd(taker.handle), idle = rovktrans_fd(other.handle);
+  Listener listener;
+  ASSERT_EQ(0, subscribe(taker, listener));
+  for (int round = 1; round <= 2; ++round) {
+    ASSERT_EQ(0, rovk_unit_reset(giver.handle, unittest, 1));
+    Answers answers;
+    ASSERT_EQ(0, add_one_async(giver, answers, 1));
+    EXPECT_TRUE(readable(given, moment_ms));
+    for (int tries = 0; rovktrans_dispatch(giver.handle, 0) == 0 && tries < 100; ++tries) readable(given, moment_ms);
+    EXPECT_TRUE(readable(taken, 1000)) << "when it has booted";
+    for (int tries = 0; rovktrans_dispatch(taker.handle, 0) == 0 && tries < 100; ++tries) readable(taken, moment_ms);
+    EXPECT_FALSE(readable(taken, 0));
+    EXPECT_FALSE(readable(idle, 0));
+  }
+}
