@@ -711,7 +711,7 @@ bool Unit::waiting(uint16_t application) const {
   return found != state_->applications.end() && !found->second.inbox.empty();
 }
 
-std::vector<uint16_t> Unit::take_arrived() {
+std::vector<uint16_t> Unit::take_reached() {
   for (const uint16_t application : state_->reached) {
     const auto found = state_->applications.find(application);
     if (found != state_->applications.end()) found->second.told = false;

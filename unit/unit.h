@@ -62,7 +62,7 @@ class Unit {
   bool waiting(uint16_t application) const;
 
   // The applications into whose inboxes something has come since the last call.
-  std::vector<uint16_t> take_arrived();
+  std::vector<uint16_t> take_reached();
 
   // Does all that is due at the clock's present reading.
   void run();

@@ -67,21 +67,25 @@ SharedUnit::SharedUnit(const Options& options)
   if (!options.state.empty()) unit.keep_state(options.state);
 }
 
+void SharedUnit::changed(rovk_transport* own) {
+  if (!watched.empty()) arm_watched(own);
+  woken.notify_all();
+}
+
 // A due time concerns all; else only those are looked at to whom something has come, however many there are. On a
 // virtual clock it is time itself that may have moved.
-void SharedUnit::changed(rovk_transport* own) {
+void SharedUnit::arm_watched(rovk_transport* own) {
   const auto next = unit.clock().is_virtual() ? unit.clock().now() : unit.next_due();
-  const std::vector<uint16_t> arrived = unit.take_arrived();
+  const std::vector<uint16_t> reached = unit.take_reached();
   if (next != armed_until) {
     armed_until = next;
     for (const auto& [application, connection] : watched) connection->arm();
-  } else if (!watched.empty()) {
-    for (const uint16_t application : arrived) {
-      if (const auto found = watched.find(application); found != watched.end()) found->second->arm();
-    }
-    if (own && own->watched()) own->arm();
+    return;
   }
-  woken.notify_all();
+  for (const uint16_t application : reached) {
+    if (const auto found = watched.find(application); found != watched.end()) found->second->arm();
+  }
+  if (own && own->watched()) own->arm();
 }
 
 std::shared_ptr<SharedUnit> acquire_unit(const Options& options) {

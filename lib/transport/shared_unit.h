@@ -30,6 +30,9 @@ struct SharedUnit {
   std::vector<rovk_transport*> connections;
   std::map<uint16_t, rovk_transport*> watched;  // of these the ones with a descriptor, by application
   std::optional<unit::Time> armed_until;        // what all of them know of the unit's next due time
+
+ private:
+  void arm_watched(rovk_transport* own);
 };
 
 // Null: there is a unit of that name, and it was opened with other options than those given here.
