@@ -3,6 +3,7 @@
 # libraries with the simulated unit, their headers, and the Lua modules for event loop and unit.
 
 file(RELATIVE_PATH to_libraries /${ROVK_LUA_MODULE_DIR} /${CMAKE_INSTALL_LIBDIR})
+set(ROVK_MODULE_TO_LIBRARIES ${to_libraries} CACHE STRING "Way from the folder of the module to that of the libraries")
 set(modules rovk_message rovk_companion)
 set(libraries rovk-message rovktrans rovk-transport)
 
@@ -14,7 +15,7 @@ foreach(target IN LISTS modules)
     continue()
   endif()
   add_dependencies(rovk_scripts ${target})
-  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${to_libraries}")
+  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${ROVK_MODULE_TO_LIBRARIES}")
   if(target STREQUAL rovk_message)
     set(component module)
   else()
@@ -26,12 +27,11 @@ endforeach()
 if(ROVK_BUILD_LIBRARIES)
   install(DIRECTORY lualib/companions/ DESTINATION ${ROVK_LUA_SCRIPT_DIR} COMPONENT desk FILES_MATCHING PATTERN "*.lua")
   install(DIRECTORY ${ROVK_GENERATED}/lua/rovk_catalogue DESTINATION ${ROVK_LUA_SCRIPT_DIR} COMPONENT desk)
-  foreach(target IN LISTS libraries)
-    if(TARGET ${target})
-      set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN")
-      install(TARGETS ${target} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT desk)
-    endif()
-  endforeach()
+  # The names without a version are for linking, and the module asks for them when it is loaded.
+  set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  install(TARGETS ${libraries} rovk_headers EXPORT rovk-libraries
+          LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT desk
+          INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
   install(DIRECTORY include/rovk ${ROVK_GENERATED}/include/rovk DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
           COMPONENT desk FILES_MATCHING PATTERN "*.h")
   # To read and to build on; the library has them inside.
@@ -45,4 +45,5 @@ if(ROVK_BUILD_LIBRARIES)
           PATTERN .doctrees EXCLUDE)
   install(DIRECTORY ${PROJECT_BINARY_DIR}/annotations DESTINATION ${CMAKE_INSTALL_DATADIR}/rovk COMPONENT desk OPTIONAL
           FILES_MATCHING PATTERN "*.lua")
+  install(FILES programs/rovk-unit.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT desk)
 endif()

@@ -2,6 +2,9 @@
 //   rovk-unit check FILE...   exit code 1 and a line for each file that is no good
 //   rovk-unit list            the shipped units
 //   rovk-unit show NAME|FILE  the peripherals with their addresses and devices
+//   rovk-unit --version
+#include <rovk/version.h>
+
 #include <algorithm>
 #include <cstdio>
 #include <exception>
@@ -54,11 +57,15 @@ int main(int count, char** arguments) {
     for (const std::string& name : rovk::unit::profile_names()) std::printf("%s\n", name.c_str());
     return 0;
   }
+  if (command == "--version") {
+    std::printf("rovk-unit %s\n", ROVK_VERSION);
+    return 0;
+  }
   if ((command == "check" && count > 2) || (command == "show" && count == 3)) {
     bool good = true;
     for (int i = 2; i < count; ++i) good = (command == "check" ? check(arguments[i]) : show(arguments[i])) && good;
     return good ? 0 : 1;
   }
-  std::fprintf(stderr, "usage: rovk-unit check FILE... | list | show NAME|FILE\n");
+  std::fprintf(stderr, "usage: rovk-unit check FILE... | list | show NAME|FILE | --version\n");
   return 2;
 }

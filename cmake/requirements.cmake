@@ -1,0 +1,67 @@
+# What the build asks of the machine and of its options, before anything is compiled: an interpreter for
+# the generator, headers of the right Lua, and, when our own libraries are not built, those of a unit.
+
+# A unit's interpreter does not run here.
+find_program(ROVK_LUA NAMES lua5.1 luajit NO_CMAKE_FIND_ROOT_PATH DOC "Lua 5.1 interpreter that runs the generator")
+if(NOT ROVK_LUA)
+  message(FATAL_ERROR "There is no lua5.1 or luajit, which runs the generator; name one with -DROVK_LUA=PROGRAM")
+endif()
+execute_process(COMMAND ${ROVK_LUA} -e "io.write(_VERSION)" OUTPUT_VARIABLE version ERROR_QUIET RESULT_VARIABLE failed)
+if(NOT version STREQUAL "Lua 5.1")
+  if(failed)
+    set(version "no Lua that runs here")
+  endif()
+  message(FATAL_ERROR "ROVK_LUA=${ROVK_LUA} is ${version}; the generator is run by Lua 5.1 or LuaJIT")
+endif()
+
+find_path(ROVK_LUA_INCLUDE_DIR lua.h PATH_SUFFIXES lua5.1 lua-5.1 DOC "Folder of Lua 5.1's headers")
+if(NOT EXISTS ${ROVK_LUA_INCLUDE_DIR}/lua.h)
+  message(FATAL_ERROR "There is no lua.h of Lua 5.1; name the folder that has it with -DROVK_LUA_INCLUDE_DIR=FOLDER")
+endif()
+file(STRINGS ${ROVK_LUA_INCLUDE_DIR}/lua.h number REGEX "^#define[ \t]+LUA_VERSION_NUM[ \t]")
+string(REGEX MATCH "5(0[0-9])$" number "${number}")
+if(NOT number EQUAL 501)
+  set(version "another Lua")
+  if(number)
+    string(REGEX REPLACE "50(.)" "Lua 5.\\1" version ${number})
+  endif()
+  message(FATAL_ERROR "ROVK_LUA_INCLUDE_DIR=${ROVK_LUA_INCLUDE_DIR} has the headers of ${version}; the module is for "
+                      "Lua 5.1 and LuaJIT alone")
+endif()
+
+if(ROVK_BUILD_LIBRARIES)
+  return()
+endif()
+
+foreach(option ROVK_BUILD_TESTS ROVK_BUILD_BENCH)
+  if(${option})
+    message(FATAL_ERROR "${option}=ON needs our own libraries, which ROVK_BUILD_LIBRARIES=OFF leaves out; turn one of them round")
+  endif()
+endforeach()
+
+# A folder is meant as the unit has it, below the sysroot, or else as this machine has it.
+set(sysroots ${CMAKE_SYSROOT} ${CMAKE_FIND_ROOT_PATH})
+if(NOT ROVK_LIBRARY_DIR AND NOT sysroots)
+  message(FATAL_ERROR "ROVK_BUILD_LIBRARIES=OFF builds the module for a unit with libraries of its own: name their folder with "
+                      "-DROVK_LIBRARY_DIR=FOLDER, or the unit's file system with -DCMAKE_SYSROOT=FOLDER")
+endif()
+set(missing "")
+foreach(library rovk-message rovktrans rovk-transport)
+  if(ROVK_LIBRARY_DIR)
+    list(TRANSFORM sysroots APPEND /${ROVK_LIBRARY_DIR} OUTPUT_VARIABLE folders)
+    set(looked ${folders} ${ROVK_LIBRARY_DIR})
+    find_library(ROVK_LIBRARY_${library} NAMES lib${library}.so PATHS ${looked} NO_DEFAULT_PATH NO_CMAKE_FIND_ROOT_PATH)
+  else()
+    set(looked ${sysroots})
+    find_library(ROVK_LIBRARY_${library} NAMES lib${library}.so ONLY_CMAKE_FIND_ROOT_PATH)
+  endif()
+  if(NOT ROVK_LIBRARY_${library})
+    list(APPEND missing lib${library}.so)
+  endif()
+endforeach()
+if(missing)
+  list(JOIN missing ", " missing)
+  list(JOIN looked " and " looked)
+  message(FATAL_ERROR "ROVK_BUILD_LIBRARIES=OFF: no ${missing} in ${looked}; say where the unit has its libraries with "
+                      "-DROVK_LIBRARY_DIR=FOLDER")
+endif()

@@ -1,0 +1,6 @@
+// The function of version.h that this library has.
+#pragma GCC visibility push(default)
+#include <rovk/version.h>
+#pragma GCC visibility pop
+
+const char* rovk_message_library_version() { return ROVK_VERSION; }
