@@ -33,5 +33,5 @@ build = {
 -- What is installed, where Lua finds it: eval "$(luarocks path)" before, and busted at hand.
 test = {
   type = "command",
-  command = "tests/installed.sh",
+  command = "tests/packages/installed.sh",
 }

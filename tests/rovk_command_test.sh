@@ -55,7 +55,7 @@ END
 fresh() {
   rm -rf "$work/system" "$work/checkout"
   mkdir -p "$work/system/packages" "$work/checkout/examples"
-  cp "$repository/rovk" "$work/checkout"
+  cp "$repository/rovk" "$repository/CMakeLists.txt" "$work/checkout"
   touch "$work/checkout/examples/tour.lua"
   for package in "$@"; do touch "$work/system/packages/$package"; done
   chmod -R a+rwX "$work"
@@ -92,10 +92,12 @@ printed() { [[ $(cat "$work/out") == *"$1"* ]]; }
 build=(g++ cmake ninja-build lua5.1 liblua5.1-0-dev libtomlplusplus-dev libevent-dev)
 
 fresh
+call --version
+expect "tells its version" printed "rovk $(sed -n 's/.*VERSION \([0-9.]*\) LANG.*/\1/p' "$repository/CMakeLists.txt")"
 call
 expect "alone it lists its commands" printed "run [OPTION...] [SCRIPT"
 expect "and does nothing" not_logged " "
-for wrong in "dance" "run" "run none.lua" "run -x" "run -e" "test-script" "test-script none" "test slow" "build fast"; do
+for wrong in "dance" "run" "run none.lua" "run -x" "run -e" "test-script" "test-script none" "test slow" "build fast" "package tar"; do
   # shellcheck disable=SC2086
   call $wrong
   expect "'$wrong' is refused" ended 1
@@ -138,7 +140,7 @@ if ((EUID == 0)); then
   expect "and is told where the unit is" logged "lua5.1 $work/checkout/programs/console/main.lua sim"
 
   call test -R eeprom
-  expect "tests need packages of their own" logged "install -y --no-install-recommends libgtest-dev"
+  expect "tests need packages of their own" logged "install -y --no-install-recommends pkg-config libgtest-dev"
   expect "turn the tests on in the same folder" logged "checkout/build/release -DROVK_BUILD_TESTS=ON"
   expect "hand options to ctest" logged "-R eeprom"
   expect "end with what ctest says" test "$(tail -n 1 "$work/out")" = "100% tests passed"
