@@ -46,7 +46,7 @@ packaging=$build/packaging
   echo "rovk-unit $("$work/usr/bin/rovk-unit" --version | cut -d ' ' -f 2)"
   echo "CHANGELOG.md $(field "$repository/CHANGELOG.md" '^## \(.*\)')"
   echo "rockspec $("$lua" - "$packaging"/rovk_message-"$version"-1.rockspec <<<"dofile(arg[1]) print((version:gsub('-1$', '')))")"
-  echo "Debian $(field "$packaging/debian/changelog" '^rovk-message (\(.*\)-[0-9]*) .*')"
+  echo "Debian $(field "$packaging/debian/changelog" '^rovk-message (\(.*\)) .*')"
   echo "Buildroot $(field "$packaging/buildroot/rovk-message/rovk-message.mk" '^ROVK_MESSAGE_VERSION = \(.*\)')"
   echo "Yocto $(basename "$packaging"/yocto/rovk-message_*.bb .bb | cut -d _ -f 2)"
   echo "librovktrans.so.N $(readlink -f "$library/librovktrans.so" | sed 's/.*\.so\.//')"
