@@ -24,7 +24,7 @@ done
   { echo "the shipped unit files are not as they should be"; exit 1; }
 
 # What was made beside the build, when it was, is there whole.
-for made in docs/man:man docs/html/index.html:doc/rovk_message/html/index.html annotations:rovk/annotations; do
+for made in docs/man/man7:man/man7 docs/html/index.html:doc/rovk_message/html/index.html annotations:rovk/annotations; do
   from=$build/${made%%:*} to=$work/usr/share/${made#*:}
   [[ ! -e $from ]] || diff -rq -x stamp "$from" "$to" || { echo "not installed as it was made: ${made%%:*}"; exit 1; }
 done

@@ -25,9 +25,9 @@ EXTRA_OECMAKE = " \
     -DCMAKE_SKIP_INSTALL_RPATH=ON \
 "
 
-# `libraries`: our own three, with the simulated unit, and the modules in Lua above them. cpp-httplib as a shared library.
+# `libraries`: our own three, with the simulated unit, and the modules in Lua above them.
 PACKAGECONFIG ??= ""
-PACKAGECONFIG[libraries] = "-DROVK_BUILD_LIBRARIES=ON,-DROVK_BUILD_LIBRARIES=OFF -DROVK_LIBRARY_DIR=${libdir},cpp-httplib tomlplusplus"
+PACKAGECONFIG[libraries] = "-DROVK_BUILD_LIBRARIES=ON,-DROVK_BUILD_LIBRARIES=OFF -DROVK_LIBRARY_DIR=${libdir},libevent tomlplusplus"
 
 # The module asks for the libraries by names without a version, as a unit has them.
 FILES_SOLIBSDEV = ""

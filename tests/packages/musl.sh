@@ -62,10 +62,11 @@ int _dl_find_object(void* at, struct found* found) {
 }
 END
 musl-gcc -O2 -fPIC -c glibc.c
-musl-gcc -shared -o unit/libcpp-httplib.so -x c /dev/null
+musl-gcc -shared -o unit/libevent.so -x c /dev/null
 
 cmake -G Ninja -S "$repository" -B build -DCMAKE_C_COMPILER=musl-gcc -DCMAKE_CXX_COMPILER="$work/tools/g++" \
-  -DCMAKE_CXX_COMPILER_WORKS=1 -DROVK_BUILD_TESTS=OFF -DROVK_BUILD_BENCH=OFF -DROVK_HTTPLIB="$work/unit/libcpp-httplib.so" \
+  -DCMAKE_CXX_COMPILER_WORKS=1 -DROVK_BUILD_TESTS=OFF -DROVK_BUILD_BENCH=OFF \
+  -DROVK_EVENT_CORE="$work/unit/libevent.so" -DROVK_EVENT_EXTRA="$work/unit/libevent.so" \
   -DROVK_LUA_INCLUDE_DIR="$work/lua-5.1.5/src" -DCMAKE_SHARED_LINKER_FLAGS="-static-libstdc++ -static-libgcc $work/glibc.o"
 mapfile -t objects < <(ninja -C build -t targets all | sed -n 's/^\(lib\/trans\/CMakeFiles.*\.o\): .*/\1/p')
 # rovk_message itself depends on all three libraries, so what it is linked from is asked for.
