@@ -36,31 +36,62 @@ int plan(lua_State* L) {
   return rovk_push_done(L, rovk_unit_plan(context, luaL_checkstring(L, 2)));
 }
 
-// A Lua function that waits for its time, on a thread of its own which the registry keeps.
+// A Lua function that waits for its time, on a thread of its own with what reports its error below it. The
+// registry keeps a userdata that has the thread. Its finalizer tells that the state is gone: the unit and its
+// clock may outlast that, as one that another context shares does.
 struct Waiting {
-  lua_State* thread;
+  lua_State* thread;  // null: its state was closed
   int reference;
+  Waiting** slot;  // in the userdata
 };
 
+int forget_waiting(lua_State* L) {
+  auto** const slot = static_cast<Waiting**>(lua_touserdata(L, 1));
+  if (!slot || lua_objlen(L, 1) != sizeof *slot || !*slot) return 0;
+  (*slot)->thread = nullptr;
+  *slot = nullptr;
+  return 0;
+}
+
 // An error goes where those of callbacks go, or else to the standard error stream.
-void report_error(lua_State* L) {
+int report_error(lua_State* L) {
   lua_getfield(L, LUA_REGISTRYINDEX, ROVK_ON_ERROR_KEY);
   lua_insert(L, -2);
   if (lua_isfunction(L, -2)) {
     lua_pushliteral(L, "an action of rovk_unit.at");
-    if (lua_pcall(L, 2, 0, 0) == 0) return;
+    if (lua_pcall(L, 2, 0, 0) == 0) return 0;
   }
   const char* const text = lua_tostring(L, -1);
   fprintf(stderr, "rovk: error in an action of rovk_unit.at: %s\n", text ? text : "(no text)");
+  return 0;
 }
 
 void act(void* pointer, int32_t runs) {
   auto* const waiting = static_cast<Waiting*>(pointer);
-  lua_State* const L = waiting->thread;
-  if (runs && lua_pcall(L, 0, 0, 0) != 0) report_error(L);
-  lua_settop(L, 0);
-  luaL_unref(L, LUA_REGISTRYINDEX, waiting->reference);
+  if (lua_State* const L = waiting->thread) {
+    if (runs && lua_pcall(L, 0, 0, 0) != 0) lua_pcall(L, 1, 0, 0);
+  }
+  // The function may have been the last of the state's to run.
+  if (lua_State* const L = waiting->thread) {
+    lua_settop(L, 0);
+    *waiting->slot = nullptr;
+    luaL_unref(L, LUA_REGISTRYINDEX, waiting->reference);
+  }
   free(waiting);
+}
+
+// Pushes the userdata that keeps a thread, and gives the thread.
+lua_State* push_slot(lua_State* L) {
+  *static_cast<Waiting**>(lua_newuserdata(L, sizeof(Waiting*))) = nullptr;
+  lua_createtable(L, 1, 0);
+  lua_State* const thread = lua_newthread(L);
+  lua_rawseti(L, -2, 1);
+  lua_setfenv(L, -2);
+  lua_createtable(L, 0, 1);
+  lua_pushcfunction(L, forget_waiting);
+  lua_setfield(L, -2, "__gc");
+  lua_setmetatable(L, -2);
+  return thread;
 }
 
 int at(lua_State* L) {
@@ -68,14 +99,18 @@ int at(lua_State* L) {
   void* const context = rovk_check_context(L, 1);
   const uint64_t when = check_time(L, 2);
   luaL_checktype(L, 3, LUA_TFUNCTION);
-  lua_State* const thread = lua_newthread(L);
-  const int reference = luaL_ref(L, LUA_REGISTRYINDEX);
+  lua_State* const thread = push_slot(L);
+  auto** const slot = static_cast<Waiting**>(lua_touserdata(L, -1));
+  lua_pushcfunction(L, report_error);
   lua_pushvalue(L, 3);
-  lua_xmove(L, thread, 1);
+  lua_xmove(L, thread, 2);
+  const int reference = luaL_ref(L, LUA_REGISTRYINDEX);
   auto* const waiting = static_cast<Waiting*>(malloc(sizeof(Waiting)));
-  if (waiting) *waiting = {thread, reference};
+  if (waiting) *waiting = {thread, reference, slot};
+  *slot = waiting;
   const int32_t status = waiting ? rovk_unit_at(context, when, act, waiting) : -ENOMEM;
   if (status < 0) {
+    *slot = nullptr;
     luaL_unref(L, LUA_REGISTRYINDEX, reference);
     free(waiting);
   }
