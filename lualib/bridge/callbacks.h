@@ -19,6 +19,19 @@ void rovk_references_open(lua_State* L);
 // Whether a command's reference was given up because the library refused the command.
 bool rovk_is_retired(const swiglua_ref* reference);
 
+// Whether the state takes references: it was opened, and is not being closed.
+bool rovk_references_are_open(lua_State* L);
+
+// What ends a subscription.
+struct rovk_subscription {
+  void* context;
+  uint16_t address;
+  int32_t (*unregister)(void* context, uint16_t address, swiglua_ref* reference);
+};
+// A script's subscription ends with its state at the latest; from here on until it is dropped.
+void rovk_keep_subscription(lua_State* L, swiglua_ref* reference, const rovk_subscription& made);
+void rovk_drop_subscription(swiglua_ref* reference);
+
 // Run the function behind `user` with the values of a callback and, for a command, an error table. A
 // command's reference is freed afterwards. `row` is the place in callback_rows.
 void rovk_deliver_command(unsigned row, void* context, const void* error, const native_value* values, void* user);

@@ -18,7 +18,8 @@ namespace {
 const char coroutines_key = 0;
 // Registry table from the key of a reference to its record; false once the state is being closed.
 const char records_key = 0;
-// Userdata whose finalizer runs when the state is closed.
+// Userdata whose finalizer runs when the state is closed. It has the head of the list of subscriptions that
+// scripts of the state have made.
 const char closing_key = 0;
 
 // A reference as this module allocates it. A program may bring a swiglua_ref of its own, so only what
@@ -26,7 +27,13 @@ const char closing_key = 0;
 struct callback_record {
   swiglua_ref reference;
   bool retired;
+  // Of a subscription that a script has made.
+  rovk_subscription subscription;
+  callback_record* next;
+  callback_record** link;  // what points here; null: in no list
 };
+
+callback_record* record_of(swiglua_ref* reference) { return reinterpret_cast<callback_record*>(reference); }
 
 // References of commands that a library has refused. Ours never answers those. Of another it is not known,
 // so they are emptied, and freed when many more have been refused since.
@@ -55,14 +62,36 @@ void register_value(lua_State* L, const char* key) {
   lua_rawset(L, LUA_REGISTRYINDEX);
 }
 
+void unlink(callback_record* record) {
+  if (!record->link) return;
+  *record->link = record->next;
+  if (record->next) record->next->link = record->link;
+  record->link = nullptr;
+}
+
+// Nobody else could do so later, and a unit should not go on telling a script that is gone. Another library
+// may not bear to be asked for a context that was closed: there the emptied references are left to it.
+void end_subscriptions(callback_record* first) {
+  for (callback_record* record = first; record; record = first) {
+    first = record->next;
+    unlink(record);
+    const rovk_subscription& made = record->subscription;
+    if (refusal_is_final()) made.unregister(made.context, made.address, &record->reference);
+  }
+}
+
 int empty_references(lua_State* L) {
   push_registered(L, &records_key);
   if (!lua_istable(L, -1)) return 0;
+  push_registered(L, &closing_key);
+  auto* const head = static_cast<callback_record**>(lua_touserdata(L, -1));
+  lua_pop(L, 1);
   for (lua_pushnil(L); lua_next(L, -2); lua_pop(L, 1)) {
     *static_cast<swiglua_ref*>(lua_touserdata(L, -1)) = {nullptr, 0};
   }
   lua_pushboolean(L, 0);
   register_value(L, &records_key);
+  if (head) end_subscriptions(*head);
   return 0;
 }
 
@@ -118,7 +147,7 @@ void rovk_references_open(lua_State* L) {
   const bool is_open = !lua_isnil(L, -1);
   lua_pop(L, 1);
   if (is_open) return;
-  lua_newuserdata(L, 0);
+  *static_cast<callback_record**>(lua_newuserdata(L, sizeof(callback_record*))) = nullptr;
   lua_createtable(L, 0, 1);
   lua_pushcclosure(L, empty_references, 0);
   lua_setfield(L, -2, "__gc");
@@ -127,6 +156,28 @@ void rovk_references_open(lua_State* L) {
   lua_newtable(L);
   register_value(L, &records_key);
 }
+
+bool rovk_references_are_open(lua_State* L) {
+  push_registered(L, &records_key);
+  const bool is_open = lua_istable(L, -1);
+  lua_pop(L, 1);
+  return is_open;
+}
+
+void rovk_keep_subscription(lua_State* L, swiglua_ref* reference, const rovk_subscription& made) {
+  push_registered(L, &closing_key);
+  auto* const head = static_cast<callback_record**>(lua_touserdata(L, -1));
+  lua_pop(L, 1);
+  if (!head) return;
+  callback_record* const record = record_of(reference);
+  record->subscription = made;
+  record->next = *head;
+  record->link = head;
+  if (*head) (*head)->link = &record->next;
+  *head = record;
+}
+
+void rovk_drop_subscription(swiglua_ref* reference) { unlink(record_of(reference)); }
 
 ROVK_EXPORT void swiglua_ref_set(swiglua_ref* reference, lua_State* L, int index) {
   lua_pushvalue(L, index);

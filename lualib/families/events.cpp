@@ -9,6 +9,8 @@
 
 namespace {
 
+using unregister_function = int32_t (*)(void*, uint16_t, swiglua_ref*);
+
 swig_type_entry* untyped_pointer() {
   static swig_type_entry* type;
   if (!type) type = swig_module_find_mangled(&swig_this_module, swig_this_module.next, "_p_void");
@@ -22,8 +24,9 @@ int fail_handle(lua_State* L, const command_call& call, int index, const char* g
 // The handle at an index when it is a live one; raises otherwise.
 swig_subscription_object* check_any_handle(lua_State* L, const command_call& call, int index) {
   swig_wrapped_object* const wrapped = swig_wrapped_object_at(L, index);
-  if (!wrapped || wrapped->kind != SWIG_SUBSCRIPTION) {
-    const bool spent = wrapped && wrapped->kind == SWIG_SPENT;
+  // In a state that is being closed, they have ended.
+  if (!wrapped || wrapped->kind != SWIG_SUBSCRIPTION || !rovk_references_are_open(L)) {
+    const bool spent = wrapped && wrapped->kind != SWIG_PLAIN;
     fail_handle(L, call, index, spent ? "spent subscription handle" : swig_argument_type_name(L, index));
   }
   return reinterpret_cast<swig_subscription_object*>(wrapped);
@@ -47,6 +50,9 @@ int rovk_run_register(lua_State* L, const command_call& call) {
   *handle = {{{untyped_pointer(), 0, nullptr}, 0, SWIG_SPENT, nullptr}, context, address, call.row.detail};
   swiglua_ref* const reference = reinterpret_cast<bridge_function>(call.target())(context, address, {L, 3});
   if (reference) {
+    // The function that unsubscribes stands behind the one that subscribes.
+    rovk_keep_subscription(L, reference,
+                           {context, address, reinterpret_cast<unregister_function>(command_targets[call.number + 1])});
     handle->wrapped.object.pointer = reference;
     handle->wrapped.kind = SWIG_SUBSCRIPTION;
   } else {
@@ -56,7 +62,6 @@ int rovk_run_register(lua_State* L, const command_call& call) {
 }
 
 int rovk_run_unregister(lua_State* L, const command_call& call) {
-  using bridge_function = int32_t (*)(void*, uint16_t, swiglua_ref*);
   void* const context = call.arguments.values[0].pointer;
   const auto address = static_cast<uint16_t>(call.arguments.values[1].u);
   swiglua_ref* reference = nullptr;
@@ -68,8 +73,9 @@ int rovk_run_unregister(lua_State* L, const command_call& call) {
     }
     reference = static_cast<swiglua_ref*>(handle->wrapped.object.pointer);
     handle->wrapped.kind = SWIG_SPENT;
+    rovk_drop_subscription(reference);
   }
-  lua_pushnumber(L, reinterpret_cast<bridge_function>(call.target())(context, address, reference));
+  lua_pushnumber(L, reinterpret_cast<unregister_function>(call.target())(context, address, reference));
   return 1;
 }
 

@@ -21,6 +21,7 @@
 extern "C" {
 [[gnu::weak]] void __sanitizer_set_death_callback(void (*callback)(void));
 [[gnu::weak]] void __sanitizer_set_report_fd(void* fd);
+[[gnu::weak]] int __lsan_do_recoverable_leak_check(void);
 [[gnu::weak]] size_t __sanitizer_get_current_allocated_bytes(void);
 }
 
@@ -78,7 +79,7 @@ void* allocate(void* data, void* block, size_t old_size, size_t new_size) {
 }
 
 struct Object {
-  void* type;
+  const char* const* type;  // first member of a type entry: its name
   int own;
   void* pointer;
 };
@@ -115,10 +116,13 @@ int opened(lua_State* L) {
 // disown(function, object): calls the function; a record that lost its owner is freed after the state.
 int disown(lua_State* L) {
   const Object* const object = object_at(L, 2);
-  void* const record = object && object->own && luaL_getmetafield(L, 2, ".type") ? object->pointer : nullptr;
+  void* const record = object && object->own ? object->pointer : nullptr;
   lua_settop(L, 2);
+  lua_pushvalue(L, 1);
+  lua_pushvalue(L, 2);
   lua_call(L, 1, 0);
-  if (record && running) running->disowned.push_back(record);
+  // It was not refused, so it is one of the module's; a context is no record.
+  if (record && running && strcmp(*object->type, "_p_void") != 0) running->disowned.push_back(record);
   return 0;
 }
 
@@ -151,6 +155,15 @@ int used(lua_State* L) {
                                             : mallinfo2().uordblks));
   return 1;
 }
+
+// leaks(): whether blocks are lost; the leak sanitizer tells which.
+int leaks(lua_State* L) {
+  lua_pushboolean(L, __lsan_do_recoverable_leak_check && __lsan_do_recoverable_leak_check());
+  return 1;
+}
+
+// finish(code): ends the process at once.
+int finish(lua_State* L) { _exit(static_cast<int>(luaL_checkinteger(L, 1))); }
 
 int report(lua_State* L) {
   dprintf(report_fd, "%s\n", luaL_checkstring(L, 1));
@@ -243,7 +256,8 @@ int quiet(lua_State*) {
 
 extern "C" __attribute__((visibility("default"))) int luaopen_fuzz_host(lua_State* L) {
   push_functions(L);
-  static const luaL_Reg outside[] = {{"begin", begin}, {"quiet", quiet}, {"used", used}, {nullptr, nullptr}};
+  static const luaL_Reg outside[] = {{"begin", begin}, {"quiet", quiet}, {"used", used},
+                                     {"leaks", leaks}, {"finish", finish}, {nullptr, nullptr}};
   luaL_register(L, nullptr, outside);
   return 1;
 }

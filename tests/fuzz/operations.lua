@@ -189,11 +189,8 @@ end
 
 local function make()
   local class = pick(env.classes)
-  local object = call(class, rovk[class], random(30) == 1 and 1 or 0, { 1 })
-  if object and not getmetatable(object) then
-    -- Made while there were no classes, when nothing would free its record.
-    debug.setmetatable(object, env.metatables[class])
-  end
+  note("make " .. class)
+  keep(env.make(class, random(30) == 1 and 1 or 0))
 end
 
 local function read()
@@ -491,12 +488,6 @@ local function reopen()
     package.loaded.rovk_message = loaded
   end
   require("rovk_message")
-end
-
--- Metatables by class, for what was made without.
-env.metatables = {}
-for _, class in ipairs(env.classes) do
-  env.metatables[class] = debug.getregistry().SWIG[class]
 end
 
 -- Ends what is under way, as a script that is in order does.

@@ -107,7 +107,7 @@ local function run_episode(number)
     first, EPISODE, 0, chosen, names)
   if not result and not message:match("^cut") and not message:match("not enough memory") then
     host.report(("fuzz: seed %d, episode from step %d: %s"):format(options.seed, first, message), true)
-    os.exit(1)
+    host.finish(1)
   end
   return result or "cut"
 end
@@ -130,6 +130,10 @@ for number = first, last do
   if done == WARM then
     warm = host.used()
   end
+  if (done % 25 == 0 or number == last) and host.leaks() then
+    host.report(("fuzz: seed %d, blocks were lost up to step %d, see above"):format(options.seed, (number + 1) * EPISODE))
+    host.finish(1)
+  end
   if options.seconds > 0 and os.difftime(os.time(), start) >= options.seconds then
     break
   end
@@ -140,5 +144,6 @@ host.report(("fuzz: seed %d, %d steps from %d in %d s: %d episodes to their end,
     counts.cut or 0, growth))
 if growth > BOUND then
   host.report(("fuzz: memory grows by more than %d bytes an episode"):format(BOUND))
-  os.exit(1)
+  host.finish(1)
 end
+host.finish(0)

@@ -48,6 +48,12 @@ function env.note(text)
   fuzz.note(step, ("%" .. 2 * env.level .. "s%s"):format("", text))
 end
 
+-- Of all classes, in calm weather.
+env.metatables = {}
+for class, meta in pairs(debug.getregistry().SWIG) do
+  env.metatables[class] = meta
+end
+
 assert(loadfile(here .. "/values.lua"))(env)
 local operations = assert(loadfile(here .. "/operations.lua"))(env)
 
@@ -108,6 +114,7 @@ for number = 1, count do
   end
   if number == cut then
     -- The state is closed as it is.
+    env.closing = true
     error("cut", 0)
   end
 end
@@ -120,4 +127,5 @@ for key, value in pairs(env.unaccounted and {} or debug.getregistry()) do
     error(("a reference is left: %s"):format(tostring(debug.getinfo(value, "S").linedefined)), 0)
   end
 end
+env.closing = true
 return "ended"

@@ -76,9 +76,18 @@ function env.callback()
   end
 end
 
-local function make(class)
-  local constructor = env.rovk[class]
-  return type(constructor) == "function" and constructor() or nil
+-- A new object. One that was made while there were no classes gets its metatable here: nothing else would
+-- ever free its record.
+-- And none is made by finalizers of a state that is being closed: Lua runs no further ones for it.
+function env.make(class, count)
+  if env.closing then
+    return nil
+  end
+  local object = env.rovk[class](unpack({ 1 }, 1, count))
+  if object and not getmetatable(object) then
+    debug.setmetatable(object, env.metatables[class])
+  end
+  return object
 end
 
 -- An object of a class: one from the pool if chance has it there, or a new one.
@@ -92,7 +101,7 @@ function env.object(class)
       end
     end
   end
-  return env.keep(make(class))
+  return env.keep(env.make(class, 0))
 end
 
 function env.context()
