@@ -36,21 +36,54 @@ int plan(lua_State* L) {
   return rovk_push_done(L, rovk_unit_plan(context, luaL_checkstring(L, 2)));
 }
 
-// A Lua function that waits for its time, on a thread of its own with what reports its error below it. The
-// registry keeps a userdata that has the thread. Its finalizer tells that the state is gone: the unit and its
-// clock may outlast that, as one that another context shares does.
+// A Lua function that waits for its time, on a thread of its own with what reports its error below it; the
+// registry keeps the thread. The unit and its clock may outlast the state, so that knows who waits.
 struct Waiting {
   lua_State* thread;  // null: its state was closed
   int reference;
-  Waiting** slot;  // in the userdata
+  Waiting* next;
+  Waiting** link;  // what points here
 };
 
-int forget_waiting(lua_State* L) {
-  auto** const slot = static_cast<Waiting**>(lua_touserdata(L, 1));
-  if (!slot || lua_objlen(L, 1) != sizeof *slot || !*slot) return 0;
-  (*slot)->thread = nullptr;
-  *slot = nullptr;
+// Registry key of a userdata with the head of the list; false once the state is being closed.
+const char waiting_key = 0;
+
+void unlink(Waiting* waiting) {
+  *waiting->link = waiting->next;
+  if (waiting->next) waiting->next->link = waiting->link;
+}
+
+void set_head(lua_State* L) {
+  lua_pushlightuserdata(L, const_cast<char*>(&waiting_key));
+  lua_insert(L, -2);
+  lua_rawset(L, LUA_REGISTRYINDEX);
+}
+
+int forget_all(lua_State* L) {
+  if (lua_objlen(L, 1) != sizeof(Waiting*) || !lua_isuserdata(L, 1)) return 0;
+  auto** const head = static_cast<Waiting**>(lua_touserdata(L, 1));
+  for (Waiting* waiting = *head; waiting; waiting = waiting->next) waiting->thread = nullptr;
+  *head = nullptr;
+  lua_pushboolean(L, 0);
+  set_head(L);
   return 0;
+}
+
+// The head of the state's list, made at its first use.
+Waiting** check_head(lua_State* L) {
+  lua_pushlightuserdata(L, const_cast<char*>(&waiting_key));
+  lua_rawget(L, LUA_REGISTRYINDEX);
+  auto** head = static_cast<Waiting**>(lua_touserdata(L, -1));
+  if (head) return head;
+  if (!lua_isnil(L, -1)) luaL_error(L, "the Lua state is being closed");
+  head = static_cast<Waiting**>(lua_newuserdata(L, sizeof(Waiting*)));
+  *head = nullptr;
+  lua_createtable(L, 0, 1);
+  lua_pushcfunction(L, forget_all);
+  lua_setfield(L, -2, "__gc");
+  lua_setmetatable(L, -2);
+  set_head(L);
+  return head;
 }
 
 // An error goes where those of callbacks go, or else to the standard error stream.
@@ -71,27 +104,12 @@ void act(void* pointer, int32_t runs) {
   if (lua_State* const L = waiting->thread) {
     if (runs && lua_pcall(L, 0, 0, 0) != 0) lua_pcall(L, 1, 0, 0);
   }
-  // The function may have been the last of the state's to run.
   if (lua_State* const L = waiting->thread) {
     lua_settop(L, 0);
-    *waiting->slot = nullptr;
+    unlink(waiting);
     luaL_unref(L, LUA_REGISTRYINDEX, waiting->reference);
   }
   free(waiting);
-}
-
-// Pushes the userdata that keeps a thread, and gives the thread.
-lua_State* push_slot(lua_State* L) {
-  *static_cast<Waiting**>(lua_newuserdata(L, sizeof(Waiting*))) = nullptr;
-  lua_createtable(L, 1, 0);
-  lua_State* const thread = lua_newthread(L);
-  lua_rawseti(L, -2, 1);
-  lua_setfenv(L, -2);
-  lua_createtable(L, 0, 1);
-  lua_pushcfunction(L, forget_waiting);
-  lua_setfield(L, -2, "__gc");
-  lua_setmetatable(L, -2);
-  return thread;
 }
 
 int at(lua_State* L) {
@@ -99,19 +117,23 @@ int at(lua_State* L) {
   void* const context = rovk_check_context(L, 1);
   const uint64_t when = check_time(L, 2);
   luaL_checktype(L, 3, LUA_TFUNCTION);
-  lua_State* const thread = push_slot(L);
-  auto** const slot = static_cast<Waiting**>(lua_touserdata(L, -1));
+  Waiting** const head = check_head(L);
+  lua_State* const thread = lua_newthread(L);
   lua_pushcfunction(L, report_error);
   lua_pushvalue(L, 3);
   lua_xmove(L, thread, 2);
   const int reference = luaL_ref(L, LUA_REGISTRYINDEX);
   auto* const waiting = static_cast<Waiting*>(malloc(sizeof(Waiting)));
-  if (waiting) *waiting = {thread, reference, slot};
-  *slot = waiting;
-  const int32_t status = waiting ? rovk_unit_at(context, when, act, waiting) : -ENOMEM;
+  int32_t status = -ENOMEM;
+  if (waiting) {
+    *waiting = {thread, reference, *head, head};
+    if (*head) (*head)->link = &waiting->next;
+    *head = waiting;
+    status = rovk_unit_at(context, when, act, waiting);
+  }
   if (status < 0) {
-    *slot = nullptr;
     luaL_unref(L, LUA_REGISTRYINDEX, reference);
+    if (waiting) unlink(waiting);
     free(waiting);
   }
   return rovk_push_done(L, status);

@@ -217,7 +217,11 @@ int episode(lua_State* L) {
   const char* const text = lua_tostring(state.L, -1);
   char result[400];
   snprintf(result, sizeof result, "%s", text ? text : luaL_typename(state.L, -1));
-  // A state that ends in want of memory ends all the same.
+  // Finalizers know by it that nothing will run for what they make.
+  state.remaining = -1;
+  lua_getglobal(state.L, "fuzz");
+  lua_pushboolean(state.L, 1);
+  lua_setfield(state.L, -2, "closing");
   lua_close(state.L);
   running = state.outer;
   end_contexts(state);

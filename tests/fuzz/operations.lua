@@ -411,6 +411,9 @@ end
 
 -- Memory that ends after so many more allocations, for the steps inside.
 local function starve()
+  if not env.starves then
+    return
+  end
   note("starve")
   local outside = env.rough
   env.rough = true

@@ -80,7 +80,7 @@ end
 -- ever free its record.
 -- And none is made by finalizers of a state that is being closed: Lua runs no further ones for it.
 function env.make(class, count)
-  if env.closing then
+  if fuzz.closing then
     return nil
   end
   local object = env.rovk[class](unpack({ 1 }, 1, count))
