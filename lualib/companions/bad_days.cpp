@@ -69,20 +69,11 @@ int forget_all(lua_State* L) {
   return 0;
 }
 
-// The head of the state's list, made at its first use.
 Waiting** check_head(lua_State* L) {
   lua_pushlightuserdata(L, const_cast<char*>(&waiting_key));
   lua_rawget(L, LUA_REGISTRYINDEX);
-  auto** head = static_cast<Waiting**>(lua_touserdata(L, -1));
-  if (head) return head;
-  if (!lua_isnil(L, -1)) luaL_error(L, "the Lua state is being closed");
-  head = static_cast<Waiting**>(lua_newuserdata(L, sizeof(Waiting*)));
-  *head = nullptr;
-  lua_createtable(L, 0, 1);
-  lua_pushcfunction(L, forget_all);
-  lua_setfield(L, -2, "__gc");
-  lua_setmetatable(L, -2);
-  set_head(L);
+  auto** const head = static_cast<Waiting**>(lua_touserdata(L, -1));
+  if (!head) luaL_error(L, "the Lua state is being closed");
   return head;
 }
 
@@ -167,6 +158,20 @@ int report(lua_State* L) {
 }
 
 }  // namespace
+
+void rovk_bad_days_open(lua_State* L) {
+  lua_pushlightuserdata(L, const_cast<char*>(&waiting_key));
+  lua_rawget(L, LUA_REGISTRYINDEX);
+  const bool is_open = !lua_isnil(L, -1);
+  lua_pop(L, 1);
+  if (is_open) return;
+  *static_cast<Waiting**>(lua_newuserdata(L, sizeof(Waiting*))) = nullptr;
+  lua_createtable(L, 0, 1);
+  lua_pushcfunction(L, forget_all);
+  lua_setfield(L, -2, "__gc");
+  lua_setmetatable(L, -2);
+  set_head(L);
+}
 
 const luaL_Reg rovk_bad_days[] = {
     {"plan", plan}, {"at", at}, {"probe", probe}, {"report", report}, {nullptr, nullptr},

@@ -6,3 +6,6 @@ extern "C" {
 }
 
 extern const luaL_Reg rovk_bad_days[];
+
+// What actions need in a state. Before any of them, since what is made while a state closes is not finalized.
+void rovk_bad_days_open(lua_State* L);

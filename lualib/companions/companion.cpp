@@ -260,6 +260,7 @@ const luaL_Reg functions[] = {
 }  // namespace
 
 int luaopen_rovk_companion(lua_State* L) {
+  rovk_bad_days_open(L);
   lua_newtable(L);
   for (const luaL_Reg* row = functions; row->name; ++row) {
     lua_pushcfunction(L, row->func);

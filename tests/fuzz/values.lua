@@ -59,7 +59,7 @@ end
 function env.callback()
   local manner = random(12)
   local steps = env.steps
-  return function()
+  local function callback()
     env.note("(callback)")
     steps(2)
     if manner == 1 then
@@ -74,6 +74,8 @@ function env.callback()
       error(HOSTILE)
     end
   end
+  env.callbacks[callback] = env.step()
+  return callback
 end
 
 -- A new object. One that was made while there were no classes gets its metatable here: nothing else would

@@ -10,6 +10,8 @@
 
 #include "host.h"
 
+extern "C" [[gnu::weak]] std::size_t __sanitizer_get_current_allocated_bytes(void);
+
 namespace {
 
 constexpr uint16_t address = ROVK_UNITTEST_PERIPHERAL_ADDRESS;
@@ -58,6 +60,30 @@ TEST_F(Closing, EmptiesTheReferencesOfItsStateAlone) {
   EXPECT_EQ(0, rovktrans_common_reset_occurred_unregister_callback_lua(context, address, handle));
 }
 
+// What a script subscribed to ends with its state; the handle is of no use to a finalizer that comes later.
+TEST_F(Closing, EndsTheSubscriptionsOfItsScripts) {
+  static std::string refusal;
+  {
+    host::State state;
+    lua_newuserdata(*state, 0);
+    lua_newtable(*state);
+    lua_pushcfunction(*state, [](lua_State* L) {
+      luaL_dostring(L, "return select(2, pcall(forget, context, 65535, handle))");
+      refusal = lua_tostring(L, -1);
+      return 0;
+    });
+    lua_setfield(*state, -2, "__gc");
+    lua_setmetatable(*state, -2);
+    state.open_module();
+    state.run(R"(
+      status, context = rovk_message.rovktrans_init("sim?clock=virtual", nil)
+      forget = rovk_message.rovktrans_common_reset_occurred_unregister_callback_lua
+      handle = rovk_message.rovktrans_common_reset_occurred_register_callback_lua(context, 65535, print))");
+    EXPECT_EQ(state.run("return swig_type(handle)"), "void *");
+  }
+  EXPECT_NE(std::string::npos, refusal.find("got 'spent subscription handle'")) << refusal;
+}
+
 // A finalizer that is older than the module runs after its references were emptied; what it starts is
 // refused.
 TEST_F(Closing, TakesNoNewReferences) {
@@ -94,6 +120,44 @@ TEST_F(Closing, LeavesNothingOfRefusedCommands) {
   };
   const std::size_t before = refuse();
   EXPECT_LE(refuse(), before + 1000);
+}
+
+// Bytes on the heap. The sanitizers count what was asked for; the C library counts blocks as it cuts them, which
+// wander a little.
+std::size_t used() {
+  return __sanitizer_get_current_allocated_bytes ? __sanitizer_get_current_allocated_bytes() : mallinfo2().uordblks;
+}
+
+// A state after another in one process: with all that it made given back, and with some of it left to its end.
+TEST(Cycles, KeepMemoryFlat) {
+  const auto cycle = [] {
+    host::State state;
+    state.open_module();
+    EXPECT_EQ(state.run(R"(
+      local rovk, text = rovk_message, "sim?clock=virtual&latency_ms=5"
+      local _, context = rovk.rovktrans_init(text, nil)
+      local listen = rovk.rovktrans_button_0002_state_change_register_callback_lua
+      local forget = rovk.rovktrans_button_0002_state_change_unregister_callback_lua
+      local handle = listen(context, 0x102, tostring)
+      listen(context, 0x102, tostring)
+      coroutine.wrap(function() rovk.rovktrans_unittest_ffff_add_one_async_lua(context, 65535, tostring, 1) end)()
+      local message = rovk.rovk_message()
+      message.cre.c.payload = rovk.rovk_message().cre.c.payload
+      for _ = 1, 20 do rovk.rovktrans_common_echo(context, 65535, { 1, 2 }) end
+      rovk.rovktrans_unittest_ffff_add_one_async_lua(context, 65535, tostring, 1)
+      rovk.rovktrans_find_device(context, 1, 1)
+      forget(context, 0x102, handle)
+      return rovk.rovktrans_deinit(context))"),
+              "0");
+  };
+  const auto run = [&](int count) {
+    for (int i = 0; i < count; ++i) cycle();
+    return used();
+  };
+  const std::size_t warm = run(50);
+  constexpr int cycles = 1000;
+  const double growth = static_cast<double>(run(cycles)) - static_cast<double>(warm);
+  EXPECT_LE(growth / cycles, __sanitizer_get_current_allocated_bytes ? 1 : 100);
 }
 
 TEST(Loaded, StaysWhenItIsClosed) {
