@@ -195,6 +195,10 @@ void end_contexts(const State& state) {
 // episode(file, text...): runs a file in a fresh state with the texts as its arguments, and closes the state.
 // Gives what it returned, or nil and a message.
 int episode(lua_State* L) {
+  // What may raise comes before there is something to close.
+  const int count = lua_gettop(L);
+  for (int i = 1; i <= count; ++i) luaL_checkstring(L, i);
+  luaL_checkstack(L, 4, "no room for results");
   State state;
   state.outer = running;
   state.L = lua_newstate(allocate, &state);
@@ -204,8 +208,7 @@ int episode(lua_State* L) {
   luaL_openlibs(state.L);
   push_functions(state.L);
   lua_setglobal(state.L, "fuzz");
-  const int count = lua_gettop(L);
-  bool failed = luaL_loadfile(state.L, luaL_checkstring(L, 1)) != 0;
+  bool failed = luaL_loadfile(state.L, lua_tostring(L, 1)) != 0;
   if (!failed) {
     for (int i = 2; i <= count; ++i) {
       size_t length = 0;

@@ -220,12 +220,14 @@ local function write()
   elseif type(now) == "string" then
     new = env.text()
   elseif type(now) == "userdata" and random(2) == 1 then
-    -- The same field of another record, or any array there is.
-    new = now
-    local other = draw_object()
-    local names = attributes_of(other)
-    if names then
-      new = other[pick(names)]
+    -- An array or a record of another object, of which some are shorter.
+    for _ = 1, 4 do
+      local other = draw_object()
+      local names = attributes_of(other)
+      new = names and other[pick(names)]
+      if type(new) == "userdata" and swig_type(new) == swig_type(now) then
+        break
+      end
     end
   else
     new = draw_object()

@@ -63,8 +63,8 @@ if jit and random(3) > 1 then
 end
 
 -- Of all classes, in calm weather.
-env.metatables = {}
-for class, meta in pairs(debug.getregistry().SWIG) do
+env.class_table, env.metatables = debug.getregistry().SWIG, {}
+for class, meta in pairs(env.class_table) do
   env.metatables[class] = meta
 end
 
