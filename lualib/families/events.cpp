@@ -2,6 +2,8 @@
 // handle, at any time; only the handle of a live subscription, used for what it was made for, goes down.
 #include <string.h>
 
+#include <atomic>
+
 #include "bridge/callbacks.h"
 #include "families.h"
 #include "runtime/failures.h"
@@ -12,8 +14,13 @@ namespace {
 using unregister_function = int32_t (*)(void*, uint16_t, swiglua_ref*);
 
 swig_type_entry* untyped_pointer() {
-  static swig_type_entry* type;
-  if (!type) type = swig_module_find_mangled(&swig_this_module, swig_this_module.next, "_p_void");
+  // Found once; on several threads at once, each finds the same.
+  static std::atomic<swig_type_entry*> found;
+  swig_type_entry* type = found.load(std::memory_order_relaxed);
+  if (!type) {
+    type = swig_module_find_mangled(&swig_this_module, swig_this_module.next, "_p_void");
+    found.store(type, std::memory_order_relaxed);
+  }
   return type;
 }
 

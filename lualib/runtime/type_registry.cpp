@@ -2,6 +2,7 @@
 // comes down to comparing two pointers; the rest is for modules that share the ring.
 #include "type_registry.h"
 
+#include <pthread.h>
 #include <string.h>
 
 #include "tables.h"
@@ -55,6 +56,55 @@ bool stands_in_ring(const swig_module_entry* module, swig_module_entry* head) {
     walk = walk->next;
   } while (walk != head);
   return false;
+}
+
+// Entries are the process's, and states may be opened on several threads at once.
+pthread_mutex_t linking = PTHREAD_MUTEX_INITIALIZER;
+
+// Under the lock. `head`: null when this module is the first in the state.
+void link(swig_module_entry* head) {
+  swig_module_entry* const self = &swig_this_module;
+  const bool first = self->next == nullptr;
+  if (first) {
+    swig_build_entries();
+    self->initial_types = swig_initial_types;
+    self->initial_casts = swig_initial_casts;
+    self->next = self;
+  }
+  if (head) {
+    if (stands_in_ring(self, head)) return;
+    self->next = head->next;
+    head->next = self;
+  }
+  if (!first) return;
+  for (unsigned i = 0; i < self->size; ++i) {
+    swig_type_entry* const own = self->initial_types[i];
+    swig_type_entry* type = find_elsewhere(own->name);
+    if (!type) {
+      type = own;
+    } else if (own->class_data) {
+      type->class_data = own->class_data;
+    }
+    link_casts(self, i, type);
+    self->types[i] = type;
+  }
+  self->types[self->size] = nullptr;
+}
+
+void propagate() {
+  static bool done = false;
+  if (done) return;
+  done = true;
+  const swig_module_entry* const self = &swig_this_module;
+  for (unsigned i = 0; i < self->size; ++i) {
+    swig_type_entry* const type = self->types[i];
+    if (!type->class_data) continue;
+    for (swig_cast_entry* cast = type->cast; cast; cast = cast->next) {
+      if (!cast->converter && cast->type && !cast->type->class_data) {
+        swig_type_set_class_data(cast->type, type->class_data);
+      }
+    }
+  }
 }
 
 }  // namespace
@@ -169,50 +219,18 @@ void swig_module_head_set(lua_State* L, swig_module_entry* module) {
 
 void swig_module_link(lua_State* L) {
   swig_module_entry* const self = &swig_this_module;
-  const bool first = self->next == nullptr;
-  if (first) {
-    swig_build_entries();
-    self->initial_types = swig_initial_types;
-    self->initial_casts = swig_initial_casts;
-    self->next = self;
-  }
+  // All of Lua comes first: nothing may raise while the lock is held.
   swig_module_entry* const head = swig_module_head_get(L);
-  if (!head) {
-    swig_module_head_set(L, self);
-  } else {
-    if (stands_in_ring(self, head)) return;
-    self->next = head->next;
-    head->next = self;
-  }
-  if (!first) return;
-  for (unsigned i = 0; i < self->size; ++i) {
-    swig_type_entry* const own = self->initial_types[i];
-    swig_type_entry* type = find_elsewhere(own->name);
-    if (!type) {
-      type = own;
-    } else if (own->class_data) {
-      type->class_data = own->class_data;
-    }
-    link_casts(self, i, type);
-    self->types[i] = type;
-  }
-  self->types[self->size] = nullptr;
+  if (!head) swig_module_head_set(L, self);
+  pthread_mutex_lock(&linking);
+  link(head);
+  pthread_mutex_unlock(&linking);
 }
 
 void swig_module_propagate_class_data() {
-  static bool done = false;
-  if (done) return;
-  done = true;
-  const swig_module_entry* const self = &swig_this_module;
-  for (unsigned i = 0; i < self->size; ++i) {
-    swig_type_entry* const type = self->types[i];
-    if (!type->class_data) continue;
-    for (swig_cast_entry* cast = type->cast; cast; cast = cast->next) {
-      if (!cast->converter && cast->type && !cast->type->class_data) {
-        swig_type_set_class_data(cast->type, type->class_data);
-      }
-    }
-  }
+  pthread_mutex_lock(&linking);
+  propagate();
+  pthread_mutex_unlock(&linking);
 }
 
 bool swig_type_is_known(const swig_type_entry* type) {

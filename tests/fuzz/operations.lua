@@ -432,7 +432,9 @@ local function interrupt()
   env.rough = true
   debug.sethook(function()
     debug.sethook()
-    error("interrupted")
+    if env.rough then -- or it was left behind in a coroutine
+      error("interrupted")
+    end
   end, "", random(300))
   env.steps(3)
   debug.sethook()
@@ -480,7 +482,7 @@ local function child()
   if env.depth < 2 then
     note("a state inside")
     fuzz.episode(env.here .. "/script.lua", env.path, env.cpath, env.here, random(2147483645), 0, random(80),
-      env.depth + 1, env.function_lines, env.class_lines)
+      env.depth + 1, env.function_lines, env.class_lines, env.starves_inside)
     note("(the state inside is closed)")
   end
 end

@@ -67,6 +67,10 @@ end
 
 -- Episodes -------------------------------------------------------------------------------------------
 
+-- With an odd seed memory ends at times. Lua then drops finalizers that it has begun, so what is lost is told
+-- with even seeds alone.
+local starves = options.seed % 2 == 1
+
 -- Short enough that a replay is quick, long enough that states grow old.
 local EPISODE = 1500
 
@@ -104,7 +108,7 @@ local function run_episode(number)
     rawget(_G, "jit") and "luajit" or "lua5.1", options.build, options.seed, first, EPISODE)
   host.begin(again, 120, options.trace)
   local result, message = host.episode(here .. "/script.lua", package.path, package.cpath, here, random(2147483645),
-    first, EPISODE, 0, chosen, names)
+    first, EPISODE, 0, chosen, names, starves and "starves" or "fed")
   if not result and not message:match("^cut") and not message:match("not enough memory") then
     host.report(("fuzz: seed %d, episode from step %d: %s"):format(options.seed, first, message), true)
     host.finish(1)
@@ -130,7 +134,7 @@ for number = first, last do
   if done == WARM then
     warm = host.used()
   end
-  if (done % 25 == 0 or number == last) and host.leaks() then
+  if (done % 25 == 0 or number == last) and not starves and host.leaks() then
     host.report(("fuzz: seed %d, blocks were lost up to step %d, see above"):format(options.seed, (number + 1) * EPISODE))
     host.finish(1)
   end
@@ -142,7 +146,7 @@ local growth = warm and done > 2 * WARM and (host.used() - warm) / (done - WARM)
 host.report(("fuzz: seed %d, %d steps from %d in %d s: %d episodes to their end, %d cut off; %.0f bytes more an episode")
   :format(options.seed, done * EPISODE, first * EPISODE, os.difftime(os.time(), start), counts.ended or 0,
     counts.cut or 0, growth))
-if growth > BOUND then
+if growth > BOUND and not starves then
   host.report(("fuzz: memory grows by more than %d bytes an episode"):format(BOUND))
   host.finish(1)
 end

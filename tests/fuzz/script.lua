@@ -2,13 +2,13 @@
 -- hostile. A step may fail with a Lua error, whose value is a text; anything else is a fault. What a step
 -- leaves goes into a pool, from which later ones take their arguments.
 
-local path, cpath, here, seed, first, count, depth, function_lines, class_lines = ...
+local path, cpath, here, seed, first, count, depth, function_lines, class_lines, starves = ...
 package.path, package.cpath = path, cpath
 seed, first, count, depth = tonumber(seed), tonumber(first), tonumber(count), tonumber(depth)
 
 local fuzz = fuzz -- luacheck: globals fuzz
 local env = {
-  seed = seed, here = here, path = path, cpath = cpath, depth = depth,
+  here = here, starves_inside = starves, path = path, cpath = cpath, depth = depth,
   function_lines = function_lines, class_lines = class_lines,
   functions = {}, classes = {}, -- what may be called and made
   pool = {}, contexts = {}, handles = {}, threads = {}, -- what there is
@@ -55,7 +55,7 @@ end
 
 -- LuaJIT itself does not bear it when memory ends at any point: it crashes in a script without any module, too.
 local jit = rawget(_G, "jit")
-env.starves = not jit
+env.starves = starves == "starves" and not jit
 -- When it compiles does not follow from the seed, so that an episode with a compiler may go otherwise when it
 -- is run again.
 if jit and random(3) > 1 then

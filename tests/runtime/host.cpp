@@ -8,7 +8,7 @@
 namespace host {
 namespace {
 
-std::string log_lines;
+thread_local std::string log_lines;
 
 }  // namespace
 
