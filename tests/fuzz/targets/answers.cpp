@@ -48,7 +48,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   void* context = nullptr;
   if (rovktrans_init("sim", nullptr, &context) != 0) return 0;
   static int calls;
-  const auto count = [](void*, uint16_t, const rovk_error_common_error*, uint8_t* payload, void*) {
+  const auto count = [](void*, uint16_t, rovk_error_common_error*, uint8_t* payload, void*) {
     calls += payload ? payload[21] : 0;
   };
   const auto note = [](void*, uint16_t, uint16_t type, void*) { calls += type; };

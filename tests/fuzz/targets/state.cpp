@@ -5,6 +5,7 @@
 #include <sstream>
 
 #include "target.h"
+#include "unit/fittings.h"
 #include "unit/profiles/reader.h"
 #include "unit/unit.h"
 

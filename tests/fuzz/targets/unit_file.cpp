@@ -1,5 +1,6 @@
 // Unit files and plans: what can be read makes a unit that runs.
 #include "target.h"
+#include "unit/fittings.h"
 #include "unit/profiles/reader.h"
 #include "unit/unit.h"
 
