@@ -3,7 +3,9 @@
 
 #include <rovk/trans.h>
 
+#include <cerrno>
 #include <cstdlib>
+#include <new>
 
 namespace host {
 namespace {
@@ -13,6 +15,7 @@ thread_local std::string log_lines;
 }  // namespace
 
 long native_remaining = -1;
+bool (*refuses)();
 
 std::string take_log() {
   std::string taken;
@@ -66,14 +69,16 @@ int State::registry_size() {
 
 // In front of the library's: the tests see what the bridge logs.
 extern "C" __attribute__((visibility("default"))) int32_t rovktrans_log_message(void*, rovk_log_priority priority,
-                                                                                const char* text, ...) {
+                                                                                const char* text, ...) try {
   host::log_lines += std::to_string(priority) + " " + text + "\n";
   return 0;
+} catch (const std::bad_alloc&) {
+  return -ENOMEM;
 }
 
 extern "C" void* __real_calloc(size_t count, size_t size);
 extern "C" void* __wrap_calloc(size_t count, size_t size) {
-  if (host::native_remaining == 0) return nullptr;
+  if (host::native_remaining == 0 || (host::refuses && host::refuses())) return nullptr;
   if (host::native_remaining > 0) --host::native_remaining;
   return __real_calloc(count, size);
 }

@@ -38,6 +38,8 @@ class State {
 
 // The number of calloc calls that still succeed; negative: all do.
 extern long native_remaining;
+// Asked at each of them, where it is set.
+extern bool (*refuses)();
 
 // What the bridge logged, newest last, joined by line feeds. Reading clears it.
 std::string take_log();
