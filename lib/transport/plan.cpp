@@ -72,8 +72,9 @@ int32_t rovk_unit_at(void* context, uint64_t when_ns, rovk_unit_action action, v
     const Time when(static_cast<int64_t>(when_ns));
     rovk_transport* const connection = connection_of(rovk::transport::find_hand(context));
     if (!connection || connection->application() != application) return fail(-EINVAL, "the context is closed");
-    connection->plan_action(when, action, pointer);
+    // A stop without an action does no harm; an action that was refused must not run.
     unit.stop_at(when);
+    connection->plan_action(when, action, pointer);
     return 0;
   });
 }

@@ -120,7 +120,7 @@ local SCENARIOS = {
     rovk.rovktrans_common_get_peripheral_device_id(context, 0x101, 0)
     rovk.rovktrans_led_0001_set_state(context, 0x101, 0, 1, 100, 100)
     rovk.rovktrans_led_0001_get_state(context, 0x101, 0)
-    rovk.rovktrans_power_monitor_000f_get_voltage_async_lua(context, 0x10f, count, 0)
+    rovk.rovktrans_power_monitor_000f_get_current_async_lua(context, 0x10f, count, 0)
     rovk.rovktrans_common_register_default_callbacks(context, SELF)
     rovk.rovk_log_message(nil, 7, message)
     rovk.rovk_log_error(nil, 7, rovk.rovk_error_common_error())

@@ -131,8 +131,8 @@ class Scarcity : public testing::TestWithParam<std::string> {
 
 TEST_P(Scarcity, LosesNothing) {
   // The module's tables alone need tens of thousands, a unit thousands.
-  const long lua_step = GetParam() == "opening" ? 97 : 1;
-  const long native_step = GetParam() == "contexts" ? 7 : 1;
+  const long lua_step = GetParam() == "opening" ? 197 : 1;
+  const long native_step = GetParam() == "contexts" ? 29 : GetParam() == "unit" ? 23 : 1;
   for (const bool alone : {true, false}) {
     sweep(native, alone, native_step);
     sweep(lua, alone, lua_step);

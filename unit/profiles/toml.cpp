@@ -25,7 +25,7 @@ void copy_table(const toml::table& from, Node& to) {
   for (const auto& [key, value] : order) {
     Node node = copy(*value, to.file);
     node.line = key->source().begin.line;
-    to.entries.emplace_back(std::string(key->str()), std::move(node));
+    to.entries.push_back({std::string(key->str()), std::move(node)});
   }
 }
 
@@ -37,7 +37,7 @@ Node copy(const toml::node& from, const File& file) {
     copy_table(*table, to);
   } else if (const auto* list = from.as_array()) {
     to.kind = Node::Kind::list;
-    for (const toml::node& item : *list) to.entries.emplace_back("", copy(item, file));
+    for (const toml::node& item : *list) to.entries.push_back({"", copy(item, file)});
   } else if (const auto* text = from.as_string()) {
     to.kind = Node::Kind::text;
     to.text = text->get();

@@ -8,7 +8,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <utility>
 #include <vector>
 
 namespace rovk::unit {
@@ -20,7 +19,8 @@ struct Node {
   int64_t integer = 0;  // of a boolean as well
   double real = 0;      // of an integer as well
   std::string text;
-  std::vector<std::pair<std::string, Node>> entries;  // of a list without keys
+  struct Entry;
+  std::vector<Entry> entries;  // of a list without keys
   std::shared_ptr<const std::string> file;
   unsigned line = 1;
 
@@ -45,6 +45,11 @@ struct Node {
   int64_t constant(std::string_view prefix, int64_t high) const;
   // Refuses a table that has other keys.
   void allow(std::initializer_list<std::string_view> keys) const;
+};
+
+struct Node::Entry {
+  std::string first;
+  Node second;
 };
 
 // Throws DescriptionError, for what is no TOML with the line on which that shows.
