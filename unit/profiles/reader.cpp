@@ -61,10 +61,10 @@ void read_aliases(const Node& node, PeripheralDescription& peripheral) {
 void read_values(const Node& node, PeripheralDescription& peripheral) {
   for (const auto& [subject, fields] : node.table().entries) {
     for (const auto& [field, value] : fields.table().entries) {
-      auto found = std::find_if(peripheral.values.begin(), peripheral.values.end(),
-                                [&subject = subject, &field = field](const ValueDescription& row) {
-                                  return row.subject == subject && row.field == field;
-                                });
+      const auto is_meant = [&subject = subject, &field = field](const ValueDescription& row) {
+        return row.subject == subject && row.field == field;
+      };
+      auto found = std::find_if(peripheral.values.begin(), peripheral.values.end(), is_meant);
       if (found == peripheral.values.end()) {
         ValueDescription made;
         made.subject = subject;
