@@ -21,9 +21,9 @@ struct EventKey {
 
 // A value for a callback. A number has the field's low bytes; its type is known to the caller.
 union Value {
+  uint8_t* bytes;  // the widest first: `= {}` clears no more than the first with some compilers
   uint32_t number;
   rovk_version version;
-  uint8_t* bytes;
   uint16_t* addresses;
 };
 

@@ -58,9 +58,9 @@ void die(int number) {
 // One state that runs an episode, inside another's perhaps.
 struct State {
   lua_State* L = nullptr;
-  long remaining = -1;                // allocations that still succeed; negative: all
-  std::vector<void*> contexts;        // that it opened; whatever it closed itself is a spent handle
-  std::vector<void*> disowned;        // records that no object frees any more
+  long remaining = -1;          // allocations that still succeed; negative: all
+  std::vector<void*> contexts;  // that it opened; whatever it closed itself is a spent handle
+  std::vector<void*> disowned;  // records that no object frees any more
   State* outer = nullptr;
 };
 State* running;
@@ -128,9 +128,7 @@ int disown(lua_State* L) {
 
 // foreign(kind, size): a userdata of a library that nobody knows, with unlike insides.
 int foreign(lua_State* L) {
-  static const struct {
-    const char* name;
-  } thing = {"_p_void"};
+  static const struct { const char* name; } thing = {"_p_void"};
   const auto size = static_cast<size_t>(luaL_checkinteger(L, 2));
   void* const block = lua_newuserdata(L, size);
   const void* const words[] = {nullptr, &thing, block, L};
@@ -150,9 +148,9 @@ int light(lua_State* L) {
 
 // used(): bytes on the heap.
 int used(lua_State* L) {
-  lua_pushnumber(L, static_cast<double>(__sanitizer_get_current_allocated_bytes
-                                            ? __sanitizer_get_current_allocated_bytes()
-                                            : mallinfo2().uordblks));
+  lua_pushnumber(L,
+                 static_cast<double>(__sanitizer_get_current_allocated_bytes ? __sanitizer_get_current_allocated_bytes()
+                                                                             : mallinfo2().uordblks));
   return 1;
 }
 
@@ -263,7 +261,7 @@ int quiet(lua_State*) {
 
 extern "C" __attribute__((visibility("default"))) int luaopen_fuzz_host(lua_State* L) {
   push_functions(L);
-  static const luaL_Reg outside[] = {{"begin", begin}, {"quiet", quiet}, {"used", used},
+  static const luaL_Reg outside[] = {{"begin", begin}, {"quiet", quiet},   {"used", used},
                                      {"leaks", leaks}, {"finish", finish}, {nullptr, nullptr}};
   luaL_register(L, nullptr, outside);
   return 1;

@@ -87,9 +87,10 @@ class Scarcity : public testing::TestWithParam<std::string> {
     lua_pushcfunction(L, luaopen_rovk_message);
     lua_setfield(L, -2, "rovk_message");
     lua_settop(L, 0);
-    const std::string text = std::string("local name, root, built = ... local all = dofile(root .. "
-                                         "'/tests/lua/scenarios.lua') return assert(loadstring(all.frame:format("
-                                         "built .. '/?.so', built .. '/?.lua', all.texts[name])))()");
+    const std::string text = std::string(
+        "local name, root, built = ... local all = dofile(root .. "
+        "'/tests/lua/scenarios.lua') return assert(loadstring(all.frame:format("
+        "built .. '/?.so', built .. '/?.lua', all.texts[name])))()");
     ASSERT_EQ(luaL_loadstring(L, text.c_str()), 0);
     lua_pushstring(L, GetParam().c_str());
     lua_pushstring(L, ROVK_ROOT);

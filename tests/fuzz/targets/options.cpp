@@ -1,9 +1,10 @@
 // The text that says where a unit is. None that names a file is opened: paths are not what is tried here.
+#include "lib/transport/options.h"
+
 #include <rovk/trans.h>
 
 #include <string>
 
-#include "lib/transport/options.h"
 #include "target.h"
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
