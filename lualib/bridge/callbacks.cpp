@@ -86,6 +86,14 @@ void rovk_bridge_open(lua_State* L) {
     lua_rawseti(L, LUA_REGISTRYINDEX, 0);
   }
   lua_pop(L, 2);
+  // Room for the references of most scripts. A table of LuaJIT that finds no memory to grow may hide keys that
+  // are whole numbers, the free ones among them.
+  int keys[16];
+  for (int& key : keys) {
+    lua_pushboolean(L, 1);
+    key = luaL_ref(L, LUA_REGISTRYINDEX);
+  }
+  for (const int key : keys) luaL_unref(L, LUA_REGISTRYINDEX, key);
 }
 
 ROVK_EXPORT void callCallbackFunc(void* transaction_context, swiglua_ref* reference, int count) {

@@ -101,6 +101,11 @@ class Scarcity : public testing::TestWithParam<std::string> {
   void TearDown() override { lua_close(L); }
 
   void sweep(Supply& supply, bool alone, long step) {
+    // Once with all that it wants: what is made once and kept is no loss.
+    lua_pushvalue(L, 1);
+    ASSERT_EQ(lua_pcall(L, 0, 0, 0), 0) << lua_tostring(L, -1);
+    lua_pushvalue(L, 2);
+    ASSERT_EQ(lua_pcall(L, 0, 0, 0), 0) << lua_tostring(L, -1);
     std::size_t warm = 0;
     long count = 0;
     for (long granted = 0;; granted += step, ++count) {
@@ -125,7 +130,10 @@ class Scarcity : public testing::TestWithParam<std::string> {
                    static_cast<int>(count));
     // What is made once may be made while it lasts; what is lost each time shows.
     if (count > 40) {
-      EXPECT_LE(static_cast<double>(used()) - static_cast<double>(warm), 40.0 * static_cast<double>(count));
+      // The C library counts blocks that it keeps for the next who asks.
+      constexpr double kept_ready = 16384;
+      EXPECT_LE(static_cast<double>(used()) - static_cast<double>(warm),
+                kept_ready + 40.0 * static_cast<double>(count));
     }
   }
 };
