@@ -2,7 +2,17 @@
  * that hosts a Lua state uses it to give Lua functions to librovktrans and to run what comes back.
  *
  * All of it works directly on the Lua state of a reference, on the calling thread; that state must not
- * be running on another thread. Pointers are trusted. */
+ * be running on another thread. Pointers are trusted.
+ *
+ * Threads. States on several threads may open the module and use it at once, first opens included. A state,
+ * and a context with all that was made on it, belong to one thread at a time; contexts on different threads
+ * may share a unit. Of the process, and so for the host to keep apart: the version records that a script can
+ * write to (`rovk_protocol_version` and its like), what rovktrans_find_peripheral and _device give,
+ * luaopen_rovk_message_luacode, and other modules that share the types of this one, which are opened before
+ * there is a second thread.
+ *
+ * Closing a state ends what its scripts subscribed to, which may wait for the unit's router as unsubscribing
+ * does, and empties all other references made on it. Contexts stay open: they are the host's to close. */
 #ifndef ROVK_BRIDGE_H
 #define ROVK_BRIDGE_H
 

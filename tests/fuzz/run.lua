@@ -135,7 +135,8 @@ for number = first, last do
     warm = host.used()
   end
   if (done % 25 == 0 or number == last) and not starves and host.leaks() then
-    host.report(("fuzz: seed %d, blocks were lost up to step %d, see above"):format(options.seed, (number + 1) * EPISODE))
+    host.report(("fuzz: seed %d, blocks were lost up to step %d, see above")
+      :format(options.seed, (number + 1) * EPISODE))
     host.finish(1)
   end
   if options.seconds > 0 and os.difftime(os.time(), start) >= options.seconds then
@@ -143,7 +144,7 @@ for number = first, last do
   end
 end
 local growth = warm and done > 2 * WARM and (host.used() - warm) / (done - WARM) or 0
-host.report(("fuzz: seed %d, %d steps from %d in %d s: %d episodes to their end, %d cut off; %.0f bytes more an episode")
+host.report(("fuzz: seed %d, %d steps from %d in %d s: %d episodes to their end, %d cut off, %.0f bytes more each")
   :format(options.seed, done * EPISODE, first * EPISODE, os.difftime(os.time(), start), counts.ended or 0,
     counts.cut or 0, growth))
 if growth > BOUND and not starves then

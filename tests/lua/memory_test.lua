@@ -10,7 +10,8 @@ describe("without memory", function()
 
   for name, text in pairs(scenarios.texts) do
     it("nothing is lost: " .. name, function()
-      local turns = probe.starve(scenarios.frame:format(package.cpath, package.path, text), name == "opening" and 97 or 1)
+      local script = scenarios.frame:format(package.cpath, package.path, text)
+      local turns = probe.starve(script, name == "opening" and 97 or 1)
       assert.is_true(turns == nil or turns > 3, turns)
     end)
 
