@@ -441,7 +441,9 @@ local function interrupt()
   env.rough = outside
 end
 
-local GARBAGE = { function() return nil end, env.number, env.text, function() return {} end, function() return print end }
+local GARBAGE = {
+  function() return nil end, env.number, env.text, function() return {} end, function() return print end,
+}
 
 -- Takes a table of the module apart for the steps inside; it is mended when the step is over.
 local function sabotage()

@@ -3,6 +3,8 @@
 
 -- Around each scenario. What is not released shows as a function in the registry.
 local FRAME = [[
+-- LuaJIT itself does not bear it when memory ends while it compiles.
+if jit then jit.off() end
 package.cpath, package.path = %q, %q
 local rovk, loop, unit = require("rovk_message"), require("rovk_loop"), require("rovk_unit")
 local _, context = rovk.rovktrans_init("sim?clock=virtual", nil)
