@@ -45,36 +45,24 @@ struct Waiting {
   Waiting** link;  // what points here
 };
 
-// Registry key of a userdata with the head of the list; false once the state is being closed.
-const char waiting_key = 0;
+// A userdata whose finalizer tells that the state is being closed: those who wait have it on their stacks, so
+// nothing else ends it.
+struct Waiters {
+  Waiting* first;
+  bool closed;
+};
 
 void unlink(Waiting* waiting) {
   *waiting->link = waiting->next;
   if (waiting->next) waiting->next->link = waiting->link;
 }
 
-void set_head(lua_State* L) {
-  lua_pushlightuserdata(L, const_cast<char*>(&waiting_key));
-  lua_insert(L, -2);
-  lua_rawset(L, LUA_REGISTRYINDEX);
-}
-
 int forget_all(lua_State* L) {
-  if (lua_objlen(L, 1) != sizeof(Waiting*) || !lua_isuserdata(L, 1)) return 0;
-  auto** const head = static_cast<Waiting**>(lua_touserdata(L, 1));
-  for (Waiting* waiting = *head; waiting; waiting = waiting->next) waiting->thread = nullptr;
-  *head = nullptr;
-  lua_pushboolean(L, 0);
-  set_head(L);
+  if (!lua_isuserdata(L, 1) || lua_objlen(L, 1) != sizeof(Waiters)) return 0;
+  auto* const waiters = static_cast<Waiters*>(lua_touserdata(L, 1));
+  for (Waiting* waiting = waiters->first; waiting; waiting = waiting->next) waiting->thread = nullptr;
+  *waiters = {nullptr, true};
   return 0;
-}
-
-Waiting** check_head(lua_State* L) {
-  lua_pushlightuserdata(L, const_cast<char*>(&waiting_key));
-  lua_rawget(L, LUA_REGISTRYINDEX);
-  auto** const head = static_cast<Waiting**>(lua_touserdata(L, -1));
-  if (!head) luaL_error(L, "the Lua state is being closed");
-  return head;
 }
 
 // An error goes where those of callbacks go, or else to the standard error stream.
@@ -108,18 +96,20 @@ int at(lua_State* L) {
   void* const context = rovk_check_context(L, 1);
   const uint64_t when = check_time(L, 2);
   luaL_checktype(L, 3, LUA_TFUNCTION);
-  Waiting** const head = check_head(L);
+  auto* const waiters = static_cast<Waiters*>(lua_touserdata(L, lua_upvalueindex(1)));
+  if (waiters->closed) luaL_error(L, "the Lua state is being closed");
   lua_State* const thread = lua_newthread(L);
+  lua_pushvalue(L, lua_upvalueindex(1));
   lua_pushcfunction(L, report_error);
   lua_pushvalue(L, 3);
-  lua_xmove(L, thread, 2);
+  lua_xmove(L, thread, 3);
   const int reference = luaL_ref(L, LUA_REGISTRYINDEX);
   auto* const waiting = static_cast<Waiting*>(malloc(sizeof(Waiting)));
   int32_t status = -ENOMEM;
   if (waiting) {
-    *waiting = {thread, reference, *head, head};
-    if (*head) (*head)->link = &waiting->next;
-    *head = waiting;
+    *waiting = {thread, reference, waiters->first, &waiters->first};
+    if (waiting->next) waiting->next->link = &waiting->next;
+    waiters->first = waiting;
     status = rovk_unit_at(context, when, act, waiting);
   }
   if (status < 0) {
@@ -157,22 +147,22 @@ int report(lua_State* L) {
   return 1;
 }
 
+const luaL_Reg functions[] = {
+    {"plan", plan},
+    {"probe", probe},
+    {"report", report},
+    {nullptr, nullptr},
+};
+
 }  // namespace
 
-void rovk_bad_days_open(lua_State* L) {
-  lua_pushlightuserdata(L, const_cast<char*>(&waiting_key));
-  lua_rawget(L, LUA_REGISTRYINDEX);
-  const bool is_open = !lua_isnil(L, -1);
-  lua_pop(L, 1);
-  if (is_open) return;
-  *static_cast<Waiting**>(lua_newuserdata(L, sizeof(Waiting*))) = nullptr;
+void rovk_bad_days_add(lua_State* L) {
+  luaL_register(L, nullptr, functions);
+  *static_cast<Waiters*>(lua_newuserdata(L, sizeof(Waiters))) = {nullptr, false};
   lua_createtable(L, 0, 1);
   lua_pushcfunction(L, forget_all);
   lua_setfield(L, -2, "__gc");
   lua_setmetatable(L, -2);
-  set_head(L);
+  lua_pushcclosure(L, at, 1);
+  lua_setfield(L, -2, "at");
 }
-
-const luaL_Reg rovk_bad_days[] = {
-    {"plan", plan}, {"at", at}, {"probe", probe}, {"report", report}, {nullptr, nullptr},
-};

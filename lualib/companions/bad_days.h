@@ -5,7 +5,5 @@ extern "C" {
 #include <lauxlib.h>
 }
 
-extern const luaL_Reg rovk_bad_days[];
-
-// What actions need in a state. Before any of them, since what is made while a state closes is not finalized.
-void rovk_bad_days_open(lua_State* L);
+// Adds them to the table on top.
+void rovk_bad_days_add(lua_State* L);

@@ -260,16 +260,12 @@ const luaL_Reg functions[] = {
 }  // namespace
 
 int luaopen_rovk_companion(lua_State* L) {
-  rovk_bad_days_open(L);
   lua_newtable(L);
   for (const luaL_Reg* row = functions; row->name; ++row) {
     lua_pushcfunction(L, row->func);
     lua_setfield(L, -2, row->name);
   }
-  for (const luaL_Reg* row = rovk_bad_days; row->name; ++row) {
-    lua_pushcfunction(L, row->func);
-    lua_setfield(L, -2, row->name);
-  }
+  rovk_bad_days_add(L);
   if (luaL_loadstring(L, "") != 0) lua_error(L);
   lua_pushcclosure(L, dispatch, 1);
   lua_setfield(L, -2, "dispatch");
