@@ -147,7 +147,7 @@ void rovk_references_open(lua_State* L) {
   const bool is_open = !lua_isnil(L, -1);
   lua_pop(L, 1);
   if (is_open) return;
-  *static_cast<callback_record**>(lua_newuserdata(L, sizeof(callback_record*))) = nullptr;
+  *static_cast<callback_record**>(lua_newuserdata(L, sizeof(void*))) = nullptr;
   lua_createtable(L, 0, 1);
   lua_pushcclosure(L, empty_references, 0);
   lua_setfield(L, -2, "__gc");

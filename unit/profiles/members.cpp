@@ -10,7 +10,6 @@ namespace rovk::unit {
 namespace {
 
 constexpr double most = std::numeric_limits<int32_t>::max();
-constexpr double day_ms = 86'400'000;
 constexpr double coldest = -273.15;
 
 }  // namespace
@@ -25,11 +24,9 @@ std::string Table::keys() const {
 
 void Table::read(const Node& node, void* build) const {
   for (const auto& [key, value] : node.table().entries) {
-    const Row* found = nullptr;
-    for (const Row& row : rows_) {
-      if (key == row.key) found = &row;
-    }
-    if (!found) value.fail("no key '" + key + "' belongs here; there are " + keys());
+    const auto found =
+        std::find_if(rows_.begin(), rows_.end(), [&key = key](const Row& row) { return row.key == key; });
+    if (found == rows_.end()) value.fail("no key '" + key + "' belongs here; there are " + keys());
     found->read(value, static_cast<char*>(build) + found->offset, found->low, found->high, found->more);
   }
   if (check_) check_(node, build, 0, 0, check_more_);

@@ -4,6 +4,7 @@
 // function reads it, since there are too many structs for code of their own.
 #pragma once
 
+#include <algorithm>
 #include <bit>
 #include <cstddef>
 #include <optional>
@@ -15,6 +16,8 @@
 #include "unit/profiles/tree.h"
 
 namespace rovk::unit {
+
+inline constexpr double day_ms = 86'400'000;
 
 template <typename Build>
 class Members;

@@ -20,8 +20,6 @@ void read_faults(const Node& node, PlanDescription& plan);
 
 namespace {
 
-constexpr double day_ms = 86'400'000;
-
 void read_devices(const Node& node, PeripheralDescription& peripheral) {
   peripheral.devices.clear();
   std::set<uint32_t> seen;

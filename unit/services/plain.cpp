@@ -8,12 +8,12 @@ namespace rovk::unit {
 namespace {
 
 // Present on a unit, but without commands of their own.
-constexpr std::string_view plain[] = {"eeprom_0003", "angular_actuator_000e"};
+constexpr std::string_view without_commands[] = {"eeprom_0003", "angular_actuator_000e"};
 
 }  // namespace
 
 bool is_plain(std::string_view service) {
-  return std::find(std::begin(plain), std::end(plain), service) != std::end(plain);
+  return std::find(std::begin(without_commands), std::end(without_commands), service) != std::end(without_commands);
 }
 
 std::unique_ptr<View> make_plain(const Setup& setup) {
