@@ -30,10 +30,11 @@ uint16_t rovk_transport_application(rovk_transport* transport);
 /* Hands a message to the unit. Does not block. */
 int32_t rovk_transport_send(rovk_transport* transport, const struct rovk_message* message);
 
-/* Takes the next message from the unit. Waits until the clock reads `deadline_ns`; a deadline in the
- * past does not wait, UINT64_MAX is none. -ETIMEDOUT: none came. -ENODATA: the clock is virtual, there
- * is no deadline, and nothing is planned in the unit that could end the wait. -ENOBUFS: since the last
- * call events were lost; the next call goes on with the messages that are there. */
+/* Takes the next message from the unit; gives 1 when more are there to be taken, else 0. Waits until the
+ * clock reads `deadline_ns`; a deadline in the past does not wait, UINT64_MAX is none. -ETIMEDOUT: none
+ * came. -ENODATA: the clock is virtual, there is no deadline, and nothing is planned in the unit that
+ * could end the wait. -ENOBUFS: since the last call events were lost; the next call goes on with the
+ * messages that are there. */
 int32_t rovk_transport_receive(rovk_transport* transport, struct rovk_message* message, uint64_t deadline_ns);
 
 /* How many events this connection has lost. It keeps a few thousand of them for who does not take them;

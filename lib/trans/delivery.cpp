@@ -57,7 +57,7 @@ void tell_of_lost_events(Context& context) {
   log_lost_events(lost_events(context));
 }
 
-// Takes one message in; waits for it until the deadline.
+// Takes one message in; waits for it until the deadline. 1: there are more.
 int32_t receive(Context& context, uint64_t deadline_ns) {
   rovk_message message;
   int32_t status = rovk_transport_receive(context.transport.get(), &message, deadline_ns);
@@ -65,7 +65,7 @@ int32_t receive(Context& context, uint64_t deadline_ns) {
     tell_of_lost_events(context);
     status = rovk_transport_receive(context.transport.get(), &message, deadline_ns);
   }
-  if (status != 0) return status;
+  if (status < 0) return status;
   if (!well_formed(context, message)) {
     ++context.dropped;
   } else if (wire::type(message) == ROVK_TYPE_EVENT || !context.transactions.answer_wait(message)) {
@@ -73,7 +73,7 @@ int32_t receive(Context& context, uint64_t deadline_ns) {
     context.kept.push(message);
     if (context.kept.lost() != lost) tell_of_lost_events(context);
   }
-  return 0;
+  return status;
 }
 
 // Runs what the oldest kept message asks for; gives the number of callbacks that ran. Something is kept.
@@ -95,7 +95,7 @@ int32_t receive_all(Context& context) {
   int32_t status = 0;
   do {
     status = receive(context, 0);
-  } while (status == 0);
+  } while (status > 0);
   return status == -ETIMEDOUT || status == -ENODATA ? 0 : status;
 }
 
@@ -133,7 +133,7 @@ int32_t await(Context& context, Wait& wait, Mode mode) {
     uint64_t until = wait.deadline_ns;
     if (mode == Mode::run_callbacks) until = std::min(until, context.transactions.first_deadline_ns());
     const int32_t status = receive(context, until);
-    if (status == 0) continue;
+    if (status >= 0) continue;
     if (status != -ETIMEDOUT && status != -ENODATA) return status;
     const uint64_t now = context.now_ns();
     if (mode == Mode::run_callbacks) {
@@ -160,7 +160,7 @@ int32_t dispatch(Context& context, int32_t timeout_ms) {
     if (!deadline) deadline = timeout_ms < 0 ? no_deadline : now + static_cast<uint64_t>(timeout_ms) * 1'000'000;
     if (now >= *deadline) return 0;
     const int32_t status = receive(context, std::min(*deadline, context.transactions.first_deadline_ns()));
-    if (status != 0 && status != -ETIMEDOUT) return status;
+    if (status < 0 && status != -ETIMEDOUT) return status;
   }
 }
 

@@ -100,10 +100,15 @@ int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message,
     int32_t status = 0;
     if (transport->has_lost_events()) return -ENOBUFS;
     do {
-      shared.unit.run();
-      transport->run_actions(lock);
-      if (transport->doomed()) return -ESHUTDOWN;
-      if (shared.unit.take(transport->application(), *message)) break;
+      if (transport->next_action()) {
+        shared.unit.run();
+        transport->run_actions(lock);
+        if (transport->doomed()) return -ESHUTDOWN;
+      }
+      if (shared.unit.take(transport->application(), *message)) {
+        status = shared.unit.waiting(transport->application());
+        break;
+      }
       const bool is_late = deadline == Time::zero() || shared.unit.clock().now() >= deadline;
       status = is_late ? -ETIMEDOUT : wait(shared, lock, deadline);
     } while (status == 0);

@@ -147,7 +147,7 @@ int report(lua_State* L) {
   return 1;
 }
 
-const luaL_Reg functions[] = {
+const luaL_Reg bad_days[] = {
     {"plan", plan},
     {"probe", probe},
     {"report", report},
@@ -157,7 +157,7 @@ const luaL_Reg functions[] = {
 }  // namespace
 
 void rovk_bad_days_add(lua_State* L) {
-  luaL_register(L, nullptr, functions);
+  luaL_register(L, nullptr, bad_days);
   *static_cast<Waiters*>(lua_newuserdata(L, sizeof(Waiters))) = {nullptr, false};
   lua_createtable(L, 0, 1);
   lua_pushcfunction(L, forget_all);

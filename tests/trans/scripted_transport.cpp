@@ -24,7 +24,7 @@ int32_t rovk_transport_receive(rovk_transport*, rovk_message* message, uint64_t 
   if (!scripted.inbox.empty()) {
     *message = scripted.inbox.front();
     scripted.inbox.pop_front();
-    return 0;
+    return !scripted.inbox.empty();
   }
   if (deadline_ns == UINT64_MAX) return -ENODATA;
   if (scripted.now_ns < deadline_ns) scripted.now_ns = deadline_ns;
