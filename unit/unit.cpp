@@ -60,6 +60,15 @@ rovk_message blank(uint16_t application, uint16_t peripheral, uint32_t uuid, uin
   return message;
 }
 
+// Makes an answer one of an error, and gives the place of its detail.
+uint8_t* write_error(rovk_message& answer, uint16_t answerer, uint16_t id) {
+  uint8_t* const bytes = wire::bytes(answer);
+  bytes[ROVK_OFFSET_BODY] = ROVK_RESPONSE_ERROR_INFO;
+  store(bytes + ROVK_OFFSET_PAYLOAD, 2, answerer);
+  store(bytes + ROVK_OFFSET_ERROR_ID, 2, id);
+  return bytes + ROVK_OFFSET_ERROR_DATA;
+}
+
 // Writes the numbers into the value fields of a record, in order.
 void fill(uint8_t* bytes, const catalogue::Record* record, std::span<const int64_t> values) {
   std::size_t next = 0;
@@ -297,14 +306,9 @@ struct Unit::State final : Host, Answers {
 
   // Turns a command or an answer into a refusal by a rule.
   void refuse(rovk_message& message, const Rule& rule) {
-    uint8_t* const bytes = wire::bytes(message);
-    const auto address = static_cast<uint16_t>(load(bytes + ROVK_OFFSET_PERIPHERAL, 2));
-    const auto application = static_cast<uint16_t>(load(bytes + ROVK_OFFSET_APPLICATION, 2));
-    message = blank(application, address, load(bytes + ROVK_OFFSET_UUID, 4), ROVK_TYPE_RESPONSE);
-    bytes[ROVK_OFFSET_BODY] = ROVK_RESPONSE_ERROR_INFO;
-    store(bytes + ROVK_OFFSET_PAYLOAD, 2, address);
-    store(bytes + ROVK_OFFSET_ERROR_ID, 2, rule.error);
-    std::copy(rule.detail.begin(), rule.detail.end(), bytes + ROVK_OFFSET_ERROR_DATA);
+    const uint16_t address = wire::peripheral(message);
+    message = blank(wire::application(message), address, wire::uuid(message), ROVK_TYPE_RESPONSE);
+    std::copy(rule.detail.begin(), rule.detail.end(), write_error(message, address, rule.error));
     if (const auto* const service = service_at(address)) coverage.error(*service, rule.error);
   }
 
@@ -532,11 +536,7 @@ struct Unit::State final : Host, Answers {
     coverage.error(service, refusal.id);
     const catalogue::Error* error = catalogue::find_error(service, refusal.id);
     if (!error) error = catalogue::find_error(catalogue::common(), refusal.id);
-    uint8_t* body = wire::bytes(reply);
-    body[ROVK_OFFSET_BODY] = ROVK_RESPONSE_ERROR_INFO;
-    store(body + ROVK_OFFSET_PAYLOAD, 2, answerer);
-    store(body + ROVK_OFFSET_ERROR_ID, 2, refusal.id);
-    fill(body + ROVK_OFFSET_ERROR_DATA, error ? error->detail : nullptr, refusal.detail);
+    fill(write_error(reply, answerer, refusal.id), error ? error->detail : nullptr, refusal.detail);
   }
 
   // Answers
@@ -567,9 +567,9 @@ struct Unit::State final : Host, Answers {
   // Carries a command out and makes its answer; one that takes time goes into the peripheral's queue.
   void handle(uint16_t application, const rovk_message& command) {
     const uint8_t* given = wire::bytes(command);
-    const auto address = static_cast<uint16_t>(load(given + ROVK_OFFSET_PERIPHERAL, 2));
-    const uint8_t opcode = given[ROVK_OFFSET_BODY];
-    rovk_message reply = blank(application, address, load(given + ROVK_OFFSET_UUID, 4), ROVK_TYPE_RESPONSE);
+    const uint16_t address = wire::peripheral(command);
+    const uint8_t opcode = wire::body(command);
+    rovk_message reply = blank(application, address, wire::uuid(command), ROVK_TYPE_RESPONSE);
     Time duration{0};
     const catalogue::Service* service = &catalogue::common();
     uint16_t answerer = address;

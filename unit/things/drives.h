@@ -51,7 +51,6 @@ class Drive {
   Mode mode() const { return mode_; }
   void set_mode(Mode mode);
   // Each keeps its value while the other mode holds.
-  int64_t set_percent() const { return percent_; }
   int64_t set_amount() const { return amount_; }
   void set_duty(int64_t percent, int64_t hz);
   void set_amount(int64_t amount);
