@@ -63,7 +63,7 @@ using Answers = std::vector<Answer>;
 
 inline void collect(void*, uint16_t address, rovk_error_unittest_ffff_error* error, uint8_t output, void* user) {
   EXPECT_EQ(unittest, address);
-  const unsigned type = error ? error->data.payload[0] | error->data.payload[1] << 8 : 0;
+  const unsigned type = error ? error->data.payload[0] + 256U * error->data.payload[1] : 0;
   static_cast<Answers*>(user)->push_back({error ? error->id : 0U, type, output});
 }
 

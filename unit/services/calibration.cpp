@@ -83,7 +83,7 @@ class Calibration final : public View {
     if (!motor.home_sensor()) call.refuse("failed_find_home");
     const Ticket ticket = call.wait();
     motor.travel({motor.build().home}, motor.build().highest_speed,
-                 [this, ticket, &motor, way = std::vector<int64_t>(stops), last = std::move(last)](LensMotor::End end) {
+                 [ticket, &motor, way = std::vector<int64_t>(stops), last = std::move(last)](LensMotor::End end) {
                    if (end != LensMotor::End::arrived) return fail(ticket, end, "failed_find_home");
                    next(ticket, motor, way, 0, last);
                  });

@@ -150,7 +150,8 @@ Registers::Plan Registers::plan(const catalogue::Command& command, std::string_v
   for (const Field& field : record->fields) {
     if (!carries_value(field)) continue;
     const Role role = reads ? role_of(*record, field) : Role{Role::value, field.name};
-    const Step::Part part = role.part == Role::low ? Step::low : role.part == Role::high ? Step::high : Step::value;
+    using Part = Step::Part;
+    const Part part = role.part == Role::low ? Part::low : role.part == Role::high ? Part::high : Part::value;
     made.steps.push_back({part, &field, &cell(subject, role.field)});
   }
   return made;
@@ -172,9 +173,9 @@ bool Registers::run(Call& call, unsigned device, std::string_view subject) {
   }
   if (reads) {
     for (const Step& step : steps->steps) {
-      call.set(*step.field, step.part == Step::value ? value_of(*step.cell, device)
-                            : step.part == Step::low ? limits_of(*step.cell, device).low
-                                                     : limits_of(*step.cell, device).high);
+      call.set(*step.field, step.part == Step::Part::value ? value_of(*step.cell, device)
+                            : step.part == Step::Part::low ? limits_of(*step.cell, device).low
+                                                           : limits_of(*step.cell, device).high);
     }
     return true;
   }

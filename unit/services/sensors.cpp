@@ -22,7 +22,7 @@ class LightSensor final : public View {
 class TemperatureSensors final : public View {
  public:
   explicit TemperatureSensors(const Setup& setup) : View(setup, {}) {
-    on("get_millidegree_celsius", [this, sensors = all_things<things::TemperatureSensor>()](Call& call) {
+    on("get_millidegree_celsius", [sensors = all_things<things::TemperatureSensor>()](Call& call) {
       call.set("millidegree_celsius", sensors[device(call)]->told_millidegrees());
     });
   }

@@ -184,7 +184,7 @@ class Registers {
   };
   // One field of a command and what of a cell it carries.
   struct Step {
-    enum Part : uint8_t { value, low, high } part;
+    enum class Part : uint8_t { value, low, high } part;
     const catalogue::Field* field;
     Cell* cell;
   };

@@ -47,11 +47,11 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   };
   void* context = nullptr;
   if (rovktrans_init("sim", nullptr, &context) != 0) return 0;
-  static int calls;
+  static volatile int calls;  // so that what is added to it is read
   const auto count = [](void*, uint16_t, rovk_error_common_error*, uint8_t* payload, void*) {
-    calls += payload ? payload[21] : 0;
+    calls = calls + (payload ? payload[21] : 0);
   };
-  const auto note = [](void*, uint16_t, uint16_t type, void*) { calls += type; };
+  const auto note = [](void*, uint16_t, uint16_t type, void*) { calls = calls + type; };
   rovktrans_common_reset_occurred_register_callback(context, 0, note, nullptr);
   rovktrans_common_register_default_callbacks(context, 0);
   uint8_t bytes[22] = {};

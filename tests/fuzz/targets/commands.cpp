@@ -12,7 +12,7 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const uint16_t application = rovk_transport_application(transport);
   constexpr size_t step = 2 + sizeof(rovk_message);
   for (size_t at = 0; at + step <= size && at < 64 * step; at += step) {
-    const uint64_t wait_ms = data[at] | (data[at + 1] & 15) << 8;
+    const uint64_t wait_ms = data[at] + 256U * (data[at + 1] & 15U);
     rovk_message message;
     std::memcpy(&message, data + at + 2, sizeof message);
     // Mostly as this application's.
