@@ -43,7 +43,7 @@ State& state() {
 
 // Heap blocks that the module has to free. A fixed table, since free() itself looks into it. A sanitizer
 // has a free() of its own, and finds by itself what is not freed.
-#if defined(__SANITIZE_ADDRESS__)
+#ifdef ROVK_SANITIZED
 constexpr bool watches_free = false;
 #else
 constexpr bool watches_free = true;
@@ -281,7 +281,7 @@ uint64_t first_variable(va_list list) { return reinterpret_cast<uint64_t>(va_arg
 
 using namespace recorder;
 
-#if !defined(__SANITIZE_ADDRESS__)
+#ifndef ROVK_SANITIZED
 RECORDED void free(void* block) {
   static auto* const next = reinterpret_cast<void (*)(void*)>(dlsym(RTLD_NEXT, "free"));
   if (block) {

@@ -63,13 +63,11 @@ void operator delete(void* block, std::size_t) noexcept { std::free(block); }
 // Not all of the C++ library's ways to ask are ours.
 extern "C" [[gnu::visibility("default")]] const char* __asan_default_options() { return "alloc_dealloc_mismatch=0"; }
 
-#ifndef __SANITIZE_ADDRESS__
-#ifndef __SANITIZE_THREAD__
+#ifndef ROVK_SANITIZED
 extern "C" void* __libc_malloc(size_t size);
 extern "C" [[gnu::visibility("default")]] void* malloc(size_t size) {
   return native.refuses() ? nullptr : __libc_malloc(size);
 }
-#endif
 #endif
 
 namespace {

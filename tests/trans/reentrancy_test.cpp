@@ -86,8 +86,8 @@ TEST(Reentrancy, OuterCallTimesOutAfterInnerOnes) {
 
 // A look-up takes in whatever comes, the answer to the command before it included.
 TEST(Reentrancy, DispatchRunsWhatWasThereWhenItBegan) {
+  Script script;  // heard once more when the session closes
   const Session session;
-  Script script;
   script.run = [&] {
     if (script.calls >= 20) return;
     EXPECT_EQ(0, start(session, script));
