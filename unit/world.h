@@ -32,7 +32,7 @@ inline constexpr std::size_t input_count = 12;
 
 // How an input is called. A quantity has a unit, anything else a few states.
 struct InputRow {
-  const char* name;
+  std::string_view name;  // ends with a zero as well
   const char* unit;
   const char* states;
 };

@@ -35,7 +35,7 @@ int32_t fail_name(const char* name) {
   fail(-ENOENT, "no input '%s'; there are ", name);
   const char* glue = "";
   for (const InputRow& row : rovk::unit::inputs()) {
-    add_reason("%s%s", glue, row.name);
+    add_reason("%s%s", glue, row.name.data());
     glue = ", ";
   }
   return -ENOENT;
@@ -50,7 +50,7 @@ int32_t check_index(const char* name, const rovk::unit::World::Hand& hand, uint3
 
 int32_t check_value(const InputRow& row, const rovk::unit::World::Hand& hand, int64_t value) {
   if (value >= hand.low && value <= hand.high) return 0;
-  fail(-ERANGE, "%s cannot be %" PRId64 "; it is ", row.name, value);
+  fail(-ERANGE, "%s cannot be %" PRId64 "; it is ", row.name.data(), value);
   if (row.states) {
     add_reason("%s", row.states);
   } else if (value < hand.low) {
@@ -67,7 +67,7 @@ int32_t with_input(void* context, const char* name, uint32_t index, Work work) {
     if (!name) return fail_null();
     const auto input = rovk::unit::find_input(name);
     if (!input) return fail_name(name);
-    const int32_t refused = check_index(row_of(*input).name, unit.world().hand(*input), index);
+    const int32_t refused = check_index(row_of(*input).name.data(), unit.world().hand(*input), index);
     return refused != 0 ? refused : work(unit, *input);
   });
 }
@@ -101,7 +101,7 @@ int32_t rovk_unit_get_input(void* context, const char* input, uint32_t index, in
 int32_t rovk_unit_release_input(void* context, const char* input, uint32_t index) {
   return with_input(context, input, index, [&](rovk::unit::Unit& unit, Input which) -> int32_t {
     if (unit.release_input(which, index)) return 0;
-    return fail(-EINVAL, "%s is what it was set to; nothing else decides on it", row_of(which).name);
+    return fail(-EINVAL, "%s is what it was set to; nothing else decides on it", row_of(which).name.data());
   });
 }
 
