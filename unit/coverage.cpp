@@ -1,32 +1,53 @@
 #include "unit/coverage.h"
 
+#include <functional>
+#include <span>
+
 namespace rovk::unit {
 namespace {
 
-template <typename Counts>
-uint32_t count(const Counts& counts, const catalogue::Service& service, uint16_t id) {
-  const auto found = counts.find({&service, id});
-  return found == counts.end() ? 0 : found->second;
+std::size_t place_of(const catalogue::Service& service) {
+  return static_cast<std::size_t>(&service - catalogue::services().data());
+}
+
+// The rows of a service are made when it is first heard of: most scripts speak with a few.
+template <typename Row>
+void count(std::vector<uint32_t>& counts, std::span<const Row> rows, const Row& row) {
+  if (counts.empty()) counts.resize(rows.size());
+  ++counts[static_cast<std::size_t>(&row - rows.data())];
+}
+
+// Whether the row is one of these, not one of the common service's.
+template <typename Row>
+bool is_among(std::span<const Row> rows, const Row& row) {
+  return !rows.empty() && !std::less<>()(&row, &rows.front()) && !std::less<>()(&rows.back(), &row);
 }
 
 std::string line(const char* kind, const catalogue::Service& service, const char* name, uint32_t times) {
   return std::string(kind) + " " + service.name + " " + name + " " + std::to_string(times) + "\n";
 }
 
-}  // namespace
-
-// The rows of a service are made when it is first heard of: most scripts speak with a few.
-Coverage::Coverage() : commands_(catalogue::services().size()) {}
-
-void Coverage::command(const catalogue::Service& service, const catalogue::Command& row) {
-  auto& counts = commands_[static_cast<std::size_t>(&service - catalogue::services().data())];
-  if (counts.empty()) counts.resize(service.commands.size());
-  ++counts[static_cast<std::size_t>(&row - service.commands.data())];
+template <typename Row>
+std::string lines_of(const char* kind, const catalogue::Service& service, std::span<const Row> rows,
+                     const std::vector<uint32_t>& counts) {
+  std::string all;
+  for (std::size_t row = 0; row < rows.size(); ++row) {
+    all += line(kind, service, rows[row].name, counts.empty() ? 0 : counts[row]);
+  }
+  return all;
 }
 
-void Coverage::event(const catalogue::Service& service, uint8_t id) {
-  const bool own = catalogue::find_event(service, id) != nullptr;
-  ++events_[{own ? &service : &catalogue::common(), id}];
+}  // namespace
+
+Coverage::Coverage() : commands_(catalogue::services().size()), events_(catalogue::services().size()) {}
+
+void Coverage::command(const catalogue::Service& service, const catalogue::Command& row) {
+  count(commands_[place_of(service)], service.commands, row);
+}
+
+void Coverage::event(const catalogue::Service& service, const catalogue::Event& row) {
+  const catalogue::Service& home = is_among(service.events, row) ? service : catalogue::common();
+  count(events_[place_of(home)], home.events, row);
 }
 
 void Coverage::error(const catalogue::Service& service, uint16_t id) {
@@ -36,16 +57,13 @@ void Coverage::error(const catalogue::Service& service, uint16_t id) {
 
 std::string Coverage::lines() const {
   std::string all;
-  std::size_t place = 0;
   for (const catalogue::Service& service : catalogue::services()) {
-    const std::vector<uint32_t>& counts = commands_[place++];
-    for (std::size_t row = 0; row < service.commands.size(); ++row) {
-      all += line("command", service, service.commands[row].name, counts.empty() ? 0 : counts[row]);
+    all += lines_of("command", service, service.commands, commands_[place_of(service)]);
+    all += lines_of("event", service, service.events, events_[place_of(service)]);
+    for (const catalogue::Error& row : service.errors) {
+      const auto found = errors_.find({&service, row.id});
+      all += line("error", service, row.name, found == errors_.end() ? 0 : found->second);
     }
-    for (const catalogue::Event& row : service.events)
-      all += line("event", service, row.name, count(events_, service, row.id));
-    for (const catalogue::Error& row : service.errors)
-      all += line("error", service, row.name, count(errors_, service, row.id));
   }
   return all;
 }

@@ -17,15 +17,17 @@ class Coverage {
   Coverage();
 
   void command(const catalogue::Service& service, const catalogue::Command& row);
-  void event(const catalogue::Service& service, uint8_t id);
+  // `service`: of the peripheral that tells.
+  void event(const catalogue::Service& service, const catalogue::Event& row);
   void error(const catalogue::Service& service, uint16_t id);
 
   // A line for each of the catalogue: "command led_0001 set_state 12".
   std::string lines() const;
 
  private:
-  std::vector<std::vector<uint32_t>> commands_;  // by service and row
-  std::map<std::pair<const catalogue::Service*, uint16_t>, uint32_t> events_;
+  using Counts = std::vector<std::vector<uint32_t>>;  // by service and row
+  Counts commands_;
+  Counts events_;
   std::map<std::pair<const catalogue::Service*, uint16_t>, uint32_t> errors_;
 };
 

@@ -80,6 +80,8 @@ void fill(uint8_t* bytes, const catalogue::Record* record, std::span<const int64
   if (next != values.size()) throw std::logic_error("more values than the record has fields");
 }
 
+const catalogue::Event& common_event(uint8_t id) { return *catalogue::find_event(catalogue::common(), id); }
+
 // A description that the view cannot be made of is told with its place in the unit file.
 std::unique_ptr<View> make_view(const Setup& setup, const std::string& board) {
   try {
@@ -187,13 +189,11 @@ struct Unit::State final : Host, Answers {
     queue.erase({found->second, timer});
     planned.erase(found);
   }
-  void raise(const View& view, std::string_view event, std::initializer_list<int64_t> values) override {
-    const catalogue::Event* row = catalogue::find_event(view.service(), event);
-    if (!row) row = catalogue::find_event(catalogue::common(), event);
-    if (!row) throw std::logic_error("no event " + std::string(event));
+  void raise(const View& view, const catalogue::Event& event, std::initializer_list<int64_t> values) override {
+    if (!powered) return;
     uint8_t payload[ROVK_MESSAGE_PAYLOAD_SIZE] = {};
-    fill(payload, row->record, {values.begin(), values.size()});
-    raise(view.setup().address, row->id, payload);
+    fill(payload, event.record, {values.begin(), values.size()});
+    tell(view.service(), view.setup().address, event, payload);
   }
   void report(const View& view, std::string_view error, std::initializer_list<int64_t> detail) override {
     const catalogue::Error* row = catalogue::find_error(view.service(), error);
@@ -201,7 +201,7 @@ struct Unit::State final : Host, Answers {
     if (!row) throw std::logic_error("no error " + std::string(error));
     uint8_t data[ROVK_MESSAGE_ERROR_INFO_PAYLOAD_SIZE] = {};
     fill(data, row->detail, {detail.begin(), detail.size()});
-    report(view.setup().address, row->id, data);
+    report(view.service(), view.setup().address, row->id, data);
   }
   void fail(const View& view, Fault fault) override {
     Peripheral* const peripheral = find(view.setup().address);
@@ -223,14 +223,14 @@ struct Unit::State final : Host, Answers {
     return found == by_address.end() ? nullptr : found->second;
   }
 
-  void raise(uint16_t peripheral, uint8_t id, const uint8_t* payload) {
-    if (!powered) return;
-    for (const auto& [application, state] : applications) {
-      if (!router->registered(application, peripheral)) continue;
-      rovk_message message = blank(application, peripheral, 0, ROVK_TYPE_EVENT);
-      wire::bytes(message)[ROVK_OFFSET_BODY] = id;
+  // Sends an event of a peripheral of that service to all who hear it.
+  void tell(const catalogue::Service& service, uint16_t address, const catalogue::Event& event,
+            const uint8_t* payload) {
+    for (const uint16_t application : router->hearers(address)) {
+      rovk_message message = blank(application, address, 0, ROVK_TYPE_EVENT);
+      wire::bytes(message)[ROVK_OFFSET_BODY] = event.id;
       std::copy_n(payload, ROVK_MESSAGE_PAYLOAD_SIZE, wire::bytes(message) + ROVK_OFFSET_PAYLOAD);
-      if (const Peripheral* const from = find(peripheral)) coverage.event(from->view->service(), id);
+      coverage.event(service, event);
       dispatch(Direction::event, application, message, present);
     }
   }
@@ -326,12 +326,13 @@ struct Unit::State final : Host, Answers {
     if (powered && applications.contains(application)) handle(application, command);
   }
 
-  void report(uint16_t peripheral, uint16_t error, const uint8_t* data) {
+  void report(const catalogue::Service& service, uint16_t address, uint16_t error, const uint8_t* data) {
+    if (!powered) return;
     uint8_t payload[ROVK_MESSAGE_PAYLOAD_SIZE] = {};
-    store(payload, 2, peripheral);
+    store(payload, 2, address);
     store(payload + 2, 2, error);
     std::copy_n(data, ROVK_MESSAGE_ERROR_INFO_PAYLOAD_SIZE, payload + 4);
-    raise(peripheral, ROVK_COMMON_EVENT_SPONTANEOUS_ERROR, payload);
+    tell(service, address, common_event(ROVK_COMMON_EVENT_SPONTANEOUS_ERROR), payload);
   }
 
   void send(uint16_t application, const rovk_message& message, Time when) {
@@ -405,7 +406,7 @@ struct Unit::State final : Host, Answers {
   void booted(Peripheral& peripheral, uint16_t type) {
     peripheral.booting = false;
     peripheral.boot.stop();
-    raise(*peripheral.view, "reset_occurred", {type});
+    raise(*peripheral.view, common_event(ROVK_COMMON_EVENT_RESET_OCCURRED), {type});
     if (const Fault standing = peripheral.view->standing_fault(); standing != Fault::none) {
       fail(*peripheral.view, standing);
     }
@@ -782,9 +783,10 @@ bool Unit::set_fault(uint16_t address, uint16_t fault_id) {
 
 bool Unit::spontaneous_error(uint16_t address, uint16_t error_id, const uint8_t* payload) {
   run();
-  if (!state_->find(address)) return false;
+  const catalogue::Service* const service = state_->service_at(address);
+  if (!service) return false;
   const uint8_t nothing[ROVK_MESSAGE_ERROR_INFO_PAYLOAD_SIZE] = {};
-  state_->report(address, error_id, payload ? payload : nothing);
+  state_->report(*service, address, error_id, payload ? payload : nothing);
   run();
   return true;
 }

@@ -32,10 +32,11 @@ class AlarmInputs : public View {
   AlarmLine& line(const Call& call) { return line(device(call)); }
   // An input that is not enabled says nothing.
   void tell(unsigned index, int64_t state) {
-    if (line(index).settings().enabled) host().raise(*this, "state_change", {index, state});
+    if (line(index).settings().enabled) host().raise(*this, change_, {index, state});
   }
 
  private:
+  const catalogue::Event& change_ = event("state_change");
   std::vector<AlarmLine*> lines_;
 };
 

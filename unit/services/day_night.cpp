@@ -58,11 +58,12 @@ class DayNight0011 final : public Filters {
 class DayNight001d final : public Filters {
  public:
   explicit DayNight001d(const Setup& setup) : Filters(setup, day_night_settings) {
+    const catalogue::Event& change = event("movement_change");
     for (unsigned i = 0; i < devices(); ++i) {
       things::Lens* const lens = imager(i).lens();
       if (!lens) continue;
-      lens->filter().movement_changed.add([this, i](bool moving) {
-        host().raise(*this, "movement_change", {i, moving});
+      lens->filter().movement_changed.add([this, i, &change](bool moving) {
+        host().raise(*this, change, {i, moving});
       });
     }
   }

@@ -136,7 +136,8 @@ class PowerDriver final : public Driver<Kind> {
  public:
   explicit PowerDriver(const Setup& setup)
       : Driver<Kind>(setup, {"get_power", "set_power", "milliWatts", "min_milliWatts", "max_milliWatts"}) {
-    this->watch([this](unsigned i) { this->host().raise(*this, "state_change", {this->drive(i).on()}); });
+    const catalogue::Event& change = this->event("state_change");
+    this->watch([this, &change](unsigned i) { this->host().raise(*this, change, {this->drive(i).on()}); });
   }
 };
 
@@ -144,8 +145,9 @@ class PowerDriver final : public Driver<Kind> {
 class FanDriver final : public Driver<Fan> {
  public:
   explicit FanDriver(const Setup& setup) : Driver(setup, {"get_speed", "set_speed", "rpm", "min_rpm", "max_rpm"}) {
-    watch([this](unsigned i) {
-      host().raise(*this, "state_change", {drive(i).on(), drive(i).given(), drive(i).stalled()});
+    const catalogue::Event& change = event("state_change");
+    watch([this, &change](unsigned i) {
+      host().raise(*this, change, {drive(i).on(), drive(i).given(), drive(i).stalled()});
     });
     on("get_feedback", [this](Call& call) {
       call.set("enabled", drive(call).on());
@@ -209,7 +211,8 @@ class PowerOutput final : public Output<Heater> {
   explicit PowerOutput(const Setup& setup)
       : Output(setup, {"get_power", "set_auto_power", "power_milliwatts", "auto_power_milliwatts",
                        "min_power_milliwatts", "max_power_milliwatts"}) {
-    watch([this](unsigned i) { host().raise(*this, "state_change", {i, drive(i).on()}); });
+    const catalogue::Event& change = event("state_change");
+    watch([this, &change](unsigned i) { host().raise(*this, change, {i, drive(i).on()}); });
   }
 };
 
@@ -218,8 +221,9 @@ class SpeedOutput final : public Output<Fan> {
   explicit SpeedOutput(const Setup& setup)
       : Output(setup,
                {"get_speed", "set_auto_speed", "speed_rpm", "auto_speed_rpm", "min_speed_rpm", "max_speed_rpm"}) {
-    watch([this](unsigned i) {
-      host().raise(*this, "state_change", {i, drive(i).on(), drive(i).given(), drive(i).stalled()});
+    const catalogue::Event& change = event("state_change");
+    watch([this, &change](unsigned i) {
+      host().raise(*this, change, {i, drive(i).on(), drive(i).given(), drive(i).stalled()});
     });
   }
 };

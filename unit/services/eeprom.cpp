@@ -81,7 +81,8 @@ class EepromRaw final : public EepromView {
 class EepromPartitionTable final : public EepromView {
  public:
   explicit EepromPartitionTable(const Setup& setup) : EepromView(setup) {
-    eeprom().lock_timed_out.add([this](unsigned index) { host().raise(*this, "lock_time_out", {index}); });
+    const catalogue::Event& time_out = event("lock_time_out");
+    eeprom().lock_timed_out.add([this, &time_out](unsigned index) { host().raise(*this, time_out, {index}); });
     serve("get_partition_info", [this](Call& call) { get_partition_info(call); });
     serve("get_tag_info", [this](Call& call) {
       answer_tag(call, memory().tag(partition(call), static_cast<uint16_t>(call.number("tag_id"))));

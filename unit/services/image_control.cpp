@@ -92,11 +92,13 @@ class ImageControl final : public ImagerView {
   void watch(unsigned index) {
     Lens* const lens = imager(index).lens();
     if (!lens) return;
-    lens->focus().movement_changed.add([this, index](bool moving) {
-      host().raise(*this, "focus_movement_change", {index, moving});
+    const catalogue::Event& focus_change = event("focus_movement_change");
+    lens->focus().movement_changed.add([this, index, &focus_change](bool moving) {
+      host().raise(*this, focus_change, {index, moving});
     });
-    lens->filter().movement_changed.add([this, index](bool moving) {
-      host().raise(*this, "day_night_movement_change", {index, moving});
+    const catalogue::Event& filter_change = event("day_night_movement_change");
+    lens->filter().movement_changed.add([this, index, &filter_change](bool moving) {
+      host().raise(*this, filter_change, {index, moving});
     });
   }
 

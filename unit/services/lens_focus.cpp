@@ -24,13 +24,12 @@ constexpr Register focus_settings[] = {
 class LensFocus final : public Driving<ImagerView> {
  public:
   explicit LensFocus(const Setup& setup) : Driving(setup, std::span<const Register>(focus_settings)) {
+    const catalogue::Event& change = event("movement_change");
     for (unsigned i = 0; i < devices(); ++i) {
       things::Lens* const lens = imager(i).lens();
       if (!lens) continue;
       drive(lens->focus());
-      lens->focus().movement_changed.add([this, i](bool moving) {
-        host().raise(*this, "movement_change", {i, moving});
-      });
+      lens->focus().movement_changed.add([this, i, &change](bool moving) { host().raise(*this, change, {i, moving}); });
     }
     on("set_auto_focus_region", [this](Call& call) {
       for (const auto& [start, stop] :

@@ -34,8 +34,9 @@ class Lights final : public View {
 class Buttons final : public View {
  public:
   explicit Buttons(const Setup& setup) : View(setup, {}), buttons_(all_things<things::Button>()) {
+    const catalogue::Event& change = event("state_change");
     for (unsigned i = 0; i < devices(); ++i) {
-      buttons_[i]->changed.add([this, i] { host().raise(*this, "state_change", {i, buttons_[i]->pressed()}); });
+      buttons_[i]->changed.add([this, i, &change] { host().raise(*this, change, {i, buttons_[i]->pressed()}); });
     }
     on("get_state", [this](Call& call) { call.set("pressed", buttons_[device(call)]->pressed()); });
     on("get_initial_state", [this](Call& call) { call.set("pressed", buttons_[device(call)]->pressed_at_start()); });
@@ -52,8 +53,9 @@ class Buttons final : public View {
 class Switches final : public View {
  public:
   explicit Switches(const Setup& setup) : View(setup, {}), switches_(all_things<things::Switch>()) {
+    const catalogue::Event& change = event("state_change");
     for (unsigned i = 0; i < devices(); ++i) {
-      switches_[i]->changed.add([this, i] { host().raise(*this, "state_change", {i, switches_[i]->on()}); });
+      switches_[i]->changed.add([this, i, &change] { host().raise(*this, change, {i, switches_[i]->on()}); });
     }
     on("get_state", [this](Call& call) { call.set("on", switches_[device(call)]->on()); });
     on("set_state", [this](Call& call) { switches_[device(call)]->turn(call.within("on", 0, 1) != 0); });

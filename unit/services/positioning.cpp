@@ -47,11 +47,11 @@ const Fields& fields_of(Head::Axis axis) {
 class Positioning final : public View {
  public:
   explicit Positioning(const Setup& setup) : View(setup, {}), heads_(all_things<Head>()) {
+    const catalogue::Event& change = event("movement_change");
     for (unsigned i = 0; i < devices(); ++i) {
-      heads_[i]->movement_changed.add([this, i] {
+      heads_[i]->movement_changed.add([this, i, &change] {
         const Head& moved = *heads_[i];
-        host().raise(*this, "movement_change",
-                     {i, moved.moving(Head::pan), moved.moving(Head::tilt), moved.moving(Head::zoom)});
+        host().raise(*this, change, {i, moved.moving(Head::pan), moved.moving(Head::tilt), moved.moving(Head::zoom)});
       });
     }
     on("get_position", [this](Call& call) {

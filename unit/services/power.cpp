@@ -26,12 +26,13 @@ class PowerMonitor final : public Rails {
  public:
   // `newer`: it has a threshold to ask for, and its alert carries the power that caused it.
   PowerMonitor(const Setup& setup, bool newer) : Rails(setup) {
+    const catalogue::Event& alert = event("alert");
     for (unsigned i = 0; i < devices(); ++i) {
-      rail(i).alert_changed.add([this, i, newer] {
+      rail(i).alert_changed.add([this, i, newer, &alert] {
         if (newer) {
-          host().raise(*this, "alert", {i, rail(i).alert(), rail(i).microwatts()});
+          host().raise(*this, alert, {i, rail(i).alert(), rail(i).microwatts()});
         } else {
-          host().raise(*this, "alert", {i, rail(i).alert()});
+          host().raise(*this, alert, {i, rail(i).alert()});
         }
       });
       rail(i).supply_changed.add([this, i] {

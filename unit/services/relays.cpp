@@ -17,9 +17,10 @@ static_assert(ROVK_RELAY_0005_STATE_ACTIVE == 1 && ROVK_RELAY_0019_STATE_OPEN ==
 
 class Relays : public View {
  public:
-  Relays(const Setup& setup, std::string_view ended) : View(setup, {}), relays_(all_things<Relay>()) {
+  Relays(const Setup& setup, std::string_view told_at_end) : View(setup, {}), relays_(all_things<Relay>()) {
+    const catalogue::Event& ended = event(told_at_end);
     for (unsigned i = 0; i < devices(); ++i) {
-      relays_[i]->sequence_ended.add([this, i, ended] { host().raise(*this, ended, {i}); });
+      relays_[i]->sequence_ended.add([this, i, &ended] { host().raise(*this, ended, {i}); });
     }
   }
 

@@ -19,8 +19,8 @@ Router::Router(const Setup& setup, const std::vector<uint16_t>& peripherals)
   on("get_count", [this](Call& call) { call.set("count", static_cast<int64_t>(routes_.size())); });
   on("get_route", [this](Call& call) { get_route(call); });
   on("add_route", [this](Call& call) { add_route(call); });
-  on("register_event", [this](Call& call) { registrations_.emplace(call.application(), known_peripheral(call)); });
-  on("unregister_event", [this](Call& call) { registrations_.erase({call.application(), known_peripheral(call)}); });
+  on("register_event", [this](Call& call) { register_event(call); });
+  on("unregister_event", [this](Call& call) { unregister_event(call); });
   on("reserve", [this](Call& call) { reserve(call); });
   on("release", [this](Call& call) { release(call); });
   on("enable_transport", [this](Call& call) { enable_transport(call); });
@@ -34,8 +34,10 @@ void Router::reset() {
   transports_.assign(transport_count, true);
 }
 
-bool Router::registered(uint16_t application, uint16_t peripheral) const {
-  return registrations_.contains({application, peripheral});
+std::span<const uint16_t> Router::hearers(uint16_t peripheral) const {
+  const auto found = hearers_.find(peripheral);
+  if (found == hearers_.end()) return {};
+  return found->second;
 }
 
 uint16_t Router::holder(uint16_t peripheral) const {
@@ -49,7 +51,7 @@ bool Router::leads_to(uint16_t peripheral) const {
 }
 
 void Router::forget(uint16_t application) {
-  std::erase_if(registrations_, [=](const auto& registration) { return registration.first == application; });
+  for (auto& [peripheral, hearers] : hearers_) std::erase(hearers, application);
   std::erase_if(holders_, [=](const auto& hold) { return hold.second == application; });
 }
 
@@ -68,6 +70,18 @@ void Router::add_route(const Call& call) {
   if (!leads_to(through)) call.refuse_input("routing_peripheral_address");
   if (routes_.size() >= most_routes) call.refuse("no_resources");
   routes_.push_back({peripheral, through});
+}
+
+// Registering twice is registering once.
+void Router::register_event(const Call& call) {
+  std::vector<uint16_t>& hearers = hearers_[known_peripheral(call)];
+  const auto place = std::lower_bound(hearers.begin(), hearers.end(), call.application());
+  if (place == hearers.end() || *place != call.application()) hearers.insert(place, call.application());
+}
+
+void Router::unregister_event(const Call& call) {
+  const auto found = hearers_.find(known_peripheral(call));
+  if (found != hearers_.end()) std::erase(found->second, call.application());
 }
 
 // Taking twice is taking once; the router itself serves everybody and cannot be taken.

@@ -3,8 +3,7 @@
 #pragma once
 
 #include <map>
-#include <set>
-#include <utility>
+#include <span>
 #include <vector>
 
 #include "unit/services/view.h"
@@ -20,7 +19,8 @@ class Router : public View {
   // to the applications and stay.
   void reset() override;
 
-  bool registered(uint16_t application, uint16_t peripheral) const;
+  // The applications that hear the events of the peripheral, in their order.
+  std::span<const uint16_t> hearers(uint16_t peripheral) const;
   // The application that holds the peripheral, 0 for none.
   uint16_t holder(uint16_t peripheral) const;
   // Whether there is a way to the address, be it to a peripheral that is not fitted.
@@ -36,6 +36,8 @@ class Router : public View {
 
   void get_route(Call& call) const;
   void add_route(const Call& call);
+  void register_event(const Call& call);
+  void unregister_event(const Call& call);
   void reserve(const Call& call);
   void release(const Call& call);
   void enable_transport(const Call& call);
@@ -43,8 +45,8 @@ class Router : public View {
 
   const std::size_t own_routes_;
   std::vector<Route> routes_;
-  std::set<std::pair<uint16_t, uint16_t>> registrations_;  // application, peripheral
-  std::map<uint16_t, uint16_t> holders_;                   // by peripheral
+  std::map<uint16_t, std::vector<uint16_t>> hearers_;  // by peripheral
+  std::map<uint16_t, uint16_t> holders_;               // by peripheral
   // What enable_transport was told last. The way to the simulated unit is none of these transports, so
   // nothing is cut by it.
   std::vector<bool> transports_;

@@ -51,6 +51,13 @@ void View::queue(std::string_view command, Handler handler) {
   entry(command).takes_time = true;
 }
 
+const catalogue::Event& View::event(std::string_view name) const {
+  const catalogue::Event* row = catalogue::find_event(setup_.service, name);
+  if (!row) row = catalogue::find_event(catalogue::common(), name);
+  if (!row) throw std::logic_error(std::string(setup_.service.name) + " has no event " + std::string(name));
+  return *row;
+}
+
 View::Entry& View::entry(std::string_view command) {
   const catalogue::Command* const row = catalogue::find_command(setup_.service, command);
   if (!row) throw std::logic_error(std::string(setup_.service.name) + " has no command " + std::string(command));

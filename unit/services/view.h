@@ -215,8 +215,9 @@ class Registers {
 // The unit as a view sees it.
 class Host : public Timeline {
  public:
-  // Sends an event to all subscribers of the peripheral. `values` are the fields without reserved ones.
-  virtual void raise(const class View& view, std::string_view event, std::initializer_list<int64_t> values) = 0;
+  // Sends an event to all subscribers of the peripheral. `event` is what View::event() gave, `values` are the
+  // fields without reserved ones.
+  virtual void raise(const class View& view, const catalogue::Event& event, std::initializer_list<int64_t> values) = 0;
   // Sends spontaneous_error about an error of the view's service or of the common set.
   virtual void report(const class View& view, std::string_view error, std::initializer_list<int64_t> detail) = 0;
   // Gives the peripheral a fault and tells of it by spontaneous_error. It stays until it is cleared, and
@@ -274,6 +275,9 @@ class View {
   void on(std::string_view command, Handler handler);
   // The same for a command that takes time: it runs when those before it in the queue have ended.
   void queue(std::string_view command, Handler handler);
+  // An event of the service or of the common set, for Host::raise(). Views ask for theirs when they are made, so
+  // that nothing is searched for each time something happens.
+  const catalogue::Event& event(std::string_view name) const;
   // The thing behind a device's index. Throws DescriptionError when there is none, so views ask for their
   // things when they are made.
   template <typename Thing>
