@@ -7,6 +7,16 @@ set(ROVK_MODULE_TO_LIBRARIES ${to_libraries} CACHE STRING "Way from the folder o
 set(modules rovk_message rovk_companion)
 set(libraries rovk-message rovktrans rovk-transport)
 
+# One run path for the build folder, where all lie together, and for where they are installed: a run path that is
+# exchanged when it is installed CMake fills up with colons, and an entry without a name is the current folder.
+# Packagers who want none at all have it taken out.
+function(rovk_set_run_path path)
+  set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH "${path}")
+  if(NOT CMAKE_SKIP_INSTALL_RPATH)
+    set_target_properties(${ARGN} PROPERTIES BUILD_WITH_INSTALL_RPATH ON)
+  endif()
+endfunction()
+
 # All that a script needs to run from the build folder.
 add_custom_target(rovk_scripts)
 
@@ -15,7 +25,7 @@ foreach(target IN LISTS modules)
     continue()
   endif()
   add_dependencies(rovk_scripts ${target})
-  set_target_properties(${target} PROPERTIES INSTALL_RPATH "$ORIGIN/${ROVK_MODULE_TO_LIBRARIES}")
+  rovk_set_run_path("$ORIGIN;$ORIGIN/${ROVK_MODULE_TO_LIBRARIES}" ${target})
   if(target STREQUAL rovk_message)
     set(component module)
   else()
@@ -28,7 +38,7 @@ if(ROVK_BUILD_LIBRARIES)
   install(DIRECTORY lualib/companions/ DESTINATION ${ROVK_LUA_SCRIPT_DIR} COMPONENT desk FILES_MATCHING PATTERN "*.lua")
   install(DIRECTORY ${ROVK_GENERATED}/lua/rovk_catalogue DESTINATION ${ROVK_LUA_SCRIPT_DIR} COMPONENT desk)
   # The names without a version are for linking, and the module asks for them when it is loaded.
-  set_target_properties(${libraries} PROPERTIES INSTALL_RPATH "$ORIGIN")
+  rovk_set_run_path("$ORIGIN" ${libraries})
   install(TARGETS ${libraries} rovk_headers EXPORT rovk-libraries
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT desk
           INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
