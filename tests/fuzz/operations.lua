@@ -5,6 +5,12 @@ local fuzz, random, pick, pool = fuzz, env.random, env.pick, env.pool -- luachec
 local note, keep, show, value = env.note, env.keep, env.show, env.value
 local rovk, loop, unit, companion = env.rovk, env.loop, env.unit, env.companion
 
+-- Nothing runs between finding the end and storing there. In a list's own constructor a finalizer may, which adds
+-- to the list or takes from it.
+local function append(list, new)
+  list[#list + 1] = new
+end
+
 -- Calls, and keeps what comes back.
 local function call(name, action, count, arguments)
   local shown = {}
@@ -86,7 +92,7 @@ local function open()
   local _, context = call("rovktrans_init", rovk.rovktrans_init, 2, { text, value("o") })
   if context then
     fuzz.opened(context)
-    env.contexts[#env.contexts + 1] = { object = context }
+    append(env.contexts, { object = context })
   end
 end
 
@@ -116,8 +122,8 @@ local function subscribe()
   end
   local handle = call(name, rovk[name], 3, arguments)
   if handle then
-    env.handles[#env.handles + 1] = { name = name:gsub("_register", "_unregister"), handle = handle,
-      context = arguments[1], address = arguments[2] }
+    append(env.handles, { name = name:gsub("_register", "_unregister"), handle = handle, context = arguments[1],
+      address = arguments[2] })
   end
 end
 
@@ -459,9 +465,9 @@ local function sabotage()
   end
   local saved = rawget(table_of, key)
   note("sabotage " .. key)
-  env.mends[#env.mends + 1] = function()
+  append(env.mends, function()
     rawset(table_of, key, saved)
-  end
+  end)
   rawset(table_of, key, pick(GARBAGE)())
   env.steps(3)
   rawset(table_of, key, saved)
@@ -472,9 +478,9 @@ local function disguise()
   local object, other = draw_object(), draw_object()
   local own = debug.getmetatable(object)
   note(("disguise %s as %s"):format(show(object), show(other)))
-  env.mends[#env.mends + 1] = function()
+  append(env.mends, function()
     debug.setmetatable(object, own)
-  end
+  end)
   debug.setmetatable(object, random(3) > 1 and debug.getmetatable(other) or nil)
   env.steps(3)
   debug.setmetatable(object, own)
@@ -493,9 +499,9 @@ local function reopen()
   note("open the module again")
   local loaded = package.loaded.rovk_message
   package.loaded.rovk_message = nil
-  env.mends[#env.mends + 1] = function()
+  append(env.mends, function()
     package.loaded.rovk_message = loaded
-  end
+  end)
   require("rovk_message")
 end
 

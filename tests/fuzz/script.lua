@@ -135,9 +135,13 @@ end
 -- A script that cleans up leaves nothing behind.
 env.note("the end")
 env.finish()
+local left = {}
 for key, value in pairs(env.unaccounted and {} or debug.getregistry()) do
   if type(key) == "number" and key > 0 and type(value) == "function" then
-    error(("a reference is left: %d, for the function of step %s"):format(key, tostring(env.callbacks[value])), 0)
+    left[#left + 1] = ("%d, for the function of step %s"):format(key, tostring(env.callbacks[value]))
   end
+end
+if #left > 0 then
+  error("a reference is left: " .. table.concat(left, "; "), 0)
 end
 return "ended"
