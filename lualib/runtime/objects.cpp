@@ -8,23 +8,21 @@
 
 namespace {
 
-// Registry key of the table that maps a child object to its parent. Weak in its keys: an entry goes
-// with the child.
-const char parents_key = 0;
+// In the environment of a parent and of its children: the parent. A weak table would not do: a state that is being
+// closed has all objects finalized, and a collection in a finalizer takes them out of weak tables, while children
+// are still in use.
+const char parent_key = 0;
 
-void push_parents(lua_State* L) {
-  lua_pushlightuserdata(L, const_cast<char*>(&parents_key));
-  lua_rawget(L, LUA_REGISTRYINDEX);
-  if (lua_istable(L, -1)) return;
+// Pushes the environment that keeps the object at an index alive, or nil where it has none of that kind.
+void push_keeping(lua_State* L, int index) {
+  lua_getfenv(L, index);
+  lua_pushlightuserdata(L, const_cast<char*>(&parent_key));
+  lua_rawget(L, -2);
+  const bool keeps = lua_isuserdata(L, -1);
   lua_pop(L, 1);
-  lua_newtable(L);
-  lua_createtable(L, 0, 1);
-  lua_pushliteral(L, "k");
-  lua_setfield(L, -2, "__mode");
-  lua_setmetatable(L, -2);
-  lua_pushlightuserdata(L, const_cast<char*>(&parents_key));
-  lua_pushvalue(L, -2);
-  lua_rawset(L, LUA_REGISTRYINDEX);
+  if (keeps) return;
+  lua_pop(L, 1);
+  lua_pushnil(L);
 }
 
 swig_wrapped_object* push_plain(lua_State* L, swig_type_entry* type, uint32_t extent) {
@@ -145,11 +143,20 @@ void swig_object_keep_parent(lua_State* L, int parent) {
     child->owner = nullptr;
     return;
   }
-  push_parents(L);
-  lua_pushvalue(L, -2);
-  lua_pushvalue(L, parent);
-  lua_rawset(L, -3);
-  lua_pop(L, 1);
+  push_keeping(L, parent);
+  if (lua_isnil(L, -1)) {
+    lua_pop(L, 1);
+    lua_createtable(L, 0, 1);
+    lua_pushlightuserdata(L, const_cast<char*>(&parent_key));
+    lua_pushvalue(L, parent);
+    lua_rawset(L, -3);
+    // The environment of an object of another module is that module's.
+    if (wrapped) {
+      lua_pushvalue(L, -1);
+      lua_setfenv(L, parent);
+    }
+  }
+  lua_setfenv(L, -2);
 }
 
 const char* swig_argument_type_name(lua_State* L, int index) {

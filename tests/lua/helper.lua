@@ -243,9 +243,8 @@ end
 -- Nothing of it is referenced from the registry, which a pending command or a subscription would be.
 -- Contexts that a test left open are closed here, and that must succeed.
 function helper.watch(before_each, after_each)
-  -- What the module makes on first use and keeps: its tables of parents and of coroutines.
+  -- What the module makes on first use and keeps: its table of coroutines.
   local rovk = require("rovk_message")
-  local _ = rovk.rovk_message().route
   coroutine.wrap(function()
     local handle = rovk.rovktrans_common_reset_occurred_register_callback_lua(nil, 0, function() end)
     rovk.rovktrans_common_reset_occurred_unregister_callback_lua(nil, 0, handle)

@@ -165,6 +165,23 @@ describe("wrapped objects", function()
     assert.is_false(alive(kept))
   end)
 
+  it("find their parent where it was while a state is being closed", function()
+    local text, code = helper.process([[
+      local proxy = newproxy(true) -- older than the objects, so finalized after them
+      local part = require("rovk_message").rovk_message().route
+      getmetatable(proxy).__gc = function()
+        local texts = {}
+        for number = 100, 600 do
+          collectgarbage("step")
+          texts[number] = ("x"):rep(52) .. number -- takes the place of what is freed
+        end
+        local read, message = pcall(function() return part.type end)
+        print(read, tostring(message):match("got 'nil'"))
+      end
+    ]])
+    assert.are.same({ "false\tgot 'nil'\n", 0 }, { text, code })
+  end)
+
   -- Frees an object's record in a finalizer that the first allocation within `action` runs. Other
   -- interpreters and collectors may run it before, and then the record is gone already; pcall itself
   -- allocates here.
