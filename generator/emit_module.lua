@@ -69,6 +69,35 @@ local function signature(item)
   return (result == "void" and "void" or "int32_t") .. "(" .. table.concat(types, ",") .. ")"
 end
 
+-- Functions as their distances from where these stand. A compiler has no constant for that, an assembler has;
+-- pointers would each need a relocation, which takes three times their room in the file. So the functions have
+-- names that an assembler can tell.
+local function emit_distances(out, name, functions)
+  out:line('asm(".pushsection .rodata.%s,\\"a\\",%%progbits\\n.balign 4\\n"', name)
+  out:line('    ".hidden %s\\n.globl %s\\n%s:\\n"', name, name, name)
+  for _, target in ipairs(functions) do
+    out:line('    ".4byte %s - .\\n"', target)
+  end
+  out:line('    ".popsection");')
+end
+
+-- Writes functions that only the tables of distances name.
+local function emit_named(out, functions)
+  out:line('extern "C" {')
+  for _, text in ipairs(functions) do
+    out:line("SWIG_NAMED %s", text)
+  end
+  out:line("}")
+end
+
+local function numbered(format, count)
+  local list = {}
+  for number = 0, count - 1 do
+    list[number + 1] = format:format(number)
+  end
+  return list
+end
+
 local function emit_commands(model, out, pools, coded)
   local fixed_count = 0
   local rows, targets = {}, {}
@@ -109,30 +138,30 @@ local function emit_commands(model, out, pools, coded)
     out:line("    %s,", target)
   end
   out:line("};")
-  out:line("namespace {")
+  local thunks = {}
   for index in ipairs(model.functions) do
-    out:line("int command_%d(lua_State* L) { return swig_run_command(L, %d); }", index - 1, index - 1)
+    thunks[index] = ("int swig_command_%d(lua_State* L) { return swig_run_command(L, %d); }")
+      :format(index - 1, index - 1)
   end
-  out:line("}  // namespace")
-  out:line("const lua_CFunction command_wrappers[] = {")
-  for index in ipairs(model.functions) do
-    out:line("    command_%d,", index - 1)
-  end
-  out:line("};")
+  emit_named(out, thunks)
+  emit_distances(out, "command_wrappers", numbered("swig_command_%d", #model.functions))
   out:line("const unsigned swig_command_count = %d;", #model.functions)
 end
 
 local function emit_variables(model, out, coded)
-  out:line("namespace {")
+  local thunks = {}
   for index in ipairs(model.variables) do
-    local number = index - 1
-    out:line("int variable_get_%d(lua_State* L) { return swig_run_variable_get(L, %d); }", number, number)
-    out:line("int variable_set_%d(lua_State* L) { return swig_run_variable_set(L, %d); }", number, number)
+    for _, operation in ipairs { "get", "set" } do
+      thunks[#thunks + 1] = ("int swig_variable_%s_%d(lua_State* L) { return swig_run_variable_%s(L, %d); }")
+        :format(operation, index - 1, operation, index - 1)
+    end
   end
-  out:line("}  // namespace")
-  out:line("const variable_row variable_rows[] = {")
-  for index, variable in ipairs(model.variables) do
-    out:line("    {variable_get_%d, variable_set_%d, %d},", index - 1, index - 1, coded:place(variable.name))
+  emit_named(out, thunks)
+  emit_distances(out, "variable_getters", numbered("swig_variable_get_%d", #model.variables))
+  emit_distances(out, "variable_setters", numbered("swig_variable_set_%d", #model.variables))
+  out:line("const swig_text variable_names[] = {")
+  for _, variable in ipairs(model.variables) do
+    out:line("    %d,", coded:place(variable.name))
   end
   out:line("};")
   out:line("rovk_version* const variable_targets[] = {")
@@ -180,17 +209,17 @@ local function emit_classes(model, out, coded)
       rows[#rows + 1] = ("{%d, %d, %d, %s, %d, %d, %d, %d}"):format(class_index - 1, field_type(model, field),
         name_places[field.name], attribute_kind(class, field), field.offset, field.size, field.width or 0,
         value_texts:add(coded:place(field_text(field))))
-      thunks[#thunks + 1] = ("SWIG_ACCESSOR int attribute_get_%d(lua_State* L) "
-        .. "{ return swig_run_attribute_get(L, %d); }"):format(number, number)
-      getters[#getters + 1] = ("attribute_get_%d"):format(number)
+      getters[#getters + 1] = ("swig_attribute_get_%d"):format(number)
+      thunks[#thunks + 1] = ("SWIG_ACCESSOR int %s(lua_State* L) { return swig_run_attribute_get(L, %d); }")
+        :format(getters[#getters], number)
       setters[#setters + 1] = "swig_immutable_set"
       if not field.readonly then
-        setters[#setters] = ("attribute_set_%d"):format(number)
+        setters[#setters] = ("swig_attribute_set_%d"):format(number)
         thunks[#thunks + 1] = ("SWIG_ACCESSOR int %s(lua_State* L) { return swig_run_attribute_set(L, %d); }")
           :format(setters[#setters], number)
       end
     end
-    thunks[#thunks + 1] = ("int constructor_%d(lua_State* L) { return swig_run_constructor(L, %d); }")
+    thunks[#thunks + 1] = ("int swig_constructor_%d(lua_State* L) { return swig_run_constructor(L, %d); }")
       :format(class_index - 1, class_index - 1)
   end
   local function list(head, items)
@@ -204,13 +233,9 @@ local function emit_classes(model, out, coded)
   out:line("const char attribute_names[] =")
   out:line("%s;", table.concat(names, "\n"))
   list("const uint16_t attribute_texts[]", value_texts.items)
-  out:line("namespace {")
-  for _, thunk in ipairs(thunks) do
-    out:line(thunk)
-  end
-  out:line("}  // namespace")
-  list("const lua_CFunction attribute_getters[]", getters)
-  list("const lua_CFunction attribute_setters[]", setters)
+  emit_named(out, thunks)
+  emit_distances(out, "attribute_getters", getters)
+  emit_distances(out, "attribute_setters", setters)
   out:line("swig_attribute_entry swig_attributes[%d];", #rows + #model.classes)
   out:line("const class_row class_rows[] = {")
   for _, class in ipairs(model.classes) do
@@ -218,11 +243,7 @@ local function emit_classes(model, out, coded)
     out:line("    {%d, %d, %d, %s},", item.index, #class.record.fields, class.record.size, tostring(class.struct))
   end
   out:line("};")
-  out:line("const lua_CFunction class_constructors[] = {")
-  for class_index in ipairs(model.classes) do
-    out:line("    constructor_%d,", class_index - 1)
-  end
-  out:line("};")
+  emit_distances(out, "class_constructors", numbered("swig_constructor_%d", #model.classes))
   out:line("swig_class_entry swig_classes[%d];", #model.classes)
   out:line("const unsigned swig_class_count = %d;", #model.classes)
 end
@@ -329,7 +350,7 @@ local SLOT = {
 }
 
 local function emit_invokers(out, pools)
-  out:line("namespace {")
+  local functions = {}
   for index, text in ipairs(pools.invokers.items) do
     local result, list = text:match("^(%S+)%((.*)%)$")
     local arguments, position = {}, 0
@@ -337,23 +358,14 @@ local function emit_invokers(out, pools)
       arguments[#arguments + 1] = SLOT[type_text]:format(position)
       position = position + 1
     end
-    out:line("int32_t invoke_%d(native_function f, const native_value* a, lua_State* L) {", index - 1)
-    out:line("  (void)a, (void)L;")
     local call = ("reinterpret_cast<%s (*)(%s)>(f)(%s)"):format(result, list, table.concat(arguments, ", "))
-    if result == "void" then
-      out:line("  %s;", call)
-      out:line("  return 0;")
-    else
-      out:line("  return %s;", call)
-    end
-    out:line("}")
+    call = result == "void" and call .. ", 0" or call
+    functions[index] = ("int32_t swig_invoke_%d([[maybe_unused]] native_function f, "
+      .. "[[maybe_unused]] const native_value* a,\n    [[maybe_unused]] lua_State* L) {\n  return %s;\n}")
+      :format(index - 1, call)
   end
-  out:line("}  // namespace")
-  out:line("const native_invoker invokers[] = {")
-  for index in ipairs(pools.invokers.items) do
-    out:line("    invoke_%d,", index - 1)
-  end
-  out:line("};")
+  emit_named(out, functions)
+  emit_distances(out, "invokers", numbered("swig_invoke_%d", #functions))
 end
 
 local function emit_pools(out, pools)
@@ -383,12 +395,12 @@ local function emit_totals(model, out)
     out:line('static_assert(%s == %d, "the catalogue has another number of %s");', expression, wanted, what)
   end
   check("sizeof decoder_rows / sizeof *decoder_rows", 51, "services")
-  check("sizeof command_wrappers / sizeof *command_wrappers", 2480, "functions")
+  check("sizeof command_rows / sizeof *command_rows", 2480, "functions")
   check("sizeof class_rows / sizeof *class_rows", 549, "classes")
   check("sizeof attribute_rows / sizeof *attribute_rows", 1246, "attributes")
   check(tostring(writable), 1190, "writable attributes")
   check("sizeof constant_rows / sizeof *constant_rows", 663, "constants")
-  check("sizeof variable_rows / sizeof *variable_rows", 52, "variables")
+  check("sizeof variable_targets / sizeof *variable_targets", 52, "variables")
   check("sizeof type_rows / sizeof *type_rows", 769, "types")
   check("SWIG_TYPE_COUNT", #model.types, "types")
   check(tostring(model.signature_count), 159, "callback signatures")

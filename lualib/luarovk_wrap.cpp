@@ -169,11 +169,11 @@ int install(lua_State* L) {
   rovk_bridge_open(L);
   SWIG_Lua_module_begin(L, "rovk_message");
   for (unsigned i = 0; i < swig_command_count; ++i) {
-    swig_module_add_function(L, command_rows[i].name, command_wrappers[i]);
+    swig_module_add_function(L, command_rows[i].name, swig_function_at<lua_CFunction>(command_wrappers[i]));
   }
   for (unsigned i = 0; i < swig_variable_count; ++i) {
-    const variable_row& row = variable_rows[i];
-    SWIG_Lua_module_add_variable(L, row.name, row.get, row.set);
+    SWIG_Lua_module_add_variable(L, variable_names[i], swig_function_at<lua_CFunction>(variable_getters[i]),
+                                 swig_function_at<lua_CFunction>(variable_setters[i]));
   }
   for (swig_type_entry** slot = swig_type_table; *slot; ++slot) {
     if ((*slot)->class_data) swig_class_resolve_bases(L, (*slot)->class_data);

@@ -33,7 +33,7 @@ int rovk_run_blocking(lua_State* L, const command_call& call) {
   for (unsigned i = 2; i < row.argument_count; ++i) arguments[count++] = call.arguments.values[i];
   rovk_prepare_outputs(row, cells, arguments + count);
 
-  const int32_t status = invokers[row.invoker](call.target(), arguments, L);
+  const int32_t status = swig_function_at<native_invoker>(invokers[row.invoker])(call.target(), arguments, L);
 
   uint8_t record[ERROR_RECORD_SIZE];
   const bool has_record = error != nullptr;

@@ -109,13 +109,13 @@ int rovk_run_internal_command(lua_State* L, const command_call& call) {
     swiglua_ref_clear(reference);
     call.arguments.values[last - 1].pointer = moved;
   }
-  invokers[call.row.invoker](call.target(), call.arguments.values, L);
+  swig_function_at<native_invoker>(invokers[call.row.invoker])(call.target(), call.arguments.values, L);
   return 0;
 }
 
 int rovk_run_internal_event(lua_State* L, const command_call& call) {
   const int last = call.row.argument_count;
   if (!lua_isnil(L, last)) check_handle(L, call, last);
-  invokers[call.row.invoker](call.target(), call.arguments.values, L);
+  swig_function_at<native_invoker>(invokers[call.row.invoker])(call.target(), call.arguments.values, L);
   return 0;
 }

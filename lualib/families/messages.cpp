@@ -5,7 +5,7 @@
 namespace {
 
 int32_t call_native(lua_State* L, const command_call& call, const native_value* arguments) {
-  return invokers[call.row.invoker](call.target(), arguments, L);
+  return swig_function_at<native_invoker>(invokers[call.row.invoker])(call.target(), arguments, L);
 }
 
 int retrieve(lua_State* L, const command_call& call, bool with_status) {

@@ -212,14 +212,14 @@ int swig_run_attribute_set(lua_State* L, unsigned number) {
 
 int swig_run_variable_get(lua_State* L, unsigned number) {
   const int given = lua_gettop(L);
-  if (given != 0) return swig_fail_count(L, swig_text_push(L, variable_rows[number].name), 0, given);
+  if (given != 0) return swig_fail_count(L, swig_text_push(L, variable_names[number]), 0, given);
   swig_type_entry* const type = swig_type_table[class_rows[0].type];
   swig_object_push_empty(L, type, sizeof(rovk_version))->object.pointer = variable_targets[number];
   return 1;
 }
 
 int swig_run_variable_set(lua_State* L, unsigned number) {
-  const swig_text name = variable_rows[number].name;
+  const swig_text name = variable_names[number];
   const int given = lua_gettop(L);
   if (given != 1) return swig_fail_count(L, swig_text_push(L, name), 1, given);
   if (!lua_isuserdata(L, 1) && !lua_isnil(L, 1)) {

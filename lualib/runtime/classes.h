@@ -26,4 +26,4 @@ int SWIG_Lua_class_tostring(lua_State* L);
 int SWIG_Lua_class_disown(lua_State* L);
 
 // Raises "This variable is immutable".
-int swig_immutable_set(lua_State* L);
+extern "C" [[gnu::visibility("hidden")]] int swig_immutable_set(lua_State* L);

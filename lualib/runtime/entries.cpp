@@ -57,11 +57,18 @@ void swig_build_entries() {
     const class_row& row = class_rows[i];
     swig_type_entry& type = swig_type_entries[row.type];
     const char* const name = type.name + strlen("_p_");
-    swig_classes[i] = {
-        name, &swig_type_table[row.type], class_constructors[i], free, no_methods, attribute, no_bases, no_base_names};
+    swig_classes[i] = {name,
+                       &swig_type_table[row.type],
+                       swig_function_at<lua_CFunction>(class_constructors[i]),
+                       free,
+                       no_methods,
+                       attribute,
+                       no_bases,
+                       no_base_names};
     for (const unsigned end = number + row.attribute_count; number < end; ++number) {
-      *attribute++ = {attribute_names + attribute_rows[number].name, attribute_getters[number],
-                      attribute_setters[number]};
+      *attribute++ = {attribute_names + attribute_rows[number].name,
+                      swig_function_at<lua_CFunction>(attribute_getters[number]),
+                      swig_function_at<lua_CFunction>(attribute_setters[number])};
     }
     ++attribute;
     type.class_data = &swig_classes[i];

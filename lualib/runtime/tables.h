@@ -18,12 +18,6 @@ extern const uint16_t text_words[];
 extern const char text_letters[];
 extern const unsigned text_short_codes;
 
-struct variable_row {
-  lua_CFunction get;
-  lua_CFunction set;
-  swig_text name;
-};
-
 // Every constant of the protocol is a number.
 struct constant_row {
   int32_t value;
@@ -69,8 +63,32 @@ struct swig_class_entry {
   const char** base_names;
 };
 
-extern const lua_CFunction command_wrappers[];  // parallel to command_rows
-extern const variable_row variable_rows[];
+// A function by its distance from the entry that tells it, so that nothing has to be relocated.
+struct swig_distance {
+  int32_t bytes;
+};
+
+template <typename Function>
+inline Function swig_function_at(const swig_distance& entry) {
+  return reinterpret_cast<Function>(reinterpret_cast<intptr_t>(&entry) + entry.bytes);
+}
+
+// What only a table of distances names; the compiler is not to think that nobody does.
+#define SWIG_NAMED [[gnu::visibility("hidden"), gnu::used]]
+
+extern "C" {
+#pragma GCC visibility push(hidden)
+extern const swig_distance command_wrappers[];  // parallel to command_rows
+extern const swig_distance variable_getters[];  // parallel to variable_names
+extern const swig_distance variable_setters[];
+extern const swig_distance attribute_getters[];  // parallel to attribute_rows
+extern const swig_distance attribute_setters[];
+extern const swig_distance class_constructors[];  // parallel to class_rows
+extern const swig_distance invokers[];            // of native_invoker
+#pragma GCC visibility pop
+}
+
+extern const swig_text variable_names[];
 extern const constant_row constant_rows[];
 extern swig_type_entry* swig_type_table[];
 extern swig_type_entry* swig_initial_types[];
@@ -154,7 +172,6 @@ extern const uint16_t argument_lists[];  // indexes in argument_rows
 extern const value_row value_lists[];
 extern const command_row command_rows[];
 extern const native_function command_targets[];  // parallel to command_rows
-extern const native_invoker invokers[];
 
 enum attribute_kind : uint8_t {
   ATTRIBUTE_UNSIGNED,
@@ -179,8 +196,6 @@ struct attribute_row {
 extern const attribute_row attribute_rows[];  // class by class
 extern const char attribute_names[];          // each with its terminator
 extern const swig_text attribute_texts[];
-extern const lua_CFunction attribute_getters[];  // parallel to attribute_rows
-extern const lua_CFunction attribute_setters[];
 // Filled at the first open: the entries of all classes behind each other, each class's ended by a null name.
 extern swig_attribute_entry swig_attributes[];
 
@@ -192,7 +207,6 @@ struct class_row {
 };
 
 extern const class_row class_rows[];
-extern const lua_CFunction class_constructors[];  // parallel to class_rows
 
 // The names of a pointer type. The texts of a record class follow from its name: none here.
 struct type_row {
@@ -206,7 +220,7 @@ extern char swig_type_texts[];      // room for the names and texts of all types
 // Builds the type entries, cast lists and class entries from the rows. Once, before anything is linked.
 void swig_build_entries();
 
-// Parallel to variable_rows: the records in librovk-message.
+// Parallel to variable_names: the records in librovk-message.
 extern rovk_version* const variable_targets[];
 
 // ---- rows of the bridge -------------------------------------------------------------------------
