@@ -2,8 +2,8 @@
 -- gives them, and what is aimed at where that is less. CI fails above them; who makes something smaller or
 -- quicker lowers its number here. `times`: so many times another row at most.
 return {
-  { name = "the module, stripped", hold = 611304, aim = 570000 },
-  { name = "the three libraries, stripped", hold = 1442376, aim = 1020000 },
+  { name = "the module, stripped", hold = 586728, aim = 570000 },
+  { name = "the three libraries, stripped", hold = 1376840, aim = 1020000 },
   { name = "read an attribute", hold = 810, aim = 610 },
   { name = "write an attribute", hold = 890, aim = 640 },
   { name = "read by the accessor", hold = 349 },
