@@ -222,6 +222,10 @@ describe("wrapped objects", function()
     local set = getmetatable(body)[".set"].dummy
     local set_text = coroutine.create(function(...) set(...) end) -- raises in there: busted's pcall allocates
     assert.are_not.equal(true, freed_within(body, coroutine.resume, set_text, body, 12.5))
+    -- The table of an array's elements is made before they are read.
+    local echo, elements = rovk.rovk_command_payload_common_echo(), require("rovk_companion").elements
+    local take = coroutine.create(function(array) return elements(array) end)
+    assert.are_not.equal(true, freed_within(echo, coroutine.resume, take, echo.payload_in))
     -- The values of a callback are pushed before its error record is read.
     local context, bytes, got = helper.open(), {}, nil
     local handle = rovk.rovktrans_common_reset_occurred_register_callback_lua(context, 0, function(_, e) got = e end)
