@@ -19,7 +19,6 @@ using things::Setting;
 
 // Which motor a focus command has set out; there is but one.
 constexpr int64_t focus_motor = 0;
-constexpr int64_t decipercent_high = 1000;
 
 class ImageControl final : public ImagerView {
  public:

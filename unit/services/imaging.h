@@ -8,6 +8,9 @@
 
 namespace rovk::unit {
 
+// The far edge of the picture, across and down.
+constexpr int64_t decipercent_high = 1000;
+
 // How a service tells the value of a setting.
 enum class Wording : uint8_t {
   same,

@@ -47,7 +47,6 @@ class PipeStatistics final : public ImagerView {
 
 constexpr const char* corner_fields[] = {"point1_x_decipercent", "point1_y_decipercent", "point2_x_decipercent",
                                          "point2_y_decipercent", "point3_x_decipercent", "point3_y_decipercent"};
-constexpr int64_t decipercent_high = 1'000;
 
 // Coordinates of the head and corners in the field of view describe one place together; see Triangle.
 class TriangleOverlay final : public View {
