@@ -100,13 +100,15 @@ int rovk_run_internal_command(lua_State* L, const command_call& call) {
     // A command's callback releases the reference it is given, but a subscription's is still the
     // library's. So the function moves to a reference of its own; the subscription's stays until the
     // script unsubscribes, empty, and events find nothing there to run.
-    auto* const reference = static_cast<swiglua_ref*>(check_any_handle(L, call, last)->wrapped.object.pointer);
+    const swig_wrapped_object& handle = check_any_handle(L, call, last)->wrapped;
+    auto* const reference = static_cast<swiglua_ref*>(handle.object.pointer);
     if (!reference->state) return fail_handle(L, call, last, "released subscription handle");
     lua_rawgeti(L, LUA_REGISTRYINDEX, reference->ref);
     swiglua_ref* const moved = buildCallbackRef({L, lua_gettop(L)});
     lua_pop(L, 1);
     if (!moved) return 0;
-    swiglua_ref_clear(reference);
+    // A finalizer that ran meanwhile may have unsubscribed.
+    if (handle.kind == SWIG_SUBSCRIPTION) swiglua_ref_clear(reference);
     call.arguments.values[last - 1].pointer = moved;
   }
   swig_function_at<native_invoker>(invokers[call.row.invoker])(call.target(), call.arguments.values, L);
