@@ -89,9 +89,11 @@ local function open()
   elseif text == nil or text == "" then
     return
   end
-  local _, context = call("rovktrans_init", rovk.rovktrans_init, 2, { text, value("o") })
+  local function init(...)
+    return fuzz.open(rovk.rovktrans_init, ...)
+  end
+  local _, context = call("rovktrans_init", init, 2, { text, value("o") })
   if context then
-    fuzz.opened(context)
     append(env.contexts, { object = context })
   end
 end
@@ -150,8 +152,11 @@ end
 -- A callback by hand, with the handle of a subscription or what else there is.
 local function call_internal()
   local words = draw_function("^internal_")
+  if not words[1]:match("^internal_") then
+    return -- what keeps account of something may be among the others
+  end
   local count, arguments = draw_arguments(words, 2)
-  if words[1]:match("^internal_") and #env.handles > 0 and random(2) == 1 then
+  if #env.handles > 0 and random(2) == 1 then
     arguments[count] = pick(env.handles).handle
   end
   call(words[1], rovk[words[1]], count, arguments)
@@ -473,16 +478,21 @@ local function sabotage()
   rawset(table_of, key, saved)
 end
 
--- Another metatable for an object, for the steps inside.
+-- Another metatable for an object, for the steps inside, or none. In a state that is being closed the object may be
+-- finalized meanwhile, once and for all, so there it has always one.
 local function disguise()
   local object, other = draw_object(), draw_object()
-  local own = debug.getmetatable(object)
+  local own, new = debug.getmetatable(object), debug.getmetatable(other)
+  if random(3) == 1 and not fuzz.closing then
+    new = nil
+  elseif not new then
+    return
+  end
   note(("disguise %s as %s"):format(show(object), show(other)))
   append(env.mends, function()
     debug.setmetatable(object, own)
   end)
-  -- In a state that is being closed, an object may be finalized meanwhile, once and for all.
-  debug.setmetatable(object, (fuzz.closing or random(3) > 1) and debug.getmetatable(other) or nil)
+  debug.setmetatable(object, new)
   env.steps(3)
   debug.setmetatable(object, own)
 end
