@@ -43,8 +43,8 @@ function helper.process(text, variables)
   local file = assert(io.open(script, "w"))
   file:write(("package.cpath, package.path = %q, %q\n"):format(package.cpath, package.path), text)
   file:close()
-  local interpreter = helper.luajit and "luajit" or "lua5.1"
-  local command = ("ASAN_OPTIONS=$ASAN_OPTIONS:detect_leaks=0 %s %s %s 2>&1; printf '\\n%%d' $?")
+  local interpreter = os.getenv("ROVK_INTERPRETER") or helper.luajit and "luajit" or "lua5.1"
+  local command = ("ASAN_OPTIONS=$ASAN_OPTIONS:detect_leaks=0 %s %s %s 2>&1; printf '\n%%d' $?")
     :format(variables or "", interpreter, script)
   local pipe = assert(io.popen(command))
   local output = pipe:read("*a")
