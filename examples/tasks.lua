@@ -1,7 +1,7 @@
 -- Several things at a time: in a task a command waits for its answer while the other tasks go on.
 local rovk = require "rovk"
 
-local unit = rovk.open "sim?latency_ms=20"
+local unit = rovk.open "sim?latency_ms=60"
 local led = unit:need("led_0001", "LED_FRONT_PANEL_RED")
 local sensor = unit:need("temperature_sensor_0009", "TEMPERATURE_SENSOR_PROCESSOR")
 
