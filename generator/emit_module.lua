@@ -69,16 +69,13 @@ local function signature(item)
   return (result == "void" and "void" or "int32_t") .. "(" .. table.concat(types, ",") .. ")"
 end
 
--- Functions as their distances from where these stand. A compiler has no constant for that, an assembler has;
--- pointers would each need a relocation, which takes three times their room in the file. So the functions have
--- names that an assembler can tell.
+-- Functions by their distances, as the macros of distances.h tell them.
 local function emit_distances(out, name, functions)
-  out:line('asm(".pushsection .rodata.%s,\\"a\\",%%progbits\\n.balign 4\\n"', name)
-  out:line('    ".hidden %s\\n.globl %s\\n%s:\\n"', name, name, name)
+  out:line("SWIG_DISTANCES(%s,", name)
   for _, target in ipairs(functions) do
-    out:line('    ".4byte %s - .\\n"', target)
+    out:line("    SWIG_DISTANCE(%s)", target)
   end
-  out:line('    ".popsection");')
+  out:line(");")
 end
 
 -- Writes functions that only the tables of distances name.

@@ -5,6 +5,7 @@
 #include <rovk/types.h>
 #include <stdint.h>
 
+#include "distances.h"
 #include "lua_api.h"
 #include "texts.h"
 #include "type_registry.h"
@@ -62,19 +63,6 @@ struct swig_class_entry {
   swig_class_entry** bases;
   const char** base_names;
 };
-
-// A function by its distance from the entry that tells it, so that nothing has to be relocated.
-struct swig_distance {
-  int32_t bytes;
-};
-
-template <typename Function>
-inline Function swig_function_at(const swig_distance& entry) {
-  return reinterpret_cast<Function>(reinterpret_cast<intptr_t>(&entry) + entry.bytes);
-}
-
-// What only a table of distances names; the compiler is not to think that nobody does.
-#define SWIG_NAMED [[gnu::visibility("hidden"), gnu::used]]
 
 extern "C" {
 #pragma GCC visibility push(hidden)
