@@ -42,6 +42,8 @@ if(ROVK_BUILD_LIBRARIES)
   install(TARGETS ${libraries} rovk_headers EXPORT rovk-libraries
           LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT desk
           INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+  # Nobody links it.
+  install(TARGETS rovk-simulation LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT desk NAMELINK_SKIP)
   install(DIRECTORY include/rovk ${ROVK_GENERATED}/include/rovk DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
           COMPONENT desk FILES_MATCHING PATTERN "*.h")
   # To read and to build on; the library has them inside.

@@ -15,8 +15,9 @@ typedef struct rovk_transport rovk_transport;
 
 /* Opens the way that `text` names, as rovktrans_init takes it, without the option timeout_ms, which is
  * librovktrans's. -EINVAL: unknown way or option, malformed value, or a unit of that name that was
- * opened with other options. `owner` is the handle of the context that the connection serves, kept as
- * a number: rovk_unit_* finds the connection by it. */
+ * opened with other options. -ENODEV: the library of the simulated unit cannot be loaded. `owner` is the
+ * handle of the context that the connection serves, kept as a number: rovk_unit_* finds the connection by
+ * it. */
 int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot);
 void rovk_transport_close(rovk_transport* transport);
 

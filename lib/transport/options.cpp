@@ -131,13 +131,9 @@ bool set_option(Options& options, std::string_view text) {
 std::optional<Options> parse_options(const char* text) {
   Options options;
   std::string_view rest = text ? text : "";
-  const std::string_view way = rest.substr(0, rest.find('?'));
-  if (!rest.empty() && way != "sim") {
-    fail(-EINVAL, "no way to a unit called '%.*s'; there is sim, as in sim?clock=virtual", length(way), way.data());
-    return std::nullopt;
-  }
-  if (rest.size() == way.size()) return options;
-  rest.remove_prefix(way.size() + 1);
+  const std::size_t way = rest.find('?');
+  if (way == std::string_view::npos) return options;
+  rest.remove_prefix(way + 1);
   for (;;) {
     const std::string_view option = rest.substr(0, rest.find('&'));
     if (!set_option(options, option)) return std::nullopt;

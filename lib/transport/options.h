@@ -1,4 +1,4 @@
-// The text that names a way to a unit: null, "", "sim", or "sim?" and options joined by '&'.
+// The text that names the way to the simulated unit: null, "", "sim", or "sim?" and options joined by '&'.
 //   clock=real|virtual  the clock of the unit; real when left out
 //   latency_ms=N        time from a command to its answer; 0 when left out
 //   processing_ms=N     time that the unit works on a command, by which a command moves a virtual clock;
@@ -30,7 +30,8 @@ struct Options {
   std::string state;  // empty: nothing is kept
 };
 
-// Empty: an unknown way or option, a malformed value, an option given twice; the reason is left in reason.h.
+// That the way is this one is known. Empty: an unknown option, a malformed value, an option given twice; the
+// reason is left in reason.h.
 std::optional<Options> parse_options(const char* text);
 
 }  // namespace rovk::transport

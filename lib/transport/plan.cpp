@@ -1,8 +1,5 @@
 // Rules for bad days, and calls at a time of the unit's clock.
-#pragma GCC visibility push(default)
 #include "rovk/unit.h"
-#pragma GCC visibility pop
-
 #include "transport/with_unit.h"
 #include "unit/fittings.h"
 #include "unit/profiles/reader.h"

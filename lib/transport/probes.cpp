@@ -1,13 +1,10 @@
 // What only an onlooker sees of the unit: the things themselves, past all services.
-#pragma GCC visibility push(default)
-#include "rovk/unit.h"
-#pragma GCC visibility pop
-
 #include <algorithm>
 #include <cinttypes>
 #include <cstring>
 #include <iterator>
 
+#include "rovk/unit.h"
 #include "transport/with_unit.h"
 #include "unit/things/alarm_line.h"
 #include "unit/things/drives.h"

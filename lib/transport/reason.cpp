@@ -1,9 +1,5 @@
 #include "transport/reason.h"
 
-#pragma GCC visibility push(default)
-#include "rovk/transport.h"
-#pragma GCC visibility pop
-
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
@@ -17,6 +13,8 @@ thread_local char kept[512];
 }  // namespace
 
 void clear_reason() { kept[0] = 0; }
+
+const char* reason() { return kept; }
 
 int32_t fail(int32_t status, const char* format, ...) {
   std::va_list arguments;
@@ -35,5 +33,3 @@ void add_reason(const char* format, ...) {
 }
 
 }  // namespace rovk::transport
-
-const char* rovk_transport_reason(void) { return rovk::transport::kept; }

@@ -8,6 +8,9 @@ namespace rovk::transport {
 
 void clear_reason();
 
+// "": none is kept.
+const char* reason();
+
 // Keeps the text, cut where it is very long, and gives the status back.
 [[gnu::format(printf, 2, 3)]] int32_t fail(int32_t status, const char* format, ...);
 

@@ -1,12 +1,9 @@
 // What a plan has done so far, and what of the protocol applications have tried.
-#pragma GCC visibility push(default)
-#include "rovk/unit.h"
-#pragma GCC visibility pop
-
 #include <algorithm>
 #include <cstring>
 #include <string>
 
+#include "rovk/unit.h"
 #include "transport/with_unit.h"
 
 int32_t rovk_unit_report(void* context, char* text, uint32_t size, uint32_t* needed) {

@@ -1,9 +1,7 @@
 // The functions of transport.h on a simulated unit in the same process. A wait is where the unit
 // lives: with the real clock it sleeps until something falls due, with a virtual one it moves the
 // clock there.
-#pragma GCC visibility push(default)
 #include "rovk/transport.h"
-#pragma GCC visibility pop
 
 #include <algorithm>
 #include <cerrno>
@@ -68,6 +66,8 @@ int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot
     return 0;
   });
 }
+
+const char* rovk_transport_reason(void) { return rovk::transport::reason(); }
 
 void rovk_transport_close(rovk_transport* transport) {
   if (transport && transport->acting()) return transport->doom();

@@ -1,12 +1,9 @@
 // The functions of unit.h. Each finds the connection by the context's handle, checks what it is given
 // and passes it to the unit. What is refused is refused with a text that tells what there is.
-#pragma GCC visibility push(default)
-#include "rovk/unit.h"
-#pragma GCC visibility pop
-
 #include <cerrno>
 #include <cinttypes>
 
+#include "rovk/unit.h"
 #include "transport/with_unit.h"
 #include "unit/world.h"
 

@@ -59,8 +59,9 @@ done <"$work/versions"
 
 # Names: ours have a version, what the module asks for has none.
 names() { "$readelf" -d "$1" | sed -n "s/.*($2).*\\[\\(librovk.*\\)\\]/\\1/p" | sort | tr '\n' ' '; }
-for name in rovk-message rovktrans rovk-transport; do
-  [[ $(names "$library/lib$name.so" SONAME) == "lib$name.so.${version%%.*} " ]] || fail "lib$name is named $(names "$library/lib$name.so" SONAME)"
+for name in rovk-message rovktrans rovk-transport rovk-unit; do
+  named=$(names "$library/lib$name.so.$version" SONAME)
+  [[ $named == "lib$name.so.${version%%.*} " ]] || fail "lib$name is named $named"
 done
 [[ $(names "$module" NEEDED) == "librovk-message.so librovk-transport.so librovktrans.so " ]] || fail "the module asks for $(names "$module" NEEDED)"
 
@@ -96,8 +97,15 @@ for name in pairs(files) do
   count = count + 1
   assert(name:find("%.so%.%d+%.%d+%.%d+$"), name)
 end
-assert(count == 3, count .. " libraries are loaded")
+assert(count == 4, count .. " libraries are loaded")
 END
+
+# Where the simulated unit was left out, to ask for it is refused in words.
+mkdir "$work/without"
+cp "$library"/librovk{-message,trans,-transport}.so* "$work/without"
+told=$(ROVK_LOG=stderr LD_LIBRARY_PATH=$work/without LUA_CPATH="${module%/*}/?.so" \
+  LUA_PATH="$work/usr/share/lua/5.1/?.lua" "$lua" -e 'print(require("rovk").open())' 2>&1) || fail "it ends without a unit"
+[[ $told == *"sim needs librovk-unit.so.$version, which cannot be loaded: "*"status -19, ENODEV"* ]] || fail "a missing unit is told as: $told"
 
 ((failed)) || echo "$(wc -l <"$work/versions") tell version $version; found by CMake and pkg-config"
 exit "$failed"
