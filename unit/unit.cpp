@@ -23,7 +23,6 @@
 #include "unit/services/views.h"
 #include "unit/things/file_store.h"
 #include "wire/message.h"
-#include "wire/queue.h"
 
 namespace rovk::unit {
 namespace {
@@ -376,14 +375,19 @@ struct Unit::State final : Host, Answers {
 
   // Does what is due up to `until`, each at its own time.
   void run_until(Time until) {
-    while (!queue.empty() && queue.begin()->first.first <= until) {
-      auto next = queue.extract(queue.begin());
-      planned.erase(next.key().second);
-      present = std::max(present, next.key().first);
-      clock.move_to(present);
-      next.mapped()();
-    }
-    present = std::max(present, until);
+    while (!queue.empty() && queue.begin()->first.first <= until) run_first();
+    move_to(until);
+  }
+
+  void run_first() {
+    auto next = queue.extract(queue.begin());
+    planned.erase(next.key().second);
+    move_to(next.key().first);
+    next.mapped()();
+  }
+
+  void move_to(Time when) {
+    present = std::max(present, when);
     clock.move_to(present);
   }
 
@@ -694,22 +698,14 @@ void Unit::submit(uint16_t application, const rovk_message& message) {
 
 uint64_t Unit::dropped() const { return state_->dropped; }
 
-uint64_t Unit::lost_events(uint16_t application) const {
-  const auto found = state_->applications.find(application);
-  return found == state_->applications.end() ? 0 : found->second.inbox.lost();
-}
+const wire::Queue& Unit::inbox(uint16_t application) const { return state_->applications.at(application).inbox; }
 
 bool Unit::take(uint16_t application, rovk_message& message) {
-  run();
+  // Nobody needs the time when nothing can be due.
+  if (!state_->queue.empty()) run();
   const auto found = state_->applications.find(application);
-  if (found == state_->applications.end() || found->second.inbox.empty()) return false;
-  message = *found->second.inbox.take();
-  return true;
-}
-
-bool Unit::waiting(uint16_t application) const {
-  const auto found = state_->applications.find(application);
-  return found != state_->applications.end() && !found->second.inbox.empty();
+  if (found == state_->applications.end()) return false;
+  return found->second.inbox.take(message);
 }
 
 std::vector<uint16_t> Unit::take_reached() {
@@ -746,7 +742,7 @@ things::Body& Unit::body() { return state_->whole; }
 bool Unit::set_input(Input input, unsigned index, int64_t value) {
   run();
   if (!state_->outside.set(input, index, value)) return false;
-  run();
+  state_->run_until(state_->present);
   return true;
 }
 

@@ -17,6 +17,7 @@
 #include "unit/profiles/description.h"
 #include "unit/things/board.h"
 #include "unit/world.h"
+#include "wire/queue.h"
 
 namespace rovk::unit {
 
@@ -54,12 +55,11 @@ class Unit {
   // has not joined, is dropped and counted.
   void submit(uint16_t application, const rovk_message& message);
   uint64_t dropped() const;
-  // Events that went lost since their application did not take them.
-  uint64_t lost_events(uint16_t application) const;
   // The next message for an application, in order of their due times, then of their making.
   bool take(uint16_t application, rovk_message& message);
-  // Whether the inbox holds a message, as of the last call that did what was due.
-  bool waiting(uint16_t application) const;
+  // What has come to an application that has joined, as of the last call that did what was due. Stays where it is
+  // until the application leaves.
+  const wire::Queue& inbox(uint16_t application) const;
 
   // The applications into whose inboxes something has come since the last call.
   std::vector<uint16_t> take_reached();

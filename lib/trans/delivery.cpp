@@ -78,7 +78,8 @@ int32_t receive(Context& context, uint64_t deadline_ns) {
 
 // Runs what the oldest kept message asks for; gives the number of callbacks that ran. Something is kept.
 unsigned run_kept(Context& context) {
-  const rovk_message message = *context.kept.take();
+  rovk_message message;
+  context.kept.take(message);
   if (wire::type(message) == ROVK_TYPE_EVENT) return context.subscriptions.deliver(context.handle, message);
   const auto done = context.transactions.take_answered(message);
   if (!done) {

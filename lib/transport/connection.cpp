@@ -35,6 +35,7 @@ rovk_transport::rovk_transport(std::shared_ptr<rovk::transport::SharedUnit> shar
     const std::lock_guard lock(shared_->mutex);
     shared_->connections.push_back(this);
     application_ = shared_->unit.join();
+    inbox_ = &shared_->unit.inbox(application_);
   }
   const std::lock_guard lock(owners().mutex);
   owners().hands[owner_] = {shared_, application_};
@@ -65,11 +66,6 @@ int32_t rovk_transport::descriptor(uint64_t wake_ns) {
   return timer_;
 }
 
-bool rovk_transport::has_lost_events() {
-  const uint64_t before = std::exchange(lost_events_, shared_->unit.lost_events(application_));
-  return lost_events_ != before;
-}
-
 void rovk_transport::plan_action(Time when, rovk_unit_action action, void* pointer) {
   actions_.emplace(when, Action{action, pointer});
 }
@@ -93,7 +89,7 @@ void rovk_transport::run_actions(std::unique_lock<std::mutex>& lock) {
 uint64_t rovk_transport::due() {
   rovk::unit::Unit& unit = shared_->unit;
   const auto now = static_cast<uint64_t>(unit.clock().now().count());
-  if (unit.waiting(application_) || wake_ns_ <= now) return at_once;
+  if (!inbox_->empty() || wake_ns_ <= now) return at_once;
   // A virtual clock does not come to a later time by itself.
   if (unit.clock().is_virtual()) return never;
   uint64_t when = wake_ns_;

@@ -5,6 +5,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 
 #include "rovk/unit.h"
 #include "transport/shared_unit.h"
@@ -24,8 +25,12 @@ struct rovk_transport {
   // This and the two below are called with the unit's mutex held.
   int32_t descriptor(uint64_t wake_ns);
   bool watched() const { return timer_ >= 0; }
+  const rovk::wire::Queue& inbox() const { return *inbox_; }
   // Whether events were lost since the last call.
-  bool has_lost_events();
+  bool has_lost_events() {
+    const uint64_t before = std::exchange(lost_events_, inbox_->lost());
+    return lost_events_ != before;
+  }
   // Sets the timer behind the descriptor, which there is, to when there is something to do next.
   void arm();
 
@@ -49,6 +54,7 @@ struct rovk_transport {
   std::shared_ptr<rovk::transport::SharedUnit> shared_;
   void* owner_;
   uint16_t application_;
+  const rovk::wire::Queue* inbox_;
   uint64_t lost_events_ = 0;
   std::multimap<rovk::unit::Time, Action> actions_;
   bool acting_ = false;

@@ -67,11 +67,6 @@ SharedUnit::SharedUnit(const Options& options)
   if (!options.state.empty()) unit.keep_state(options.state);
 }
 
-void SharedUnit::changed(rovk_transport* own) {
-  if (!watched.empty()) arm_watched(own);
-  woken.notify_all();
-}
-
 // A due time concerns all; else only those are looked at to whom something has come, however many there are. On a
 // virtual clock it is time itself that may have moved.
 void SharedUnit::arm_watched(rovk_transport* own) {

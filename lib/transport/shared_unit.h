@@ -22,10 +22,14 @@ struct SharedUnit {
   // To be called after whatever may have put a message into an inbox or moved a due time, with the
   // connection whose inbox may have been emptied: brings the descriptors up to date and wakes the threads
   // that wait.
-  void changed(rovk_transport* own = nullptr);
+  void changed(rovk_transport* own = nullptr) {
+    if (!watched.empty()) arm_watched(own);
+    if (waiting > 0) woken.notify_all();
+  }
 
   std::mutex mutex;
   std::condition_variable woken;
+  unsigned waiting = 0;  // threads that `woken` is to wake
   unit::Unit unit;
   std::vector<rovk_transport*> connections;
   std::map<uint16_t, rovk_transport*> watched;  // of these the ones with a descriptor, by application

@@ -39,7 +39,10 @@ int32_t wait(SharedUnit& shared, std::unique_lock<std::mutex>& lock, Time deadli
   // Another connection to the same unit, on another thread, may cause a message at any time.
   constexpr Time slice = std::chrono::hours(1);
   const Time duration = until - shared.unit.clock().now();
-  if (duration > Time::zero()) shared.woken.wait_for(lock, std::min(duration, slice));
+  if (duration <= Time::zero()) return 0;
+  ++shared.waiting;
+  shared.woken.wait_for(lock, std::min(duration, slice));
+  --shared.waiting;
   return 0;
 }
 
@@ -106,7 +109,7 @@ int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message,
         if (transport->doomed()) return -ESHUTDOWN;
       }
       if (shared.unit.take(transport->application(), *message)) {
-        status = shared.unit.waiting(transport->application());
+        status = !transport->inbox().empty();
         break;
       }
       const bool is_late = deadline == Time::zero() || shared.unit.clock().now() >= deadline;
@@ -122,7 +125,7 @@ int32_t rovk_transport_receive(rovk_transport* transport, rovk_message* message,
 uint64_t rovk_transport_lost_events(rovk_transport* transport) {
   if (!transport) return 0;
   const std::lock_guard lock(transport->shared().mutex);
-  return transport->shared().unit.lost_events(transport->application());
+  return transport->inbox().lost();
 }
 
 int32_t rovk_transport_clock_is_virtual(rovk_transport* transport) {

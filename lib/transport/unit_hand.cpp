@@ -90,6 +90,7 @@ int32_t rovk_unit_set_input(void* context, const char* input, uint32_t index, in
 int32_t rovk_unit_get_input(void* context, const char* input, uint32_t index, int64_t* value) {
   return with_input(context, input, index, [&](rovk::unit::Unit& unit, Input which) -> int32_t {
     if (!value) return fail_null();
+    unit.run();
     *value = unit.world().get(which, index);
     return 0;
   });

@@ -47,7 +47,7 @@ TEST_F(Router, TakesARouteOnce) {
 TEST_F(Router, SendsEventsToWhomTheyAreRegistered) {
   const uint16_t other = unit.join();
   play("listen button_0002; input button 0 1; input switch_contact 0 1; events 1;");
-  EXPECT_FALSE(unit.waiting(other));
+  EXPECT_TRUE(unit.inbox(other).empty());
   // Registering twice is registering once.
   play(R"(listen button_0002; input button 0 0; events 1; router_0000 unregister_event peripheral_address=0x0102;
           input button 0 1; events 0; register_event peripheral_address=0x7777 ! unknown_peripheral;)");

@@ -94,7 +94,7 @@ TEST_F(UnitAsAWhole, AnswersAfterItsLatency) {
   bench.unit.advance_to(3ms - 1ns);
   EXPECT_FALSE(bench.next());
   bench.unit.advance_to(3ms);
-  EXPECT_TRUE(bench.unit.waiting(bench.application));
+  EXPECT_FALSE(bench.unit.inbox(bench.application).empty());
   EXPECT_TRUE(bench.next());
   EXPECT_FALSE(bench.unit.next_due());
 }
