@@ -22,6 +22,11 @@ inline void store(uint8_t* bytes, unsigned width, uint32_t value) {
     bytes[0] = static_cast<uint8_t>(value);
     return;
   }
+  if (width == 2) {
+    bytes[0] = static_cast<uint8_t>(value);
+    bytes[1] = static_cast<uint8_t>(value >> 8);
+    return;
+  }
   for (unsigned i = 0; i < width; ++i, value >>= 8) bytes[i] = static_cast<uint8_t>(value);
 }
 
@@ -52,17 +57,17 @@ inline void to_native(const uint8_t* bytes, unsigned width, void* native) {
 }
 
 inline void from_native(uint8_t* bytes, unsigned width, const void* native) {
-  uint32_t raw = 0;
   if (width == 1) {
-    raw = *static_cast<const uint8_t*>(native);
+    bytes[0] = *static_cast<const uint8_t*>(native);
   } else if (width == 2) {
     uint16_t value = 0;
     std::memcpy(&value, native, sizeof value);
-    raw = value;
+    store(bytes, 2, value);
   } else {
-    std::memcpy(&raw, native, sizeof raw);
+    uint32_t value = 0;
+    std::memcpy(&value, native, sizeof value);
+    store(bytes, width, value);
   }
-  store(bytes, width, raw);
 }
 
 }  // namespace rovk::catalogue

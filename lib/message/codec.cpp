@@ -23,8 +23,9 @@ void store_field(uint8_t* bytes, const Field& field, const void* native) {
     return;
   }
   const auto* from = static_cast<const uint8_t*>(native);
-  for (unsigned i = 0; i < field.count; ++i) {
-    catalogue::from_native(bytes + i * field.width, field.width, from + i * field.width);
+  const unsigned width = field.width;
+  for (unsigned left = field.count; left > 0; --left, bytes += width, from += width) {
+    catalogue::from_native(bytes, width, from);
   }
 }
 
@@ -34,8 +35,9 @@ void load_field(const uint8_t* bytes, const Field& field, void* native) {
     return;
   }
   auto* to = static_cast<uint8_t*>(native);
-  for (unsigned i = 0; i < field.count; ++i) {
-    catalogue::to_native(bytes + i * field.width, field.width, to + i * field.width);
+  const unsigned width = field.width;
+  for (unsigned left = field.count; left > 0; --left, bytes += width, to += width) {
+    catalogue::to_native(bytes, width, to);
   }
 }
 

@@ -160,6 +160,20 @@ inline bool take_plain(lua_State* L, int index, const argument_row& argument, na
   }
 }
 
+// Takes all arguments but the first so many, which are taken.
+[[gnu::noinline]] void take_by_rules(lua_State* L, const command_row& row, int taken, argument_buffer& out) {
+  const uint16_t* const list = argument_lists + row.arguments;
+  for (int i = taken; i < row.argument_count; ++i) {
+    const argument_row& argument = argument_rows[list[i]];
+    if (!passes_type_check(L, i + 1, argument)) {
+      const char* const name = name_of(L, row);
+      const char* const text = argument.text ? swig_text_push(L, argument.text) : callback_text(L, name);
+      swig_fail_argument(L, name, i + 1, text, swig_argument_type_name(L, i + 1));
+    }
+  }
+  for (int i = taken; i < row.argument_count; ++i) convert(L, row, i + 1, argument_rows[list[i]], out);
+}
+
 }  // namespace
 
 uint32_t swig_check_unsigned(lua_State* L, int index) {
@@ -178,15 +192,7 @@ void swig_take_arguments(lua_State* L, const command_row& row, argument_buffer& 
   const uint16_t* const list = argument_lists + row.arguments;
   // Sound arguments need no second look. From the first that does, all go by the rules, whose order of
   // failures is fixed; nothing was changed until then.
-  int plain = 0;
-  while (plain < count && take_plain(L, plain + 1, argument_rows[list[plain]], out.values[plain])) ++plain;
-  for (int i = plain; i < count; ++i) {
-    const argument_row& argument = argument_rows[list[i]];
-    if (!passes_type_check(L, i + 1, argument)) {
-      const char* const name = name_of(L, row);
-      const char* const text = argument.text ? swig_text_push(L, argument.text) : callback_text(L, name);
-      swig_fail_argument(L, name, i + 1, text, swig_argument_type_name(L, i + 1));
-    }
+  for (int i = 0; i < count; ++i) {
+    if (!take_plain(L, i + 1, argument_rows[list[i]], out.values[i])) return take_by_rules(L, row, i, out);
   }
-  for (int i = plain; i < count; ++i) convert(L, row, i + 1, argument_rows[list[i]], out);
 }
