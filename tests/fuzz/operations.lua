@@ -456,6 +456,18 @@ local GARBAGE = {
   function() return nil end, env.number, env.text, function() return {} end, function() return print end,
 }
 
+-- Some steps while something is disturbed. A coroutine may come back here when the step is over and everything is
+-- mended; what was found here may have been disturbed itself then, and is not to be put back.
+local function steps_while(disturb, mend)
+  local begun = env.step()
+  append(env.mends, mend)
+  disturb()
+  env.steps(3)
+  if env.step() == begun then
+    mend()
+  end
+end
+
 -- Takes a table of the module apart for the steps inside; it is mended when the step is over.
 local function sabotage()
   local registry = debug.getregistry()
@@ -470,12 +482,11 @@ local function sabotage()
   end
   local saved = rawget(table_of, key)
   note("sabotage " .. key)
-  append(env.mends, function()
+  steps_while(function()
+    rawset(table_of, key, pick(GARBAGE)())
+  end, function()
     rawset(table_of, key, saved)
   end)
-  rawset(table_of, key, pick(GARBAGE)())
-  env.steps(3)
-  rawset(table_of, key, saved)
 end
 
 -- Another metatable for an object, for the steps inside, or none. In a state that is being closed the object may be
@@ -489,12 +500,11 @@ local function disguise()
     return
   end
   note(("disguise %s as %s"):format(show(object), show(other)))
-  append(env.mends, function()
+  steps_while(function()
+    debug.setmetatable(object, new)
+  end, function()
     debug.setmetatable(object, own)
   end)
-  debug.setmetatable(object, new)
-  env.steps(3)
-  debug.setmetatable(object, own)
 end
 
 local function child()
