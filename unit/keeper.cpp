@@ -89,8 +89,7 @@ std::string Keeper::name_of(const BoardDescription& board, const PeripheralDescr
 Keeper::Keeper(std::string path, const UnitDescription& unit) : path_(std::move(path)), identity_(identity_of(unit)) {
   file_ = open(path_.c_str(), O_RDWR | O_CLOEXEC);
   if (file_ < 0 && errno == ENOENT) {
-    if (!write({}, {})) fail(std::string("cannot be written: ") + std::strerror(errno));
-    commit();
+    if (!write({}, {}) || !commit()) fail(std::string("cannot be written: ") + std::strerror(errno));
     return;
   }
   if (file_ < 0) fail(std::string("cannot be opened: ") + std::strerror(errno));
@@ -202,8 +201,14 @@ bool Keeper::write(std::vector<Setting> settings, std::map<uint8_t, std::vector<
   return true;
 }
 
-void Keeper::commit() {
-  if (next_ < 0 || rename((path_ + ".new").c_str(), path_.c_str()) != 0) return;
+bool Keeper::commit() {
+  if (next_ < 0) return true;
+  if (rename((path_ + ".new").c_str(), path_.c_str()) != 0) {
+    const int error = errno;
+    discard();
+    errno = error;
+    return false;
+  }
   // The name as well has to be on the disk.
   const std::string folder = std::filesystem::absolute(path_).parent_path().string();
   const int directory = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -215,6 +220,7 @@ void Keeper::commit() {
   file_ = std::exchange(next_, -1);
   settings_ = std::move(next_settings_);
   memories_ = std::move(next_memories_);
+  return true;
 }
 
 }  // namespace rovk::unit

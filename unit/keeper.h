@@ -41,7 +41,7 @@ class Keeper {
   bool prepare(const Setting& setting);
   bool prepare_memory(uint8_t location, std::span<const uint8_t> bytes);
   bool prepare_forgetting(const std::string& peripheral);  // "": of all
-  void commit();
+  bool commit();  // false: the file cannot be replaced, nothing has changed there
   void discard();
 
  private:

@@ -477,11 +477,10 @@ struct Unit::State final : Host, Answers {
       const std::span<const uint8_t> bytes = memory.bytes();
       std::vector<uint8_t>& known = memories[location];
       if (std::equal(bytes.begin(), bytes.end(), known.begin(), known.end())) continue;
-      if (!keeper->prepare_memory(location, bytes)) {
+      if (!keeper->prepare_memory(location, bytes) || !keeper->commit()) {
         memory.restore(known);
         throw Refusal{ROVK_COMMON_ERROR_NO_RESOURCES};
       }
-      keeper->commit();
       known.assign(bytes.begin(), bytes.end());
     }
   }
@@ -612,7 +611,8 @@ struct Unit::State final : Host, Answers {
           if (kept) keeper->discard();
           throw;
         }
-        if (kept) keeper->commit();
+        // The device has the setting already; who made it learns that it will not last.
+        if (kept && !keeper->commit()) throw Refusal{ROVK_COMMON_ERROR_NO_RESOURCES};
         keep_memories(*peripheral);
       }
       write_answer(reply, call);

@@ -308,6 +308,13 @@ TEST(State, RefusesWhatTheDiskHasNoRoomFor) {
   ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &before));
   EXPECT_FALSE(bench.unit.body().find<things::Light>(1)->lit());
   EXPECT_EQ(kept, content("full.state"));
+  // Nor can a file take the place of a folder.
+  std::filesystem::remove("full.state");
+  std::filesystem::create_directories("full.state/inside");
+  EXPECT_EQ(ROVK_COMMON_ERROR_NO_RESOURCES, bench.ask("led_0001", "set_state", {{"index", 1}, {"on", 1}}).error);
+  EXPECT_EQ(ROVK_COMMON_ERROR_NO_RESOURCES, bench.ask("eeprom_partition_table_0013", "format_eeprom").error);
+  EXPECT_FALSE(std::filesystem::exists("full.state.new"));
+  std::filesystem::remove_all("full.state");
   EXPECT_EQ(0, bench.ask("led_0001", "set_state", {{"index", 1}, {"on", 1}}).error);
   std::filesystem::remove("full.state");
 }
