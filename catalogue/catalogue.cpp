@@ -8,7 +8,10 @@ namespace {
 
 template <typename Row>
 const Row* by_name(std::span<const Row> rows, std::string_view name) {
-  const auto found = std::find_if(rows.begin(), rows.end(), [name](const Row& row) { return name == row.name; });
+  if (name.empty()) return nullptr;
+  // Most differ in the first letter: the lengths of those need not be known.
+  const auto found = std::find_if(rows.begin(), rows.end(),
+                                  [name](const Row& row) { return row.name[0] == name[0] && name == row.name; });
   return found == rows.end() ? nullptr : &*found;
 }
 

@@ -1,13 +1,15 @@
 #include "unit/services/views.h"
 
 #include <algorithm>
-#include <iterator>
+#include <array>
 #include <utility>
 
 namespace rovk::unit {
 namespace {
 
-constexpr std::pair<std::string_view, Maker> makers[] = {
+using Row = std::pair<std::string_view, Maker>;
+
+constexpr Row makers[] = {
     {"led_0001", make_led_0001},
     {"button_0002", make_button_0002},
     {"alarm_0004", make_alarm_0004},
@@ -57,12 +59,18 @@ constexpr std::pair<std::string_view, Maker> makers[] = {
     {"unittest_ffff", make_unittest_ffff},
 };
 
+constexpr auto makers_by_name = [] {
+  auto rows = std::to_array(makers);
+  std::sort(rows.begin(), rows.end(), [](const Row& one, const Row& other) { return one.first < other.first; });
+  return rows;
+}();
+
 }  // namespace
 
 Maker find_maker(std::string_view service) {
-  const auto found =
-      std::find_if(std::begin(makers), std::end(makers), [service](const auto& row) { return row.first == service; });
-  return found == std::end(makers) ? make_plain : found->second;
+  const auto found = std::lower_bound(makers_by_name.begin(), makers_by_name.end(), service,
+                                      [](const Row& row, std::string_view name) { return row.first < name; });
+  return found == makers_by_name.end() || found->first != service ? make_plain : found->second;
 }
 
 }  // namespace rovk::unit
