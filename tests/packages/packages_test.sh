@@ -104,7 +104,7 @@ END
 mkdir "$work/without"
 cp "$library"/librovk{-message,trans,-transport}.so* "$work/without"
 told=$(ROVK_LOG=stderr LD_LIBRARY_PATH=$work/without LUA_CPATH="${module%/*}/?.so" \
-  LUA_PATH="$work/usr/share/lua/5.1/?.lua" "$lua" -e 'print(require("rovk").open())' 2>&1) || fail "it ends without a unit"
+  LUA_PATH="$work/usr/share/lua/5.1/?.lua" "$lua" -e 'print(pcall(require("rovk").open))' 2>&1) || fail "it ends without a unit"
 [[ $told == *"sim needs librovk-unit.so.$version, which cannot be loaded: "*"status -19, ENODEV"* ]] || fail "a missing unit is told as: $told"
 
 ((failed)) || echo "$(wc -l <"$work/versions") tell version $version; found by CMake and pkg-config"
