@@ -457,14 +457,16 @@ local GARBAGE = {
 }
 
 -- Some steps while something is disturbed. A coroutine may come back here when the step is over and everything is
--- mended; what was found here may have been disturbed itself then, and is not to be put back.
+-- mended, or when the state is being closed; what was found here may have been disturbed itself then, and is not to be
+-- put back.
 local function steps_while(disturb, mend)
-  local begun = env.step()
   append(env.mends, mend)
   disturb()
   env.steps(3)
-  if env.step() == begun then
-    mend()
+  for _, awaited in ipairs(env.mends) do
+    if awaited == mend then
+      mend()
+    end
   end
 end
 
