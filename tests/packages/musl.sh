@@ -1,8 +1,8 @@
 #!/usr/bin/env bash
 # musl.sh: the module under musl, as far as Debian's tools go. They have no C++ library for musl. The module
 # needs none; librovk-message and librovktrans get that of glibc linked into them, with the two things it asks
-# glibc for; librovk-transport, which is the simulated unit, cannot be made, so a stand-in that refuses to open
-# a way takes its place. Wants musl-tools, and fetches the source of Lua 5.1 through apt-get. Everything is made
+# glibc for; librovk-unit, the simulated unit, cannot be made, and a stand-in that refuses to open a way takes the
+# place of librovk-transport. Wants musl-tools, and fetches the source of Lua 5.1 through apt-get. Everything is made
 # in build/musl.
 set -euo pipefail
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
