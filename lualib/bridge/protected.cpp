@@ -1,5 +1,7 @@
 // The one function through which protected work runs, kept in the registry so that a run allocates nothing.
-// Its upvalues are the key of the error handler and that of error tables, which then need not be hashed anew.
+// Its upvalues are the key of the error handler and that of error tables, which then need not be hashed anew, and
+// the text of an error inside an error handler: Lua makes that one when it has left the protected call already, and
+// would, without memory for it, raise through the library that delivers.
 #include "protected.h"
 
 #include <rovk/bridge.h>
@@ -22,16 +24,29 @@ int run(lua_State* L) {
 void push_runner(lua_State* L) {
   lua_pushstring(L, ROVK_ON_ERROR_KEY);
   lua_pushliteral(L, "error_id");
-  lua_pushcclosure(L, run, 2);
+  lua_pushliteral(L, "error in error handling");
+  lua_pushcclosure(L, run, 3);
 }
 
-void push_ready_runner(lua_State* L) {
+int open(lua_State* L) {
+  rovk_protected_open(L);
+  return 0;
+}
+
+// False, with nothing pushed: in a state in which the module was never opened there is no memory for a runner.
+bool push_ready_runner(lua_State* L) {
   lua_pushlightuserdata(L, const_cast<char*>(&runner_key));
   lua_rawget(L, LUA_REGISTRYINDEX);
-  if (lua_isfunction(L, -1)) return;
-  // A state in which the module was never opened.
+  if (lua_isfunction(L, -1)) return true;
   lua_pop(L, 1);
-  push_runner(L);
+  const bool opened = lua_cpcall(L, open, nullptr) == 0;
+  if (!opened) {
+    lua_pop(L, 1);
+    return false;
+  }
+  lua_pushlightuserdata(L, const_cast<char*>(&runner_key));
+  lua_rawget(L, LUA_REGISTRYINDEX);
+  return true;
 }
 
 }  // namespace
@@ -45,7 +60,7 @@ void rovk_protected_open(lua_State* L) {
 bool rovk_run_protected(lua_State* L, rovk_protected_work work, void* data, int index) {
   if (index < 0 && index > LUA_REGISTRYINDEX) index += lua_gettop(L) + 1;
   protected_run call = {work, data};
-  push_ready_runner(L);
+  if (!push_ready_runner(L)) return false;
   lua_pushlightuserdata(L, &call);
   if (index) {
     lua_pushvalue(L, index);
@@ -60,7 +75,7 @@ bool rovk_run_protected(lua_State* L, rovk_protected_work work, void* data, int 
 bool rovk_run_handled(lua_State* L, rovk_protected_work work, void* data) {
   const int top = lua_gettop(L);
   protected_run call = {work, data};
-  push_ready_runner(L);
+  if (!push_ready_runner(L)) return false;
   lua_getupvalue(L, -1, 1);
   lua_rawget(L, LUA_REGISTRYINDEX);
   const int handler = lua_isfunction(L, -1) ? top + 1 : 0;
@@ -75,7 +90,7 @@ bool rovk_run_handled(lua_State* L, rovk_protected_work work, void* data) {
 }
 
 void rovk_push_error_id(lua_State* L) {
-  push_ready_runner(L);
+  if (!push_ready_runner(L)) luaL_error(L, "not enough memory");
   lua_getupvalue(L, -1, 2);
   lua_remove(L, -2);
 }

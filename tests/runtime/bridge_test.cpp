@@ -155,6 +155,33 @@ TEST_F(Bridge, TheErrorHandlerIsToldAndLeavesTheStack) {
   EXPECT_EQ(host::take_log(), failed_call);
 }
 
+// Lua calls a handler that fails for its own errors, until its C stack ends. Without memory it could then not even
+// make its text for that, and would raise where nobody expects it.
+int fail_without_memory(lua_State* L) {
+  auto* const state = static_cast<host::State*>(lua_touserdata(L, lua_upvalueindex(1)));
+  const char* const text = lua_tostring(L, 1);
+  if (text && strstr(text, "C stack overflow")) state->remaining = 0;
+  return lua_error(L);
+}
+
+TEST_F(Bridge, AnErrorInTheHandlerStaysInsideWithoutMemory) {
+  lua_pushlightuserdata(L, &state);
+  lua_pushcclosure(L, fail_without_memory, 1);
+  lua_setfield(L, LUA_REGISTRYINDEX, ROVK_ON_ERROR_KEY);
+  lua_checkstack(L, 5000);
+  swiglua_ref* const made = reference("function() error('first') end");
+  const int top = lua_gettop(L);
+  const auto deliver = [](lua_State* state_of_test) {
+    internal_rovktrans_common_reset_callback(nullptr, 1, nullptr, lua_touserdata(state_of_test, 1));
+    return 0;
+  };
+  EXPECT_EQ(lua_cpcall(L, deliver, made), 0);
+  EXPECT_EQ(state.remaining, 0) << "the C stack has not ended";
+  state.remaining = -1;
+  EXPECT_EQ(lua_gettop(L), top);
+  EXPECT_EQ(host::take_log(), failed_call);
+}
+
 // It has no frame to run a callback on, and must be there to be started from within.
 TEST_F(Bridge, ACallbackMayStartTheCoroutineItWasMadeOn) {
   lua_State* const fresh = lua_newthread(L);
