@@ -1,6 +1,7 @@
 -- Contexts: opening, closing, looking peripherals up, and what is no context.
 
 local helper = require("helper")
+local lfs = require("lfs")
 local probe = require("probe")
 local rovk = require("rovk_message")
 local unit = require("rovk_unit")
@@ -108,6 +109,24 @@ describe("contexts", function()
       rovk.rovktrans_unittest_ffff_add_one_async_lua(context, rovk.ROVK_UNITTEST_PERIPHERAL_ADDRESS, ended, 1)
     ]])
     assert.are.same({ "ended\t6\nclosed\t0\n", 0 }, { output, code })
+  end)
+
+  it("leave no folder behind, whether they are closed or not", function()
+    local folder = os.tmpname()
+    os.remove(folder)
+    assert(lfs.mkdir(folder))
+    for _, ending in ipairs { "", "os.exit(0)", "unit:close()" } do
+      local output = helper.process([[
+        local unit = require("rovk").open "sim?clock=virtual"
+        unit:device("bulk_dump_000c"):get_frame { bayer = 0, filename = "frame" }
+        print(io.popen("ls -A $TMPDIR/*"):read "*a")
+      ]] .. ending, "TMPDIR=" .. folder)
+      assert.are.equal("frame\n\n", output)
+      -- Only an empty folder can be removed like this.
+      assert.is_true(lfs.rmdir(folder))
+      assert(lfs.mkdir(folder))
+    end
+    lfs.rmdir(folder)
   end)
 
   it("on the real clock are not advanced", function()

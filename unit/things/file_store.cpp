@@ -8,8 +8,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <mutex>
+#include <set>
 #include <system_error>
 
 namespace rovk::unit::things {
@@ -33,6 +36,27 @@ bool write_whole(const fs::path& path, std::span<const uint8_t> bytes, bool last
   return close(file) == 0 && written;
 }
 
+// Folders that go with their units. A unit that nobody closes is never destroyed, so what is left here is removed when
+// the process ends. Never destroyed itself: units may be closed later still.
+struct Passing {
+  std::mutex mutex;
+  std::set<fs::path> folders;
+  const pid_t owner = getpid();  // a process that is forked off has made none of them
+};
+
+Passing& passing() {
+  static Passing& all = []() -> Passing& {
+    auto* const made = new Passing;
+    std::atexit([] {
+      if (getpid() != passing().owner) return;
+      std::error_code ignored;
+      for (const fs::path& folder : passing().folders) fs::remove_all(folder, ignored);
+    });
+    return *made;
+  }();
+  return all;
+}
+
 // A name is on the disk when its folder is.
 void settle(const fs::path& folder) {
   const int directory = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
@@ -44,8 +68,11 @@ void settle(const fs::path& folder) {
 }  // namespace
 
 FileStore::~FileStore() {
+  if (lasting_ || folder_.empty()) return;
   std::error_code ignored;
-  if (!lasting_ && !folder_.empty()) fs::remove_all(folder_, ignored);
+  fs::remove_all(folder_, ignored);
+  const std::lock_guard lock(passing().mutex);
+  passing().folders.erase(folder_);
 }
 
 void FileStore::keep_in(const fs::path& folder) {
@@ -73,6 +100,8 @@ bool FileStore::make_folder() {
   std::string pattern = (parent / "rovk-unit-XXXXXX").string();
   if (!mkdtemp(pattern.data())) return false;
   folder_ = pattern;
+  const std::lock_guard lock(passing().mutex);
+  passing().folders.insert(folder_);
   return true;
 }
 
