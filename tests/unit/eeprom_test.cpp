@@ -25,7 +25,7 @@ class Eeprom : public UnitTest {
     for (int64_t at = 0; at < size; at += 22) {
       const int64_t part = std::min<int64_t>(22, size - at);
       const Received read = ask(raw, "read", {{"index", board}, {"read_address", at}, {"size", part}});
-      bytes.append(read.payload.begin(), read.payload.begin() + part);
+      bytes.append(read.payload.begin(), read.payload.begin() + static_cast<std::ptrdiff_t>(part));
     }
     return bytes;
   }
