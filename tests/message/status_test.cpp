@@ -101,7 +101,9 @@ TEST(Overlaps, ArgumentsMayLieInTheMessage) {
   uint16_t on_ms = 0, off_ms = 0;
   ASSERT_EQ(rovk_led_0001_retrieve_get_state_response(&state, second, &on_ms, &off_ms), 0);
   EXPECT_EQ(on_ms, 2);
-  EXPECT_EQ(hex(&state, 10), "01 00 01 00 03");
+  EXPECT_EQ(*second, 1);
+  EXPECT_EQ(hex(&state, 10, 12), "01");
+  EXPECT_EQ(hex(&state, 14), "03");
 }
 
 struct Stamp {

@@ -62,7 +62,7 @@ TEST(Async, GivesNumbersOfEveryWidthAndSign) {
   ASSERT_EQ(0, rovktrans_common_get_aliases_async(
                    session.handle, 0x7777,
                    [](void*, uint16_t, rovk_error_common_error* error, uint16_t count, uint16_t* alias, void* user) {
-                     EXPECT_EQ(ROVK_COMMON_ERROR_UNKNOWN_PERIPHERAL, error->id);
+                     EXPECT_EQ(ROVK_COMMON_ERROR_UNKNOWN_PERIPHERAL, le16toh(error->id));
                      EXPECT_TRUE(count == 0 && !alias);
                      ++*static_cast<int*>(user);
                    },

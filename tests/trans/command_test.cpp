@@ -64,8 +64,9 @@ TEST(Command, GivesErrorsOfThePeripheral) {
     const Heap<rovk_error_unittest_ffff_error> freed(error);
     ASSERT_EQ(item.status != 0, error != nullptr);
     if (!error) continue;
-    EXPECT_EQ(item.status, error->id);
-    EXPECT_EQ(item.address == unittest ? unittest : ROVK_ROUTER_PERIPHERAL_ADDRESS, error->error_peripheral_address);
+    EXPECT_EQ(item.status, le16toh(error->id));
+    EXPECT_EQ(item.address == unittest ? unittest : ROVK_ROUTER_PERIPHERAL_ADDRESS,
+              le16toh(error->error_peripheral_address));
     EXPECT_EQ(item.detail, error->data.payload[0]);
   }
 }
@@ -97,8 +98,8 @@ TEST(Command, SurvivesAnswersThatGoAstray) {
     } else {
       EXPECT_EQ(77, output);
       ASSERT_NE(nullptr, error);
-      EXPECT_EQ(ROVK_COMMON_ERROR_COMMUNICATION_FAILURE, error->id);
-      EXPECT_EQ(unittest, error->error_peripheral_address);
+      EXPECT_EQ(ROVK_COMMON_ERROR_COMMUNICATION_FAILURE, le16toh(error->id));
+      EXPECT_EQ(unittest, le16toh(error->error_peripheral_address));
       EXPECT_EQ(ROVKTRANS_FAILURE_TIME_OUT, error->data.payload[0]);
     }
     EXPECT_EQ(0, rovk_unit_advance(session.handle, 10000 * millisecond));

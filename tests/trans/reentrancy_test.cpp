@@ -16,7 +16,7 @@ struct Script {
 void play(void*, uint16_t, rovk_error_unittest_ffff_error* error, uint8_t output, void* user) {
   auto* script = static_cast<Script*>(user);
   ++script->calls;
-  script->answer = {error ? error->id : 0U, error ? error->data.payload[0] : 0U, output};
+  script->answer = {error ? le16toh(error->id) : 0U, error ? error->data.payload[0] : 0U, output};
   if (script->run) script->run();
 }
 
@@ -165,7 +165,7 @@ TEST(Reentrancy, DeinitInsideItsOwnCallback) {
          rovk_error_unittest_ffff_error* error = nullptr;
          const int32_t status = rovktrans_unittest_ffff_add_one(session.handle, unittest, &error, 1, &output);
          const Heap<rovk_error_unittest_ffff_error> freed(error);
-         EXPECT_TRUE(output == 7 && error && error->id == ROVK_COMMON_ERROR_COMMUNICATION_FAILURE &&
+         EXPECT_TRUE(output == 7 && error && le16toh(error->id) == ROVK_COMMON_ERROR_COMMUNICATION_FAILURE &&
                      error->data.payload[0] == ROVKTRANS_FAILURE_CLOSED);
          return status;
        }},

@@ -1,4 +1,5 @@
 // What goes out byte by byte, and what no sound unit sends.
+#include <endian.h>
 #include <gtest/gtest.h>
 #include <rovk/trans.h>
 #include <rovk/trans_delivery.h>
@@ -114,8 +115,8 @@ TEST_F(Scripted, ErrorAnswerWithoutErrorId) {
   rovk_error_unittest_ffff_error* error = nullptr;
   EXPECT_EQ(-ENODATA, rovktrans_unittest_ffff_add_one(context_, address, &error, 1, nullptr));
   ASSERT_NE(nullptr, error);
-  EXPECT_EQ(0, error->id);
-  EXPECT_EQ(99, error->error_peripheral_address);
+  EXPECT_EQ(0, le16toh(error->id));
+  EXPECT_EQ(99, le16toh(error->error_peripheral_address));
   std::free(error);
 }
 

@@ -1,6 +1,8 @@
-// A context on a simulated unit for the length of a test, and what tests ask of it again and again.
+// A context on a simulated unit for the length of a test, and what tests ask of it again and again. Records come
+// as they travel, so their numbers are read through le16toh.
 #pragma once
 
+#include <endian.h>
 #include <gtest/gtest.h>
 #include <rovk/trans.h>
 #include <rovk/trans_delivery.h>
@@ -64,7 +66,7 @@ using Answers = std::vector<Answer>;
 inline void collect(void*, uint16_t address, rovk_error_unittest_ffff_error* error, uint8_t output, void* user) {
   EXPECT_EQ(unittest, address);
   const unsigned type = error ? error->data.payload[0] + 256U * error->data.payload[1] : 0;
-  static_cast<Answers*>(user)->push_back({error ? error->id : 0U, type, output});
+  static_cast<Answers*>(user)->push_back({error ? le16toh(error->id) : 0U, type, output});
 }
 
 inline int32_t add_one_async(const Session& session, Answers& answers, uint8_t input) {
