@@ -8,7 +8,7 @@ local REGISTER = {
   uint8_t = "U8", uint16_t = "U16", uint32_t = "U32", int8_t = "I8", int16_t = "I16", int32_t = "I32",
 }
 
--- C type and kind of an input.
+-- C type and kind of an input, bytes behind it, and of how many bytes each number there is.
 local function input(argument)
   if argument.kind == "number" then
     return REGISTER[c_types.number(argument)], "number", argument.width
@@ -17,7 +17,7 @@ local function input(argument)
   elseif argument.kind == "table" then
     return "const void*", "bytes", 22
   elseif argument.kind == "aliases" then
-    return "const void*", "bytes", argument.count * 2
+    return "const void*", "bytes", argument.count * 2, 2
   elseif argument.callback then
     return "void*", "function", 8
   elseif argument.kind == "opaque" then
@@ -31,8 +31,8 @@ end
 local function parameters_of(item)
   local _, spelled = c_types.signature(item)
   local list = {}
-  local function add(type_text, kind, size)
-    list[#list + 1] = { type = type_text, kind = kind, size = size, name = spelled[#list + 1].name }
+  local function add(type_text, kind, size, width)
+    list[#list + 1] = { type = type_text, kind = kind, size = size, width = width or 1, name = spelled[#list + 1].name }
   end
   for position, argument in ipairs(item.arguments) do
     add(input(argument))
@@ -42,7 +42,8 @@ local function parameters_of(item)
   end
   for _, result in ipairs(item.results) do
     local heap = result.kind == "array" and item.family == "blocking"
-    add("void*", heap and "heap_slot" or "out", result.kind == "array" and result.count * result.width or result.width)
+    add("void*", heap and "heap_slot" or "out", result.kind == "array" and result.count * result.width or result.width,
+      result.kind ~= "version" and result.width)
   end
   return list
 end
@@ -76,7 +77,8 @@ local function emit_function(out, item)
   local list, declared, rows, arguments = parameters_of(item), {}, {}, {}
   for position, parameter in ipairs(list) do
     declared[position] = parameter.type .. " " .. parameter.name
-    rows[position] = ('{"%s", Kind::%s, %d}'):format(parameter.name, parameter.kind, parameter.size)
+    rows[position] = ('{"%s", Kind::%s, %d, %d}'):format(parameter.name, parameter.kind, parameter.size,
+      parameter.width)
     arguments[position] = ("bits(%s)"):format(parameter.name)
   end
   local role = role_of(item)

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 
 #include <algorithm>
+#include <bit>
 #include <cstdarg>
 #include <cstdio>
 #include <cstdlib>
@@ -64,17 +65,28 @@ void* heap_block(const std::vector<uint8_t>& content) {
   return block;
 }
 
-std::vector<uint8_t> pattern_bytes(size_t position, size_t size) {
+// Numbers of `width` bytes each, from this processor's order to least significant byte first, or back.
+void turn_numbers(std::vector<uint8_t>& bytes, size_t width) {
+  if (std::endian::native == std::endian::little) {
+    return;
+  }
+  for (auto number = bytes.begin(); number != bytes.end(); number += static_cast<std::ptrdiff_t>(width)) {
+    std::reverse(number, number + static_cast<std::ptrdiff_t>(width));
+  }
+}
+
+std::vector<uint8_t> pattern_bytes(size_t position, size_t size, size_t width) {
   std::vector<uint8_t> bytes(size);
   for (size_t byte = 0; byte < size; ++byte) {
     bytes[byte] = pattern(position, byte);
   }
+  turn_numbers(bytes, width);
   return bytes;
 }
 
 // Address of the reporting peripheral, id, detail: as an answer with an error brings it.
 std::vector<uint8_t> error_record() {
-  std::vector<uint8_t> bytes = pattern_bytes(1, 22);
+  std::vector<uint8_t> bytes = pattern_bytes(1, 22, 1);
   const uint16_t id = state().behaviour.error_id;
   bytes[2] = static_cast<uint8_t>(id);
   bytes[3] = static_cast<uint8_t>(id >> 8);
@@ -122,8 +134,12 @@ std::string show(const Parameter& parameter, uint64_t bits) {
       return "function";
     case Kind::text:
       return "\"" + std::string(static_cast<const char*>(pointer)) + "\"";
-    case Kind::bytes:
-      return hex(pointer, parameter.size);
+    case Kind::bytes: {
+      const auto* first = static_cast<const uint8_t*>(pointer);
+      std::vector<uint8_t> content(first, first + parameter.size);
+      turn_numbers(content, parameter.width);
+      return hex(content.data(), content.size());
+    }
     case Kind::message:
       return hex(pointer, sizeof(rovk_message));
     default: {
@@ -151,7 +167,7 @@ void fill_outputs(const Function& function, const uint64_t* arguments) {
     if (!target || state().behaviour.outputs == Outputs::untouched) {
       continue;
     }
-    const std::vector<uint8_t> bytes = pattern_bytes(position, parameter.size);
+    const std::vector<uint8_t> bytes = pattern_bytes(position, parameter.size, parameter.width);
     if (parameter.kind == Kind::heap_slot) {
       *static_cast<void**>(target) = heap_block(bytes);
     } else {
@@ -207,12 +223,12 @@ void* error_for_callback() {
   return state().behaviour.with_error ? bytes.data() : nullptr;
 }
 
-uint8_t* array_for_callback(size_t position) {
+uint8_t* array_for_callback(size_t position, size_t width) {
   static std::array<std::vector<uint8_t>, 16> arrays;
   if (state().behaviour.outputs == Outputs::untouched) {
     return nullptr;
   }
-  arrays.at(position) = pattern_bytes(position, 22);
+  arrays.at(position) = pattern_bytes(position, 22, width);
   return arrays.at(position).data();
 }
 
@@ -342,7 +358,7 @@ RECORDED int32_t rovktrans_init(const char* text, void* pointer, void** slot) {
   static int contexts[16];
   static size_t count = 0;
   const int32_t status =
-      record_row("rovktrans_init", {text_parameter, {"pointer", Kind::pointer, 8}, {"slot", Kind::out, 8}},
+      record_row("rovktrans_init", {text_parameter, {"pointer", Kind::pointer, 8}, {"slot", Kind::out, sizeof(void*)}},
                  {bits(text), bits(pointer), bits(slot)});
   if (slot && state().behaviour.outputs == Outputs::fill) {
     *slot = &contexts[count++ % 16];

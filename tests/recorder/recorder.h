@@ -7,6 +7,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <type_traits>
 #include <utility>
 
 #include "rovk/types.h"
@@ -48,6 +49,7 @@ struct Parameter {
   const char* name;
   Kind kind;
   uint8_t size;
+  uint8_t width = 1;  // of what lies behind a pointer: bytes of each native number; 1 for a record as well
 };
 
 enum class Role : uint8_t { plain, build, async, subscribe, unsubscribe };
@@ -66,14 +68,15 @@ struct Function {
 // Writes the call down, fills the outputs and gives the status as the script asked for.
 int32_t record(const Function& function, const uint64_t* arguments);
 
-// What the k-th output or value is filled with, byte by byte: distinct, the sign bit always set.
+// What the k-th output or value is filled with, byte by byte, the least significant of a number first: distinct, the
+// sign bit always set.
 constexpr uint8_t pattern(size_t position, size_t byte) {
   return static_cast<uint8_t>(0x80 | ((position * 11 + byte * 5) % 128));
 }
 
 void* error_for_callback();
-// A whole payload of pattern, or null when arrays are to be left out.
-uint8_t* array_for_callback(size_t position);
+// A whole payload of pattern, in numbers of `width` bytes, or null when arrays are to be left out.
+uint8_t* array_for_callback(size_t position, size_t width);
 
 template <typename T>
 uint64_t bits(T value) {
@@ -88,14 +91,15 @@ inline uint64_t bits(rovk_version value) { return static_cast<uint64_t>(value.ma
 template <typename T>
 T value_for_callback(size_t position) {
   if constexpr (std::is_pointer_v<T>) {
-    return reinterpret_cast<T>(array_for_callback(position));
+    return reinterpret_cast<T>(array_for_callback(position, sizeof(std::remove_pointer_t<T>)));
+  } else if constexpr (std::is_same_v<T, rovk_version>) {
+    return {pattern(position, 0), pattern(position, 1)};
   } else {
-    T value{};
-    auto* bytes = reinterpret_cast<uint8_t*>(&value);
-    for (size_t byte = 0; byte < sizeof(T); ++byte) {
-      bytes[byte] = pattern(position, byte);
+    uint32_t value = 0;
+    for (size_t byte = sizeof(T); byte-- > 0;) {
+      value = value << 8 | pattern(position, byte);
     }
-    return value;
+    return static_cast<T>(value);
   }
 }
 
