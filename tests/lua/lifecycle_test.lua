@@ -73,8 +73,7 @@ describe("contexts", function()
         assert.is_not_nil(address, service.name)
         assert.is_not_nil(("|" .. swig_type(address) .. "|"):find("|rovk_address *|", 1, true))
         assert.is_nil(getmetatable(address))
-        local bytes = probe.bytes(address, 2)
-        assert.are.equal(at[service.name], bytes:byte(1) + 256 * bytes:byte(2), service.name)
+        assert.are.equal(probe.native(at[service.name], 2), probe.bytes(address, 2), service.name)
         found = found + 1
       end
     end

@@ -30,7 +30,7 @@ describe("records", function()
       assert.is_true(size <= 32)
       assert.are.same({ class.type, true }, { (probe.object(object)), (select(2, probe.object(object))) })
       assert.are.equal(("\0"):rep(size), probe.bytes(object, size), class.name)
-      local bytes = ("\0"):rep(size)
+      local bytes, spelled = ("\0"):rep(size), class.native and probe.native or helper.little
       local base = address(object)
       for position, field in ipairs(record.fields) do
         attributes = attributes + 1
@@ -42,7 +42,7 @@ describe("records", function()
           local value = sample(position, field.width, field.signed)
           object[field.name] = value
           assert.are.equal(value, object[field.name], where)
-          bytes = bytes:sub(1, offset) .. helper.little(value, field.width) .. bytes:sub(offset + field.width + 1)
+          bytes = bytes:sub(1, offset) .. spelled(value, field.width) .. bytes:sub(offset + field.width + 1)
         elseif field.kind ~= "text" then
           local part = object[field.name]
           local _, own, place = probe.object(part)

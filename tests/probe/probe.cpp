@@ -3,6 +3,7 @@
 #include <dlfcn.h>
 #include <poll.h>
 
+#include <bit>
 #include <cstdint>
 #include <cstdlib>
 #include <lua.hpp>
@@ -28,6 +29,15 @@ const Object& object_at(lua_State* L, int index) {
 int bytes(lua_State* L) {
   const void* block = lua_isnumber(L, 1) ? pointer_at(L, 1) : object_at(L, 1).pointer;
   lua_pushlstring(L, static_cast<const char*>(block), static_cast<size_t>(luaL_checkinteger(L, 2)));
+  return 1;
+}
+
+// probe.native(number, width): the bytes of an unsigned number as this processor keeps it.
+int native(lua_State* L) {
+  const auto width = static_cast<size_t>(luaL_checkinteger(L, 2));
+  const auto number = static_cast<uint64_t>(luaL_checknumber(L, 1));
+  const auto* bytes = reinterpret_cast<const char*>(&number);
+  lua_pushlstring(L, std::endian::native == std::endian::little ? bytes : bytes + sizeof number - width, width);
   return 1;
 }
 
@@ -159,9 +169,9 @@ extern "C" __attribute__((visibility("default"))) int luaopen_rovk_message_user(
 }
 
 extern "C" __attribute__((visibility("default"))) int luaopen_probe(lua_State* L) {
-  static const luaL_Reg functions[] = {{"bytes", bytes},   {"free", free_block},   {"starve", starve},
-                                       {"object", object}, {"light", light},       {"run", run},
-                                       {"embed", embed},   {"readable", readable}, {nullptr, nullptr}};
+  static const luaL_Reg functions[] = {
+      {"bytes", bytes}, {"native", native}, {"free", free_block}, {"starve", starve},     {"object", object},
+      {"light", light}, {"run", run},       {"embed", embed},     {"readable", readable}, {nullptr, nullptr}};
   lua_newtable(L);
   luaL_register(L, nullptr, functions);
   return 1;
