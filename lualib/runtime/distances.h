@@ -7,7 +7,7 @@
 #include <cstdint>
 
 #if defined(__ELF__) && defined(__GNUC__) && !defined(SWIG_PLAIN_DISTANCES) && \
-    (defined(__x86_64__) || defined(__i386__) || defined(__aarch64__) || defined(__arm__))
+    (defined(__x86_64__) || defined(__i386__) || defined(__aarch64__) || defined(__arm__) || defined(__s390x__))
 
 struct swig_distance {
   int32_t bytes;
