@@ -3,6 +3,7 @@
 #include <rovk/constants.h>
 
 #include <algorithm>
+#include <iterator>
 
 #include "catalogue/catalogue.h"
 #include "catalogue/fields.h"
@@ -31,7 +32,27 @@ bool named(const std::string& name, Direction direction, const catalogue::Servic
   return command && name == command->name;
 }
 
+constexpr Disturbance disturbances[] = {
+    {"lose", [](Fate& fate, uint8_t*, uint32_t) { fate.lost = true; }},
+    {"duplicate", [](Fate& fate, uint8_t*, uint32_t) { fate.doubled = true; }},
+    {"delay", [](Fate& fate, uint8_t*, uint32_t ms) { fate.late = std::chrono::milliseconds(ms); }},
+    {"corrupt", [](Fate&, uint8_t* bytes, uint32_t) { bytes[ROVK_OFFSET_TYPE] ^= 0x80; }},
+    {"misdirect", [](Fate&, uint8_t* bytes, uint32_t) { bytes[ROVK_OFFSET_UUID + 2] ^= 0x80; }},
+};
+
 }  // namespace
+
+const Disturbance* find_disturbance(std::string_view name) {
+  const auto* const row = std::find_if(std::begin(disturbances), std::end(disturbances),
+                                       [name](const Disturbance& entry) { return entry.name == name; });
+  return row == std::end(disturbances) ? nullptr : row;
+}
+
+std::string disturbance_names() {
+  std::string list;
+  for (const Disturbance& entry : disturbances) list += (list.empty() ? "" : ", ") + std::string(entry.name);
+  return list;
+}
 
 Plan::Plan(PlanDescription description)
     : description_(std::move(description)),

@@ -12,6 +12,7 @@
 #include <random>
 #include <span>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "unit/clock.h"
@@ -64,6 +65,16 @@ struct Fate {
   Time late{0};
   const Rule* refusal = nullptr;
 };
+
+// What befalls an application's next answers, one after the other, before the plan sees them. No rows of a plan:
+// rules strike a message together, go when another plan comes, and draw random numbers.
+struct Disturbance {
+  std::string_view name;
+  void (*befall)(Fate& fate, uint8_t* bytes, uint32_t value);
+};
+
+const Disturbance* find_disturbance(std::string_view name);  // null: there is none of that name
+std::string disturbance_names();                             // as a list for people
 
 class Plan {
  public:

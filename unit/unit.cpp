@@ -27,15 +27,7 @@
 namespace rovk::unit {
 namespace {
 
-using catalogue::load;
 using catalogue::store;
-
-enum class Disturbance : uint8_t { lose, duplicate, delay, corrupt, misdirect };
-
-constexpr std::pair<std::string_view, Disturbance> disturbances[] = {
-    {"lose", Disturbance::lose},       {"duplicate", Disturbance::duplicate}, {"delay", Disturbance::delay},
-    {"corrupt", Disturbance::corrupt}, {"misdirect", Disturbance::misdirect},
-};
 
 // `type` of communication_failure: a route was added, and nobody answers at its end; a reset has broken
 // the command off.
@@ -96,7 +88,7 @@ using Direction = Rule::Direction;
 
 struct Unit::State final : Host, Answers {
   struct Disturbed {
-    Disturbance what;
+    const Disturbance* what;
     uint32_t count;
     uint32_t value;
   };
@@ -353,24 +345,11 @@ struct Unit::State final : Host, Answers {
     if (pending.empty()) return dispatch(Direction::answer, application, message, when);
     const Disturbed now = pending.front();
     if (--pending.front().count == 0) pending.pop_front();
-    uint8_t* bytes = wire::bytes(message);
-    switch (now.what) {
-      case Disturbance::lose:
-        return;
-      case Disturbance::duplicate:
-        send(application, message, when);
-        break;
-      case Disturbance::delay:
-        when += std::chrono::milliseconds(now.value);
-        break;
-      case Disturbance::corrupt:
-        bytes[ROVK_OFFSET_TYPE] ^= 0x80;
-        break;
-      case Disturbance::misdirect:
-        store(bytes + ROVK_OFFSET_UUID, 4, load(bytes + ROVK_OFFSET_UUID, 4) ^ 0x00800000);
-        break;
-    }
-    dispatch(Direction::answer, application, message, when);
+    Fate fate;
+    now.what->befall(fate, wire::bytes(message), now.value);
+    if (fate.lost) return;
+    if (fate.doubled) send(application, message, when);
+    dispatch(Direction::answer, application, message, when + fate.late);
   }
 
   // Does what is due up to `until`, each at its own time.
@@ -652,12 +631,6 @@ struct Unit::State final : Host, Answers {
   uint16_t last_joined = 0;
 };
 
-std::string disturbance_names() {
-  std::string list;
-  for (const auto& [name, what] : disturbances) list += (list.empty() ? "" : ", ") + std::string(name);
-  return list;
-}
-
 Unit::Unit(const Options& options, const UnitDescription& description)
     : state_(std::make_unique<State>(options, description)) {}
 
@@ -804,11 +777,10 @@ const Plan& Unit::plan() const { return state_->plan; }
 const Coverage& Unit::coverage() const { return state_->coverage; }
 
 bool Unit::disturb(uint16_t application, std::string_view what, uint32_t count, uint32_t value) {
-  const auto row = std::find_if(std::begin(disturbances), std::end(disturbances),
-                                [what](const auto& entry) { return entry.first == what; });
+  const Disturbance* const disturbance = find_disturbance(what);
   const auto found = state_->applications.find(application);
-  if (row == std::end(disturbances) || found == state_->applications.end()) return false;
-  if (count > 0) found->second.disturbed.push_back({row->second, count, value});
+  if (!disturbance || found == state_->applications.end()) return false;
+  if (count > 0) found->second.disturbed.push_back({disturbance, count, value});
   return true;
 }
 

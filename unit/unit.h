@@ -24,9 +24,6 @@ namespace rovk::unit {
 // The `type` of reset_occurred. Other numbers may be given from outside.
 enum class ResetType : uint16_t { power_on = 0, commanded = 1, watchdog = 2 };
 
-// What disturb() knows, as a list for people.
-std::string disturbance_names();
-
 struct Options {
   bool virtual_clock = false;
   Time latency{0};     // from a command's arrival to its answer's, on top of what the command itself takes
@@ -92,7 +89,8 @@ class Unit {
   bool set_fault(uint16_t address, uint16_t fault_id);
   bool spontaneous_error(uint16_t address, uint16_t error_id, const uint8_t* payload);
   // Disturbs the next `count` answers to an application: "lose", "duplicate", "delay" (by `value`
-  // milliseconds), "corrupt" (another type byte), "misdirect" (another uuid). False: no such disturbance.
+  // milliseconds), "corrupt" (another type byte), "misdirect" (another uuid), as disturbance_names() lists them.
+  // False: no such disturbance.
   bool disturb(uint16_t application, std::string_view what, uint32_t count, uint32_t value);
   // Goes on from what the file at `path` has kept, and keeps settings and EEPROMs there from now on, files in
   // the folder `path`.files beside it unless the description names another one. Throws
