@@ -64,7 +64,7 @@ void Unit::State::answer(const Job& job, const Refusal* refusal) {
   } else {
     write_answer(reply, job.call);
   }
-  if (traffic.knows(job.application)) traffic.answer(job.application, reply, now());
+  traffic.answer(job.application, reply, now());
 }
 
 void Unit::State::handle(uint16_t application, const rovk_message& command) {

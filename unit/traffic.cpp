@@ -42,8 +42,10 @@ bool Traffic::disturb(uint16_t application, const Disturbance& what, uint32_t co
 }
 
 void Traffic::answer(uint16_t application, const rovk_message& message, Time ended) {
+  const auto found = applications_.find(application);
+  if (found == applications_.end()) return;
   const Time when = ended + delay_;
-  auto& pending = applications_.at(application).disturbed;
+  auto& pending = found->second.disturbed;
   if (pending.empty()) return dispatch(Direction::answer, application, message, when);
   const Disturbed now = pending.front();
   if (--pending.front().count == 0) pending.pop_front();

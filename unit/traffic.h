@@ -51,8 +51,8 @@ class Traffic {
   bool take(uint16_t application, rovk_message& message);
   std::vector<uint16_t> take_reached();
 
-  // Each sends a message to an application that has joined on its way, or whatever the plan makes of it. `ended` is
-  // when what is answered has ended.
+  // Each sends a message on its way, or whatever the plan makes of it. An answer to an application that has left
+  // since it asked goes nowhere. `ended` is when what is answered has ended.
   void answer(uint16_t application, const rovk_message& message, Time ended);
   void event(uint16_t application, const rovk_message& message) {
     dispatch(Direction::event, application, message, agenda_.now());

@@ -235,9 +235,11 @@ TEST_F(UnitAsAWhole, ForgetsAnApplicationThatLeft) {
   const uint16_t other = bench.unit.join();
   EXPECT_NE(other, bench.application);
   bench.unit.submit(other, Bench::compose("led_0001", "get_state", {}));
+  bench.unit.submit(other, Bench::compose("common", "reset", {}, address_of("led_0001")));
   bench.unit.leave(other);
-  bench.advance(1ms);
+  bench.advance(PeripheralDescription{}.boot_ms * 1ms);
   EXPECT_FALSE(bench.next(other));
+  EXPECT_EQ(bench.ask("led_0001", "get_state").error, 0);
 }
 
 }  // namespace
