@@ -6,6 +6,7 @@
 
 #include <deque>
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "unit/services/view.h"
@@ -68,6 +69,7 @@ class Peripheral {
   uint16_t fault = 0;  // 0: none
   unsigned late = 0;   // commands outside the queue whose answers are still to come
   bool booting = false;
+  std::optional<Time> upset;      // when the plan reset it last
   std::vector<Origin> resetters;  // whose reset commands are answered at the end of the boot
   Timer boot;
 

@@ -83,9 +83,13 @@ void Unit::State::fail(const View& view, Fault fault) {
   report(view, "fault_exists", {peripheral->fault});
 }
 
-void Unit::State::reset_from_outside(uint16_t address) {
+void Unit::State::reset_from_outside(uint16_t address, Rule::Direction met) {
   Peripheral* const peripheral = peripherals.find(address);
-  if (peripheral && powered) reset(*peripheral, static_cast<uint16_t>(ResetType::watchdog));
+  if (!peripheral || !powered) return;
+  // What a reset tells may meet with the rule that caused it, and time would never move on.
+  if (met == Rule::Direction::event && peripheral->upset == now()) return;
+  peripheral->upset = now();
+  reset(*peripheral, static_cast<uint16_t>(ResetType::watchdog));
 }
 
 void Unit::State::switch_off(int64_t off_ms) {

@@ -33,7 +33,7 @@ struct Unit::State final : Host, Answers, Traffic::Station {
 
   // Traffic::Station
   void arrive(uint16_t application, const rovk_message& command) override;
-  void reset_from_outside(uint16_t address) override;
+  void reset_from_outside(uint16_t address, Rule::Direction met) override;
   void switch_off(int64_t off_ms) override;
 
   // Events go to all who hear the peripheral at that address.

@@ -75,7 +75,8 @@ void Traffic::travel(Direction direction, uint16_t application, rovk_message mes
   if (fate.silent_ms) silent_[address] = std::max(silent_[address], agenda_.now() + *fate.silent_ms * 1ms);
   if (was_silent || fate.silent_ms) return;
   // At once, but not in the middle of what causes the message.
-  if (fate.resets) agenda_.at(agenda_.now(), [this, address] { station_.reset_from_outside(address); });
+  if (fate.resets)
+    agenda_.at(agenda_.now(), [this, address, direction] { station_.reset_from_outside(address, direction); });
   if (fate.switches_off) agenda_.at(agenda_.now(), [this, off = fate.off_ms] { station_.switch_off(off); });
   const bool is_command = direction == Direction::command;
   if (fate.lost || (!is_command && (fate.resets || fate.switches_off))) return;

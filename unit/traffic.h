@@ -29,8 +29,8 @@ class Traffic {
     virtual ~Station() = default;
     // A command has arrived, maybe after its application has left.
     virtual void arrive(uint16_t application, const rovk_message& command) = 0;
-    // What the plan does to the unit.
-    virtual void reset_from_outside(uint16_t address) = 0;
+    // What the plan does to the unit, for a message of that direction.
+    virtual void reset_from_outside(uint16_t address, Direction met) = 0;
     virtual void switch_off(int64_t off_ms) = 0;  // 0: for good
   };
 

@@ -201,6 +201,15 @@ TEST(Plan, DoesWhatItsRulesSay) {
   }
 }
 
+// The router boots in no time, and what its reset tells meets with the same rule.
+TEST(Plan, LetsTimeMoveOnWhereAResetCausesAReset) {
+  Bench bench;
+  bench.listen_at(ROVK_ROUTER_PERIPHERAL_ADDRESS);
+  bench.unit.set_plan(read_plan("[[fault]]\ndo = 'reset'\non = 'event'", "plan"));
+  EXPECT_TRUE(bench.unit.reset_peripheral(ROVK_ROUTER_PERIPHERAL_ADDRESS, 0));
+  EXPECT_EQ(2U, bench.unit.plan().struck()[0]);
+}
+
 // All that reaches an application of a unit with shuffled addresses and a plan by chance, with the times.
 std::vector<uint8_t> happens(uint64_t seed) {
   UnitDescription unit = everything();
