@@ -102,6 +102,7 @@ bool Unit::reset_peripheral(uint16_t address, uint16_t type) {
 }
 
 bool Unit::set_fault(uint16_t address, uint16_t fault_id) {
+  run();
   Peripheral* peripheral = state_->peripherals.find(address);
   if (!peripheral) return false;
   peripheral->fault = fault_id;

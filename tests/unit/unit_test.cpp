@@ -1,4 +1,6 @@
 // The unit as a whole: the clock, the order of messages, disturbances, what every peripheral answers.
+#include <thread>
+
 #include "tests/unit/bench.h"
 #include "unit/fittings.h"
 #include "unit/services/views.h"
@@ -228,6 +230,22 @@ TEST(RealClock, IsNotMoved) {
   const Time now = real.clock().now();
   real.advance_to(now + 1h);
   EXPECT_LT(real.clock().now(), now + 1h);
+}
+
+// Commands that have ended by now, one behind the other, ended before the fault.
+TEST(RealClock, HasPassedWhenAFaultIsSet) {
+  Unit real(Options{});
+  const uint16_t application = real.join();
+  for (const int64_t steps : {1, -1}) {
+    real.submit(application, Bench::compose("linear_actuator_000d", "move_steps", {{"steps", steps}, {"block", 1}}));
+  }
+  std::this_thread::sleep_for(100ms);
+  EXPECT_TRUE(real.set_fault(address_of("linear_actuator_000d"), 1));
+  rovk_message answer;
+  for (int i = 0; i < 2; ++i) {
+    ASSERT_TRUE(real.take(application, answer));
+    EXPECT_EQ(0, reinterpret_cast<const uint8_t*>(&answer)[ROVK_OFFSET_BODY]);
+  }
 }
 
 TEST_F(UnitAsAWhole, ForgetsAnApplicationThatLeft) {
