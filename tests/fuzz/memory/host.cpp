@@ -3,9 +3,11 @@
 // begins. The test may fail. What counts: the process lives, every reference to a callback is freed once its context is
 // closed, the state closes, and with memory again a new state works.
 //
-//   fuzz_memory --build FOLDER [--seconds S | --sample M] [--seed N] [--only TEST:lua|ours:alone|rest:N] FILE
+//   fuzz_memory --build FOLDER [--seconds S | --sample M] [--seed N] [--only TEST:lua|ours:alone|rest:N]
+//               [--ways FILE] FILE
 //
-// --seconds: what is too much for the time is swept in strides. --sample: so many requests of each test alone.
+// Each way to an allocation once, then in strides as long as the --seconds last; without them the ways alone. --ways:
+// keeps which ways were taken, for the next file. --sample: so many requests of each test alone.
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/mman.h>
@@ -21,6 +23,7 @@
 #include <lua.hpp>
 #include <string>
 
+#include "plan.h"
 #include "supply.h"
 
 extern "C" [[gnu::visibility("default")]] const char* __asan_default_options() {
@@ -29,37 +32,31 @@ extern "C" [[gnu::visibility("default")]] const char* __asan_default_options() {
 
 namespace {
 
+using memory::Cost;
+using memory::Plan;
 using memory::Supply;
+using memory::Way;
 constexpr const char* supply_names[] = {"lua", "ours"};
 constexpr const char* mode_names[] = {"rest", "alone"};
 constexpr int lost_reference = 70, not_fresh = 71;
-constexpr double fork_seconds = 0.02;  // and of what follows a test
 
 struct Options {
   std::string build = "build", file, here;
   double seconds = 0;
   long sample = 0, seed = 1;
-  std::string only;
+  std::string only, ways;
+  bool sweeps() const { return only.empty() && sample == 0; }
 } options;
 
-// Of a test without want of memory.
-struct Cost {
-  long requests[2];
-  double seconds;
-  // Of both ways at each request of a supply.
-  double all(int supply) const { return 2.0 * static_cast<double>(requests[supply]) * (seconds + fork_seconds); }
-};
-constexpr unsigned most_tests = 1000;
-struct Measured {
-  unsigned count;
-  Cost tests[most_tests];
-} * measured;  // shared with the process that measures
+memory::Measured* measured;  // shared with the process that measures
 
 enum class Part { measures, leads, lacks } part;
 unsigned test_number;
 lua_State* main_state;
 int report_fd = 2, child_output = -1;
 long children, findings;
+long ways_tried, ways_missed;
+double pace = 1;
 long longest_stride[2];
 unsigned swept_whole[2];
 
@@ -100,23 +97,30 @@ bool works_anew() {
   _exit(works_anew() ? 0 : not_fresh);
 }
 
+// One place in the code for all processes, or their stacks would differ.
+[[gnu::noinline]] int call_test(lua_State* L, int count) {
+  memory::stack_end = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
+  const int status = lua_pcall(L, count, 0, 0);
+  memory::stack_end = 0;
+  return status;
+}
+
 // In place of a test's function, which is its upvalue.
 int run_test(lua_State* L) {
   const int count = lua_gettop(L);
   lua_pushvalue(L, lua_upvalueindex(1));
   lua_insert(L, 1);
-  if (part == Part::lacks) {
-    lua_checkstack(L, 20);
-    supply_of(current.supply).refuse_after(current.granted, current.alone);
-    lua_pcall(L, count, 0, 0);
-    finish();
-  }
-  Cost& cost = measured->tests[test_number];
+  lua_checkstack(L, 20);
   memory::lua = memory::ours = {};
+  if (part == Part::lacks) supply_of(current.supply).refuse_after(current.granted, current.alone);
+  memory::noted_test = test_number;
+  memory::noting = part == Part::measures && options.sweeps();
   const double begin = now();
-  const int status = lua_pcall(L, count, 0, 0);
+  const int status = call_test(L, count);
+  memory::noting = false;
+  if (part == Part::lacks) finish();
   if (part == Part::measures) {
-    cost = {{memory::lua.count, memory::ours.count}, now() - begin};
+    measured->tests[test_number] = {{memory::lua.count, memory::ours.count}, now() - begin};
     measured->count = test_number + 1;
   }
   return status == 0 ? 0 : lua_error(L);
@@ -144,7 +148,7 @@ bool fork_case() {
     lseek(child_output, 0, SEEK_SET);
     dup2(child_output, 1);
     dup2(child_output, 2);
-    alarm(30 + static_cast<unsigned>(20 * measured->tests[test_number].seconds));
+    alarm(10 + static_cast<unsigned>(10 * measured->tests[test_number].seconds));
     return true;
   }
   int status = 0;
@@ -155,40 +159,55 @@ bool fork_case() {
   return false;
 }
 
-// So many seconds for each supply of the tests that are left, so that together they take no longer than what is left.
-double share(double left) {
-  double low = 0, high = left;
-  for (int round = 0; round < 40; ++round) {
-    const double middle = (low + high) / 2;
-    double sum = 0;
-    for (unsigned i = test_number; i < measured->count; ++i) {
-      for (int supply = 0; supply < 2; ++supply) sum += std::min(measured->tests[i].all(supply), middle);
-    }
-    (sum > left ? high : low) = middle;
-  }
-  return low;
-}
-
 unsigned long draw() {
   static unsigned long state = static_cast<unsigned long>(options.seed) % 2147483646 + 1;
   return state = state * 16807 % 2147483647;
 }
 
-bool sweep(const Cost& cost) {
-  const double seconds = share(std::max(options.seconds - (now() - start_time), 0.5));
+// The ways of this test in both modes; true in the process that is forked off.
+bool sweep_ways(const Cost& cost, double seconds) {
+  static double real = 0, estimated = 0;
+  const double deadline = now() + seconds;
+  for (const Way& way : memory::ways->places) {
+    if (way.key == 0 || way.run != memory::ways->runs || way.test != test_number) continue;
+    for (int alone = 0; alone < 2; ++alone) {
+      if (way.refused[alone]) continue;
+      const double begin = now();
+      if (begin > deadline) return false;
+      current = {way.is_ours, alone, way.request};
+      memory::ways->refused_key = 0;
+      if (fork_case()) return true;
+      ++ways_tried;
+      ways_missed += memory::ways->refused_key != way.key;
+      real += now() - begin;
+      estimated += cost.of(way);
+      pace = real / estimated;
+    }
+  }
+  return false;
+}
+
+bool sweep_strides(const Cost& cost, double seconds) {
   for (current.supply = 0; current.supply < 2; ++current.supply) {
-    const bool all = options.seconds <= 0;
-    const long stride = all ? 1 : std::max(1L, std::lround(std::ceil(cost.all(current.supply) / seconds)));
-    longest_stride[current.supply] = std::max(longest_stride[current.supply], stride);
+    const long end = cost.requests[current.supply];
+    const long stride = std::max(1L, std::lround(std::ceil(cost.all(current.supply) / seconds)));
+    longest_stride[current.supply] = std::max(longest_stride[current.supply], std::min(stride, end));
     swept_whole[current.supply] += stride == 1;
     for (current.alone = 0; current.alone < 2; ++current.alone) {
-      const long end = cost.requests[current.supply];
       for (current.granted = static_cast<long>(draw()) % stride; current.granted < end; current.granted += stride) {
         if (fork_case()) return true;
       }
     }
   }
   return false;
+}
+
+bool sweep(const Cost& cost) {
+  if (options.seconds <= 0) return sweep_ways(cost, HUGE_VAL);
+  const auto plan = [] { return Plan(*measured, test_number, options.seconds - (now() - start_time), pace); };
+  if (sweep_ways(cost, plan().ways_seconds())) return true;
+  const double seconds = plan().stride_seconds();
+  return seconds > 0 && sweep_strides(cost, seconds);
 }
 
 bool sample(const Cost& cost) {
@@ -216,7 +235,7 @@ bool run_only() {
 // start(test): what busted is about to run.
 int start(lua_State* L) {
   static unsigned next;
-  test_number = std::min(next++, most_tests - 1);
+  test_number = std::min(next++, memory::most_tests - 1);
   lua_getfield(L, 1, "run");
   lua_pushcclosure(L, run_test, 1);
   lua_setfield(L, 1, "run");
@@ -233,6 +252,22 @@ int start(lua_State* L) {
   return 0;
 }
 
+void tell_sweep() {
+  long known = 0, refused[2] = {};
+  for (const Way& way : memory::ways->places) {
+    if (way.key == 0 || way.run != memory::ways->runs) continue;
+    ++known;
+    for (int alone = 0; alone < 2; ++alone) refused[alone] += way.refused[alone];
+  }
+  dprintf(report_fd, "; %ld ways, of them refused %ld alone and %ld with all behind them; at %ld of %ld was another",
+          known, refused[1], refused[0], ways_missed, ways_tried);
+  if (memory::ways->without_place != 0) dprintf(report_fd, "; NO PLACE for %ld requests", memory::ways->without_place);
+  for (int supply = 0; supply < 2 && longest_stride[supply] != 0; ++supply) {
+    dprintf(report_fd, "; %s: at each request in %u tests, in others at every %ldth or more often",
+            supply_names[supply], swept_whole[supply], longest_stride[supply]);
+  }
+}
+
 // In place of os.exit.
 int end(lua_State*) {
   if (part == Part::lacks) finish();
@@ -244,10 +279,7 @@ int end(lua_State*) {
   dprintf(report_fd,
           "%s: %u tests with %ld requests of lua's and %ld of ours, %ld times without memory, %ld findings, in %.0f s",
           options.file.c_str(), measured->count, requests[0], requests[1], children, findings, now() - start_time);
-  for (int supply = 0; supply < 2 && options.sample == 0 && options.only.empty(); ++supply) {
-    dprintf(report_fd, "; %s: at each request in %u tests, in the others at every %ldth or more often",
-            supply_names[supply], swept_whole[supply], longest_stride[supply]);
-  }
+  if (options.sweeps()) tell_sweep();
   dprintf(report_fd, "\n");
   _exit(findings != 0 || measured->count == 0);
 }
@@ -290,13 +322,16 @@ int main(int count, char** words) {
       options.seed = atol(words[++i]);
     else if (word == "--only")
       options.only = words[++i];
+    else if (word == "--ways")
+      options.ways = words[++i];
     else if (!has_value)
       options.file = word;
     else
       return 2;
   }
   setenv("ROVK_BUILD", options.build.c_str(), 1);
-  measured = static_cast<Measured*>(
+  if (!memory::share_ways(options.ways.empty() ? nullptr : options.ways.c_str())) return 4;
+  measured = static_cast<memory::Measured*>(
       mmap(nullptr, sizeof *measured, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
   child_output = memfd_create("output", 0);
   report_fd = dup(2);

@@ -12,6 +12,8 @@
 #include <initializer_list>
 #include <new>
 
+#include "ways.h"
+
 #ifdef __SANITIZE_ADDRESS__
 #define REAL(name) __interceptor_##name
 #else
@@ -29,6 +31,8 @@ namespace memory {
 Supply lua, ours;
 
 bool Supply::refuses() {
+  const bool ends = remaining == 0 && !refused;
+  if (noting || ends) note_request(*this, ends);
   ++count;
   if (remaining < 0) return false;
   if (remaining-- > 0) return false;
