@@ -38,7 +38,7 @@ using memory::Supply;
 using memory::Way;
 constexpr const char* supply_names[] = {"lua", "ours"};
 constexpr const char* mode_names[] = {"rest", "alone"};
-constexpr int lost_reference = 70, not_fresh = 71;
+constexpr int lost_reference = 70, not_fresh = 71, not_finished = 72;
 
 struct Options {
   std::string build = "build", file, here;
@@ -54,7 +54,7 @@ enum class Part { measures, leads, lacks } part;
 unsigned test_number;
 lua_State* main_state;
 int report_fd = 2, child_output = -1;
-long children, findings;
+long children, interrupted, findings;
 long ways_tried, ways_missed;
 double pace = 1;
 long longest_stride[2];
@@ -85,8 +85,23 @@ bool works_anew() {
   return works;
 }
 
+// A test may wait for what want of memory took from it. It is interrupted as an interpreter does it; what goes on after
+// that, the next alarm ends.
+volatile sig_atomic_t was_interrupted;
+constexpr unsigned patience_seconds = 10;
+
+void raise_interrupt(lua_State* L, lua_Debug*) { luaL_error(L, "interrupted"); }
+
+void interrupt(int) {
+  was_interrupted = 1;
+  signal(SIGALRM, SIG_DFL);
+  alarm(patience_seconds);
+  if (memory::running) lua_sethook(memory::running, raise_interrupt, LUA_MASKCALL | LUA_MASKRET | LUA_MASKCOUNT, 1);
+}
+
 // The end of a process that lacked memory.
 [[noreturn]] void finish() {
+  lua_sethook(main_state, nullptr, 0, 0);
   memory::lua = memory::ours = {};
   lua_close(main_state);
   memory::close_contexts();
@@ -94,7 +109,7 @@ bool works_anew() {
     fprintf(stderr, "%ld references to callbacks are left\n", memory::references());
     _exit(lost_reference);
   }
-  _exit(works_anew() ? 0 : not_fresh);
+  _exit(!works_anew() ? not_fresh : was_interrupted ? not_finished : 0);
 }
 
 // One place in the code for all processes, or their stacks would differ.
@@ -148,14 +163,17 @@ bool fork_case() {
     lseek(child_output, 0, SEEK_SET);
     dup2(child_output, 1);
     dup2(child_output, 2);
-    alarm(10 + static_cast<unsigned>(10 * measured->tests[test_number].seconds));
+    signal(SIGALRM, interrupt);
+    alarm(3 + static_cast<unsigned>(5 * measured->tests[test_number].seconds));
     return true;
   }
   int status = 0;
   while (waitpid(child, &status, 0) < 0 && errno == EINTR) {
   }
   ++children;
-  if (status != 0) tell_finding(status);
+  const bool is_interrupted = WIFEXITED(status) && WEXITSTATUS(status) == not_finished;
+  interrupted += is_interrupted;
+  if (status != 0 && !is_interrupted) tell_finding(status);
   return false;
 }
 
@@ -277,8 +295,10 @@ int end(lua_State*) {
     for (int supply = 0; supply < 2; ++supply) requests[supply] += measured->tests[i].requests[supply];
   }
   dprintf(report_fd,
-          "%s: %u tests with %ld requests of lua's and %ld of ours, %ld times without memory, %ld findings, in %.0f s",
-          options.file.c_str(), measured->count, requests[0], requests[1], children, findings, now() - start_time);
+          "%s: %u tests with %ld requests of lua's and %ld of ours, %ld times without memory, %ld of them interrupted, "
+          "%ld findings, in %.0f s",
+          options.file.c_str(), measured->count, requests[0], requests[1], children, interrupted, findings,
+          now() - start_time);
   if (options.sweeps()) tell_sweep();
   dprintf(report_fd, "\n");
   _exit(findings != 0 || measured->count == 0);

@@ -15,6 +15,7 @@
 namespace memory {
 
 Ways* ways;
+lua_State* running;
 uintptr_t stack_end;
 bool noting;
 unsigned noted_test;
@@ -24,8 +25,6 @@ namespace {
 constexpr unsigned place_count = sizeof Ways::places / sizeof *Ways::places;
 constexpr unsigned most_ways = place_count / 4 * 3;
 constexpr int most_frames = 30;
-
-lua_State* running;
 
 uint64_t mixed(uint64_t key, uint64_t value) {
   key = (key ^ value) * 0x9e3779b97f4a7c15U;

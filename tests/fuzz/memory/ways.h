@@ -5,6 +5,8 @@
 
 #include <cstdint>
 
+struct lua_State;
+
 namespace memory {
 
 struct Way {
@@ -25,6 +27,9 @@ extern Ways* ways;
 
 // In the file of this name; without a name, for this run alone.
 bool share_ways(const char* name);
+
+// The state in which a script runs.
+extern lua_State* running;
 
 // Stacks are told apart up to this frame.
 extern uintptr_t stack_end;
