@@ -17,6 +17,9 @@ struct Supply {
 };
 extern Supply lua, ours;
 
+// What Lua frees need not serve again.
+extern bool at_end;
+
 // Learns where our libraries and modules lie, as far as they are loaded.
 void find_ours();
 
