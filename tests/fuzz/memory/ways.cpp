@@ -25,6 +25,7 @@ namespace {
 constexpr unsigned place_count = sizeof Ways::places / sizeof *Ways::places;
 constexpr unsigned most_ways = place_count / 4 * 3;
 constexpr int most_frames = 30;
+uintptr_t load_end;  // up to this frame the parser is at work
 
 uint64_t mixed(uint64_t key, uint64_t value) {
   key = (key ^ value) * 0x9e3779b97f4a7c15U;
@@ -34,14 +35,15 @@ uint64_t mixed(uint64_t key, uint64_t value) {
 struct Trace {
   uint64_t key;
   int frames;
+  uintptr_t load_end;
 };
 
 _Unwind_Reason_Code add_frame(_Unwind_Context* context, void* data) {
   auto& trace = *static_cast<Trace*>(data);
-  const uintptr_t address = _Unwind_GetIP(context);
+  const uintptr_t address = _Unwind_GetIP(context), frame = _Unwind_GetCFA(context);
+  if (trace.load_end != 0 && frame >= trace.load_end) trace = {0, 0, 0};
   dl_find_object object;
-  if (_Unwind_GetCFA(context) >= stack_end || _dl_find_object(reinterpret_cast<void*>(address), &object) != 0)
-    return _URC_END_OF_STACK;
+  if (frame >= stack_end || _dl_find_object(reinterpret_cast<void*>(address), &object) != 0) return _URC_END_OF_STACK;
   trace.key = mixed(trace.key, address - reinterpret_cast<uintptr_t>(object.dlfo_map_start));
   return ++trace.frames == most_frames ? _URC_END_OF_STACK : _URC_NO_REASON;
 }
@@ -59,7 +61,7 @@ uint64_t with_line(uint64_t key) {
 }
 
 uint64_t key_here(bool is_ours) {
-  Trace trace{1U + is_ours, 0};
+  Trace trace{1U + is_ours, 0, is_ours ? 0 : load_end};
   _Unwind_Backtrace(add_frame, &trace);
   return (is_ours ? trace.key : with_line(trace.key)) | 1;
 }
@@ -132,4 +134,14 @@ SHOWN int lua_pcall(lua_State* L, int arguments, int results, int handler) {
 SHOWN int lua_resume(lua_State* L, int arguments) {
   REAL(lua_resume);
   return run_in(L, [&] { return real(L, arguments); });
+}
+
+// All that the interpreter asks for as it compiles a text, by thousands of ways through its parser, is on one.
+SHOWN int lua_load(lua_State* L, lua_Reader reader, void* data, const char* name) {
+  REAL(lua_load);
+  const uintptr_t before = memory::load_end;
+  memory::load_end = reinterpret_cast<uintptr_t>(__builtin_frame_address(0));
+  const int status = real(L, reader, data, name);
+  memory::load_end = before;
+  return status;
 }
