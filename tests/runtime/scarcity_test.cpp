@@ -1,6 +1,6 @@
 // Each scenario of tests/lua/scenarios.lua with the n-th request for memory refused, for every n: of Lua's
 // allocator or of the module's and the libraries', that one alone or all from it on. The script gets an error
-// or a status; with memory again everything works, and none is lost.
+// or a status; with memory again everything works, and none is lost. Likewise the unit's files.
 //
 // Alone in its program, which takes the place of the C++ library's and, where no sanitizer has done so, of the
 // C library's allocation.
@@ -9,9 +9,12 @@
 #include <malloc.h>
 
 #include <cstdlib>
+#include <filesystem>
+#include <memory>
 #include <new>
 
 #include "host.h"
+#include "unit/things/file_store.h"
 
 extern "C" [[gnu::weak]] std::size_t __sanitizer_get_current_allocated_bytes(void);
 
@@ -148,5 +151,32 @@ INSTANTIATE_TEST_SUITE_P(Scenarios, Scarcity,
                          testing::Values("objects", "messages", "blocking", "commands", "coroutines", "events",
                                          "contexts", "unit", "records", "opening"),
                          [](const auto& scenario) { return scenario.param; });
+
+// As it lists its folder and as it leaves it.
+TEST(FilesInScarcity, StayAndDoNotEndTheProcess) {
+  using rovk::unit::things::FileStore;
+  const std::vector<uint8_t> bytes{1, 2, 3};
+  const std::vector<std::string> names{"a_name_for_which_a_string_asks_for_memory"};
+  for (const bool alone : {true, false}) {
+    bool refused = true;
+    for (long granted = 0; refused; ++granted) {
+      auto store = std::make_unique<FileStore>(FileStore::Build{});
+      ASSERT_EQ(store->write(names[0], bytes), FileStore::Failure::none);
+      const std::filesystem::path folder = store->folder();
+      native = {granted, alone};
+      try {
+        static_cast<void>(store->used_bytes());
+      } catch (const std::bad_alloc&) {
+      }
+      refused = native.refused;
+      native = {};
+      EXPECT_EQ(store->names(), names);
+      native = {0, alone};
+      store.reset();
+      native = {};
+      std::filesystem::remove_all(folder);
+    }
+  }
+}
 
 }  // namespace

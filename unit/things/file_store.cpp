@@ -2,8 +2,11 @@
 // change it while the unit runs. Only files of good names count as the unit's.
 #include "unit/things/file_store.h"
 
+#include <dirent.h>
 #include <fcntl.h>
+#include <ftw.h>
 #include <stdlib.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -11,6 +14,7 @@
 #include <cstdlib>
 #include <fstream>
 #include <iterator>
+#include <memory>
 #include <mutex>
 #include <set>
 #include <system_error>
@@ -36,6 +40,18 @@ bool write_whole(const fs::path& path, std::span<const uint8_t> bytes, bool last
   return close(file) == 0 && written;
 }
 
+// What goes through a folder here is the C library's: the C++ library's ends the process where it finds no memory for
+// an entry's name.
+int remove_entry(const char* path, const struct stat*, int, struct FTW*) {
+  ::remove(path);
+  return 0;
+}
+
+void remove_folder(const fs::path& folder) {
+  constexpr int most_open = 8;
+  nftw(folder.c_str(), remove_entry, most_open, FTW_DEPTH | FTW_PHYS);
+}
+
 // Folders that go with their units. A unit that nobody closes is never destroyed, so what is left here is removed when
 // the process ends. Never destroyed itself: units may be closed later still.
 struct Passing {
@@ -49,8 +65,7 @@ Passing& passing() {
     auto* const made = new Passing;
     std::atexit([] {
       if (getpid() != passing().owner) return;
-      std::error_code ignored;
-      for (const fs::path& folder : passing().folders) fs::remove_all(folder, ignored);
+      for (const fs::path& folder : passing().folders) remove_folder(folder);
     });
     return *made;
   }();
@@ -69,8 +84,7 @@ void settle(const fs::path& folder) {
 
 FileStore::~FileStore() {
   if (lasting_ || folder_.empty()) return;
-  std::error_code ignored;
-  fs::remove_all(folder_, ignored);
+  remove_folder(folder_);
   const std::lock_guard lock(passing().mutex);
   passing().folders.erase(folder_);
 }
@@ -143,12 +157,13 @@ void FileStore::remove_all() {
 
 std::vector<std::string> FileStore::names() const {
   std::vector<std::string> all;
-  std::error_code failed;
-  if (folder_.empty()) return all;
-  for (fs::directory_iterator entry(folder_, failed), end; !failed && entry != end; entry.increment(failed)) {
-    const std::string name = entry->path().filename().string();
-    std::error_code unknown;
-    if (good_name(name) && entry->is_regular_file(unknown)) all.push_back(name);
+  const auto close = [](DIR* folder) { closedir(folder); };
+  const std::unique_ptr<DIR, decltype(close)> folder(folder_.empty() ? nullptr : opendir(folder_.c_str()));
+  if (!folder) return all;
+  while (const dirent* const entry = readdir(folder.get())) {
+    struct stat status;
+    if (!good_name(entry->d_name) || fstatat(dirfd(folder.get()), entry->d_name, &status, 0) != 0) continue;
+    if (S_ISREG(status.st_mode)) all.emplace_back(entry->d_name);
   }
   std::sort(all.begin(), all.end());
   return all;
