@@ -17,7 +17,10 @@ Plan::Plan(const Measured& measured, unsigned first, double left, double pace)
   left_ = std::max(left_, 0.0);
 }
 
-double Plan::ways_seconds() const { return ways_ > 0 ? left_ * ways_here_ / ways_ : 0; }
+double Plan::ways_seconds() const {
+  if (ways_here_ <= 0) return 0;
+  return std::max(left_ * ways_here_ / ways_, left_ - (ways_ - ways_here_));
+}
 
 double Plan::stride_seconds() const {
   const double left = std::max(left_ - ways_, 0.0) / pace_;

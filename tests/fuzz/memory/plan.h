@@ -28,7 +28,7 @@ struct Measured {
 class Plan {
  public:
   Plan(const Measured& measured, unsigned first, double left, double pace);
-  // For the ways of the first test.
+  // For the ways of the first test: its part, or all that the others leave.
   double ways_seconds() const;
   // For the strides through one supply of each test, when the ways of all tests are done.
   double stride_seconds() const;
