@@ -156,7 +156,7 @@ std::span<const uint8_t> EepromMemory::read(const PartitionRow& partition, uint3
 
 void EepromMemory::write(const PartitionRow& partition, uint32_t offset, std::span<const uint8_t> data) {
   if (offset > partition.size || data.size() > partition.size - offset) throw EepromError{"partition_overflow"};
-  std::copy(data.begin(), data.end(), bytes_.begin() + partition.offset + offset);
+  std::copy(data.begin(), data.end(), bytes_.data() + partition.offset + offset);
   changed(partition, offset, data.size());
 }
 
@@ -301,7 +301,7 @@ void EepromMemory::append_tag(const PartitionRow& partition, uint16_t id, uint16
   const uint32_t end = free_end(partition);
   if (partition_header_size + (tags + 1U) * tag_header_size + size > end) throw EepromError{"partition_overflow"};
   const uint32_t offset = end - size;
-  std::fill_n(bytes_.begin() + partition.offset + offset, size, erased);
+  std::fill_n(bytes_.data() + partition.offset + offset, size, erased);
   write_tag_header(partition, tags, {id, size, offset, crc32(read(partition, offset, size))});
   write_header(partition, static_cast<uint16_t>(tags + 1));
 }
@@ -309,7 +309,7 @@ void EepromMemory::append_tag(const PartitionRow& partition, uint16_t id, uint16
 // ---- formatting
 
 void EepromMemory::erase(const PartitionRow& partition) {
-  std::fill_n(bytes_.begin() + partition.offset, partition.size, erased);
+  std::fill_n(bytes_.data() + partition.offset, partition.size, erased);
   directories_.erase(partition.offset);
 }
 

@@ -13,12 +13,7 @@ constexpr int64_t refocus_degrees = 5;
 }  // namespace
 
 FocusControl::FocusControl(Timeline& timeline, Settings& settings, Lens* lens, TemperatureSensor* warmth)
-    : timeline_(timeline),
-      settings_(settings),
-      lens_(lens),
-      warmth_(warmth),
-      focused_at_(lens ? lens->warming() : 0),
-      crossing_(timeline) {
+    : settings_(settings), lens_(lens), warmth_(warmth), focused_at_(lens ? lens->warming() : 0), crossing_(timeline) {
   if (!lens_) return;
   settings_.changed.add([this](Setting setting) {
     if (setting == Setting::focus_manual || setting == Setting::focus_day_position ||

@@ -23,7 +23,6 @@ class FocusControl {
   // When the warmth, left to itself, will be as far off as makes it refocus.
   void expect_warmth();
 
-  Timeline& timeline_;
   Settings& settings_;
   Lens* lens_;
   TemperatureSensor* warmth_;
