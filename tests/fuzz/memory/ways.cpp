@@ -99,9 +99,11 @@ void note_request(const Supply& supply, bool is_refused) {
     ++ways->without_place;
   } else if (way.key == 0) {
     ++ways->count;
-    way = {key, supply.count, ways->runs, noted_test, is_ours, {false, false}};
-  } else if (way.run != ways->runs || supply.count < way.request) {
+    way = {key, supply.count, ways->runs, ways->passes, noted_test, is_ours, {false, false}};
+  } else if (way.run != ways->runs || supply.count < way.request ||
+             (way.test == noted_test && way.pass != ways->passes)) {
     way.run = ways->runs;
+    way.pass = ways->passes;
     way.test = noted_test;
     way.request = supply.count;
   }

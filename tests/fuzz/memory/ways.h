@@ -12,13 +12,13 @@ namespace memory {
 struct Way {
   uint64_t key;  // 0: no way
   long request;  // the number in its test, from 0
-  unsigned run, test;
+  unsigned run, pass, test;
   bool is_ours, refused[2];  // with all behind it, alone
 };
 
 // Shared by the processes of a run and, in a file, by one run after the other.
 struct Ways {
-  unsigned runs, count;
+  unsigned runs, passes, count;
   long without_place;    // requests that found the table full
   uint64_t refused_key;  // of the case
   Way places[1U << 17];
@@ -34,7 +34,8 @@ extern lua_State* running;
 // Stacks are told apart up to this frame.
 extern uintptr_t stack_end;
 
-// While true, each request is looked at: whether it is the first of a way, or comes earlier in its test.
+// While true, each request is looked at: whether it is the first of a way, or the first of this pass in the way's test,
+// or comes earlier in its test than that of the way.
 extern bool noting;
 extern unsigned noted_test;
 
