@@ -22,10 +22,10 @@ return {
   { name = "event from the unit to a Lua function", hold = 4231, aim = 4400 },
   { name = "the same with 1000 other subscriptions", hold = 4244 },
   { name = "blocking command, 1000 contexts on the unit", hold = 4429, times = { 1.5, "blocking command" } },
-  { name = "open and close a context", hold = 1032749 },
+  { name = "open and close a context", hold = 974705 },
   { name = "a command with 100 in flight", hold = 7730 },
   { name = "a command with 10000 in flight", hold = 8300, times = { 1.15, "a command with 100 in flight" } },
-  { name = "a command with 30000 in flight", hold = 8617, times = { 1.15, "a command with 100 in flight" } },
+  { name = "a command with 30000 in flight", hold = 8805, times = { 1.15, "a command with 100 in flight" } },
   { name = "values by name in a task, plain", hold = 8974 },
   { name = "inputs in a task, plain", hold = 9589 },
   -- The companion's tasks, and how often the cost of the plain form they may take.
