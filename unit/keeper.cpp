@@ -86,7 +86,8 @@ std::string Keeper::name_of(const BoardDescription& board, const PeripheralDescr
   return board.name + "/" + (peripheral.name.empty() ? peripheral.service : peripheral.name);
 }
 
-Keeper::Keeper(std::string path, const UnitDescription& unit) : path_(std::move(path)), identity_(identity_of(unit)) {
+Keeper::Keeper(std::string path, const UnitDescription& unit)
+    : path_(std::move(path)), beside_(path_ + ".new"), identity_(identity_of(unit)) {
   file_ = open(path_.c_str(), O_RDWR | O_CLOEXEC);
   if (file_ < 0 && errno == ENOENT) {
     if (!write({}, {}) || !commit()) fail(std::string("cannot be written: ") + std::strerror(errno));
@@ -109,7 +110,7 @@ Keeper::~Keeper() {
 
 void Keeper::discard() {
   if (next_ < 0) return;
-  unlink((path_ + ".new").c_str());
+  unlink(beside_.c_str());
   close(std::exchange(next_, -1));
 }
 
@@ -185,12 +186,11 @@ bool Keeper::write(std::vector<Setting> settings, std::map<uint8_t, std::vector<
   for (const auto& [location, bytes] : memories) text += "eeprom " + std::to_string(location) + " " + hex(bytes) + "\n";
   text += "end " + hex(digest(text), 16) + "\n";
   discard();
-  const std::string beside = path_ + ".new";
-  const int file = open(beside.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  const int file = open(beside_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (file < 0) return false;
   if (!write_all(file, text) || fsync(file) != 0 || flock(file, LOCK_EX | LOCK_NB) != 0) {
     const int error = errno;
-    unlink(beside.c_str());
+    unlink(beside_.c_str());
     close(file);
     errno = error;
     return false;
@@ -203,14 +203,14 @@ bool Keeper::write(std::vector<Setting> settings, std::map<uint8_t, std::vector<
 
 bool Keeper::commit() {
   if (next_ < 0) return true;
-  if (rename((path_ + ".new").c_str(), path_.c_str()) != 0) {
+  const std::string folder = std::filesystem::absolute(path_).parent_path().string();
+  if (rename(beside_.c_str(), path_.c_str()) != 0) {
     const int error = errno;
     discard();
     errno = error;
     return false;
   }
   // The name as well has to be on the disk.
-  const std::string folder = std::filesystem::absolute(path_).parent_path().string();
   const int directory = open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
   if (directory >= 0) {
     fsync(directory);

@@ -50,6 +50,7 @@ class Keeper {
   [[noreturn]] void fail(const std::string& text) const;
 
   std::string path_;
+  std::string beside_;  // what is written before it takes the file's place; gone with the keeper, without memory too
   std::string identity_;
   std::vector<Setting> settings_;
   std::map<uint8_t, std::vector<uint8_t>> memories_;
