@@ -55,7 +55,7 @@ end
 
 -- LuaJIT itself does not bear it when memory ends at any point: it crashes in a script without any module, too.
 local jit = rawget(_G, "jit")
-env.starves = starves == "starves" and not jit
+env.jit, env.starves = jit, starves == "starves" and not jit
 -- When it compiles does not follow from the seed, so that an episode with a compiler may go otherwise when it
 -- is run again. On 32 bits the compiler itself crashes, in the assembler of its traces.
 if jit and (random(3) > 1 or not jit.arch:find("64")) then
