@@ -163,11 +163,11 @@ local function device(self, service, address, index, id)
   return targets.new(self, service, address, index, { id = id, name = id ~= 0 and devices.name_of[id] or nil })
 end
 
---- All devices of a service, of all its peripherals.
+--- All devices, or those of one service, of all its peripherals.
 function unit:devices(service)
-  local wanted = service_of(service)
   local list = {}
-  for _, peripheral in ipairs(self:peripherals(wanted.name)) do
+  for _, peripheral in ipairs(self:peripherals(service)) do
+    local wanted = catalogue.services[peripheral.service]
     for place, id in ipairs(gather(self, peripheral.device_count, function(place)
       return peripheral:get_peripheral_device_id({ index = place - 1 }).peripheral_device_id
     end)) do
