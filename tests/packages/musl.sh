@@ -2,9 +2,12 @@
 # musl.sh: the module under musl, as far as Debian's tools go. They have no C++ library for musl. The module
 # needs none; librovk-message and librovktrans get that of glibc linked into them, with the two things it asks
 # glibc for; librovk-unit, the simulated unit, cannot be made, and a stand-in that refuses to open a way takes the
-# place of librovk-transport. Wants musl-tools, and fetches the source of Lua 5.1 through apt-get. Everything is made
-# in build/musl.
+# place of librovk-transport. Wants musl-tools and what ./rovk build installs, and fetches the source of Lua 5.1
+# through apt-get. Everything is made in build/musl.
 set -euo pipefail
+for tool in musl-gcc make g++ cmake ninja lua5.1; do
+  command -v "$tool" >/dev/null || { echo "musl.sh: there is no $tool; ./rovk build && apt-get install musl-tools make" >&2; exit 1; }
+done
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$repository/build/musl
 headers=/usr/include/x86_64-linux-musl

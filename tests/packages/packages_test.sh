@@ -1,9 +1,9 @@
 #!/usr/bin/env bash
-# packages_test.sh CMAKE BUILD_FOLDER C_COMPILER INTERPRETER READELF: what others build on: CMake's package and
-# pkg-config's files from another project, one version told by all, and the libraries' names with a version
-# and without.
+# packages_test.sh CMAKE GENERATOR BUILD_FOLDER C_COMPILER INTERPRETER READELF: what others build on: CMake's package
+# and pkg-config's files from another project, one version told by all, and the libraries' names with a version and
+# without.
 set -euo pipefail
-cmake=$1 build=$2 compiler=$3 lua=$4 readelf=$5
+cmake=$1 generator=$2 build=$3 compiler=$4 lua=$5 readelf=$6
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
@@ -20,8 +20,8 @@ library=$(dirname "$(find "$work/usr" -name librovktrans.so)")
 module=$(find "$work/usr" -name rovk_message.so)
 
 another() {
-  "$cmake" -S "$repository/tests/packages/outside" -B "$work/outside" -DCMAKE_PREFIX_PATH="$work/usr" \
-    -DCMAKE_C_COMPILER="$compiler" || return
+  "$cmake" -S "$repository/tests/packages/outside" -B "$work/outside" -G "$generator" \
+    -DCMAKE_PREFIX_PATH="$work/usr" -DCMAKE_C_COMPILER="$compiler" || return
   "$cmake" --build "$work/outside"
 }
 another >"$work/log" 2>&1 || { cat "$work/log"; exit 1; }
