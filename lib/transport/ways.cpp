@@ -6,6 +6,7 @@
 #pragma GCC visibility pop
 
 #include <dlfcn.h>
+#include <pthread.h>
 
 #include <atomic>
 #include <cerrno>
@@ -25,7 +26,7 @@ std::atomic<const rovk_way*> simulated = nullptr;
 
 const rovk_way* known_way() { return simulated.load(std::memory_order_acquire); }
 
-// It lies beside this one, or where the loader looks. Threads that come here at once load the same.
+// It lies beside this one, or where the loader looks.
 void* load_library() {
   Dl_info own;
   char path[4096];
@@ -43,7 +44,6 @@ void* load_library() {
 
 // Null: it cannot be loaded; the reason is kept.
 const rovk_way* load_way() {
-  if (const rovk_way* const way = known_way()) return way;
   void* const library = load_library();
   void* const function = library ? dlsym(library, "rovk_unit_way") : nullptr;
   if (!function) {
@@ -52,6 +52,18 @@ const rovk_way* load_way() {
   }
   const rovk_way* const way = reinterpret_cast<decltype(&rovk_unit_way)>(function)();
   simulated.store(way, std::memory_order_release);
+  return way;
+}
+
+// As load_way. Threads that come here at once wait for the first: one loads the library, and all see what its
+// initializers wrote.
+const rovk_way* demand_way() {
+  if (const rovk_way* const way = known_way()) return way;
+  static pthread_mutex_t loading = PTHREAD_MUTEX_INITIALIZER;  // std::mutex would want the C++ library
+  pthread_mutex_lock(&loading);
+  const rovk_way* way = known_way();
+  if (!way) way = load_way();
+  pthread_mutex_unlock(&loading);
   return way;
 }
 
@@ -82,7 +94,7 @@ int32_t rovk_transport_open(const char* text, void* owner, rovk_transport** slot
     return fail(-EINVAL, "no way to a unit called '%.*s'; there is sim, as in sim?clock=virtual",
                 static_cast<int>(name.size()), name.data());
   }
-  const rovk_way* const way = load_way();
+  const rovk_way* const way = demand_way();
   return way ? way->open(text, owner, slot) : -ENODEV;
 }
 
