@@ -6,7 +6,10 @@
 # through apt-get. Everything is made in build/musl.
 set -euo pipefail
 for tool in musl-gcc make g++ cmake ninja lua5.1; do
-  command -v "$tool" >/dev/null || { echo "musl.sh: there is no $tool; ./rovk build && apt-get install musl-tools make" >&2; exit 1; }
+  command -v "$tool" >/dev/null || {
+    echo "musl.sh: there is no $tool; ./rovk build && apt-get install musl-tools make" >&2
+    exit 1
+  }
 done
 repository=$(cd "$(dirname "${BASH_SOURCE[0]}")/../.." && pwd)
 work=$repository/build/musl
