@@ -62,7 +62,7 @@ std::string identity_of(const UnitDescription& unit) {
   for (const BoardDescription& board : unit.boards) {
     text += board.name + "\n";
     for (const PeripheralDescription& own : board.peripherals) {
-      text += Keeper::name_of(board, own) + " " + own.service;
+      text += Keeper::name_of(board.name, own) + " " + own.service;
       for (const DeviceDescription& device : own.devices) text += " " + std::to_string(device.id);
       text += "\n";
     }
@@ -82,8 +82,8 @@ bool write_all(int file, std::string_view text) {
 
 }  // namespace
 
-std::string Keeper::name_of(const BoardDescription& board, const PeripheralDescription& peripheral) {
-  return board.name + "/" + (peripheral.name.empty() ? peripheral.service : peripheral.name);
+std::string Keeper::name_of(const std::string& board, const PeripheralDescription& peripheral) {
+  return board + "/" + (peripheral.name.empty() ? peripheral.service : peripheral.name);
 }
 
 Keeper::Keeper(std::string path, const UnitDescription& unit)

@@ -30,7 +30,7 @@ class Keeper {
   Keeper(const Keeper&) = delete;
   Keeper& operator=(const Keeper&) = delete;
 
-  static std::string name_of(const BoardDescription& board, const PeripheralDescription& peripheral);
+  static std::string name_of(const std::string& board, const PeripheralDescription& peripheral);
 
   // In the order in which they were made.
   const std::vector<Setting>& settings() const { return settings_; }

@@ -15,7 +15,7 @@ namespace {
 
 std::string kept_name(const Peripheral& peripheral) {
   const Setup& setup = peripheral.view->setup();
-  return setup.board.name() + "/" + (setup.description.name.empty() ? setup.service.name : setup.description.name);
+  return Keeper::name_of(setup.board.name(), setup.description);
 }
 
 bool is_setting(const Peripheral& peripheral, const catalogue::Command& row) {
